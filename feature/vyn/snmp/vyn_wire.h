@@ -1,0 +1,146 @@
+// What the module and the VYN service say to each other: opcodes, operations, query types, the
+// records of the messages and the system error codes that both know by name.
+//
+// Everything here crosses a process boundary. The layouts are fixed; each record states its own
+// size and offsets below it. Nothing here depends on the SNMP agent.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "be32.h"
+
+// Opcodes of the message transport.
+enum vyn_opcode : uint32_t {
+    MTS_OPC_VYN_MGMT_REQ = 8463,       // distribution status, reads of regions
+    MTS_OPC_VYN_SNMP_QUERY = 8469,     // discovery, peers, merge members, lock owners
+    MTS_OPC_VYN_FEATURE_ACTION = 8470, // event: a feature action has ended
+    MTS_OPC_VYN_MERGE_QUERY = 8474,    // merge state and the resolution of a failed merge
+    MTS_OPC_VYN_NOTIFICATION = 8475,   // event: a merge has failed, a discovery has ended
+    MTS_OPC_VYN_CONFIG_REQ = 8477,     // changes of the configuration
+};
+
+// The operation that goes with every request.
+enum vyn_msg_type : uint32_t {
+    VYN_MSG_GET = 1,
+    VYN_MSG_GETNEXT = 2,
+    VYN_MSG_SET = 3,
+};
+
+// Word 0 of every request and reply.
+enum vyn_query_type : uint32_t {
+    VYN_SNMP_START_DISCOVERY = 24,
+    VYN_SNMP_GET_DISC_STATUS = 25,
+    VYN_SNMP_GET_DIST_STATUS = 30,
+    VYN_SNMP_SET_DIST = 31,
+};
+
+// Discovery status values that mean something here; the service may send others.
+enum vyn_disc_status : uint8_t {
+    VYN_DISC_RUNNING = 2,
+    VYN_DISC_FAILED = 4,
+};
+
+// System error codes known by name.
+enum vyn_syserr : uint32_t {
+    VYN_ERR_NO_MORE_ENTRIES = 0x40B3001C,    // a GETNEXT has come to the end
+    VYN_ERR_ACTION_UNSUPPORTED = 0x40B30035, // the feature has no such action in its scope
+    VYN_ERR_ACTION_IN_PROGRESS = 0x40B3003A, // the feature's last action has not ended
+    VYN_ERR_NO_FEATURE_REGION = 0x40B30061,  // the feature is assigned to no region
+    VYN_ERR_PEER_NOT_IPV4 = 0x40B30070,      // a static peer has an IPv4 address
+    VYN_ERR_NPV_DISABLED = 0x40B30071,       // static peers need NPV mode
+    VYN_ERR_BOTH_IP_FAMILIES = 0x40B30074,   // distribution runs over one IP family at a time
+};
+
+// A request. Bytes that the query type does not use are zero.
+struct vyn_snmp_req {
+    be32 query_type;
+    be32 argument; // 1 in every query
+    union {
+        uint8_t bytes[356];
+        be32 dist_disable; // VYN_SNMP_SET_DIST: 1 disables distribution, 0 enables it
+    } request;
+};
+static_assert(sizeof(vyn_snmp_req) == 364 && offsetof(vyn_snmp_req, argument) == 4 &&
+              offsetof(vyn_snmp_req, request) == 8);
+static_assert(std::is_trivially_copyable_v<vyn_snmp_req>);
+
+// Where the member of a reply begins: word 0 repeats the query type.
+inline constexpr size_t VYN_SNMP_RESP_MEMBER = 4;
+
+// The member of a reply to VYN_SNMP_GET_DISC_STATUS, and of the event that ends a discovery.
+struct resp_phy_disc_status {
+    uint8_t disc_status;
+    uint8_t pad[3];
+    be32 failure_reason; // a system error code
+};
+static_assert(sizeof(resp_phy_disc_status) == 8 &&
+              offsetof(resp_phy_disc_status, failure_reason) == 4);
+static_assert(std::is_trivially_copyable_v<resp_phy_disc_status>);
+
+// The member of a reply to VYN_SNMP_GET_DIST_STATUS.
+struct resp_dist_status {
+    be32 disabled; // 0: distribution is enabled
+};
+static_assert(sizeof(resp_dist_status) == 4 && std::is_trivially_copyable_v<resp_dist_status>);
+
+// A region as a row under creation and as the member of a region request.
+struct vyn_region_rec {
+    be32 op; // in a change: 0 adds, 1 deletes
+    be32 region_id;
+    be32 scope; // 2 physical, 1 logical, 0 not given
+    be32 vsan;
+    uint8_t zero[92];
+};
+static_assert(sizeof(vyn_region_rec) == 108 && offsetof(vyn_region_rec, region_id) == 4);
+static_assert(std::is_trivially_copyable_v<vyn_region_rec>);
+
+// The assignment of a feature to a region, likewise.
+struct vyn_feature_region_rec {
+    be32 op; // in a change: 0 adds or changes, 1 deletes
+    be32 region_id;
+    be32 scope; // as in vyn_region_rec
+    be32 vsan;
+    be32 zero;
+    char app_name[81]; // at most 80 characters, NUL
+    uint8_t pad[3];
+    be32 create_mark; // 4 when the row was made by a createAndGo of the SET in progress
+};
+static_assert(sizeof(vyn_feature_region_rec) == 108 &&
+              offsetof(vyn_feature_region_rec, app_name) == 20 &&
+              offsetof(vyn_feature_region_rec, create_mark) == 104);
+static_assert(std::is_trivially_copyable_v<vyn_feature_region_rec>);
+
+// The event MTS_OPC_VYN_NOTIFICATION: a type, and what belongs to it.
+enum vyn_notification_type : uint32_t {
+    VYN_NOTIF_MERGE_FAIL = 22,
+    VYN_NOTIF_DISCOVERY_COMPLETE = 27,
+};
+
+struct vyn_merge_fail_notif {
+    char feature_name[81];
+    uint8_t pad[3];
+    be32 scope; // 2 physical, 1 logical
+    be32 vsan;
+    char failure_text[256];
+};
+static_assert(sizeof(vyn_merge_fail_notif) == 348 && offsetof(vyn_merge_fail_notif, scope) == 84 &&
+              offsetof(vyn_merge_fail_notif, failure_text) == 92);
+static_assert(std::is_trivially_copyable_v<vyn_merge_fail_notif>);
+
+inline constexpr size_t VYN_NOTIF_VAL = 4; // where the type's own record begins
+
+// The event MTS_OPC_VYN_FEATURE_ACTION.
+struct vyn_feature_action_notif {
+    char feature_name[81];
+    be32 last_action;
+    be32 scope_type; // 1 physical, 2 logical; 0 means 1
+    be32 scope_value;
+    be32 result;
+    be32 fifth;
+};
+static_assert(sizeof(vyn_feature_action_notif) == 101 &&
+              offsetof(vyn_feature_action_notif, last_action) == 81 &&
+              offsetof(vyn_feature_action_notif, fifth) == 97);
+static_assert(std::is_trivially_copyable_v<vyn_feature_action_notif>);

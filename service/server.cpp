@@ -1,0 +1,326 @@
+// The poll loop, what comes in, and what goes out.
+//
+// Nothing that a client sends is an error of the server's: a frame that makes no sense costs its
+// sender the connection and a line in the log. Under a stall, and only then, a frame is looked at
+// before it is taken from the socket, because the operator's must be taken and others left.
+#include "server.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+#include "commands.h"
+#include "queries.h"
+
+namespace vynd {
+
+namespace {
+
+constexpr size_t most_answers = 64;       // queued for a client that does not read them
+constexpr size_t most_subscriptions = 64; // of one connection
+constexpr std::chrono::milliseconds accept_pause{100};
+
+[[noreturn]] void fail(const std::string &what, int code = errno)
+{
+    throw std::system_error(code, std::generic_category(), what);
+}
+
+// Takes the file of a dead server out of the way. Somebody may serve it: then it stays.
+void remove_stale(const std::string &path, const sockaddr_un &address)
+{
+    struct stat file;
+    if (lstat(path.c_str(), &file) != 0)
+        return;
+    if (!S_ISSOCK(file.st_mode))
+        fail(path + ": not a socket", EEXIST);
+    const unique_fd probe = make_socket();
+    const auto *to = reinterpret_cast<const sockaddr *>(&address);
+    if (connect(probe.get(), to, sizeof address) == 0 || errno == EAGAIN)
+        fail(path + ": in use by a running service", EADDRINUSE);
+    if (errno != ECONNREFUSED || unlink(path.c_str()) != 0)
+        fail(path);
+}
+
+// What the faults make of the reply to a request that succeeded.
+void distort(bytes &reply, const active_faults &faults)
+{
+    const auto value = [&](fault which) { return faults[static_cast<size_t>(which)]; };
+    if (const auto query_type = value(fault::wrong_query); query_type && reply.size() >= 4) {
+        const be32 word = *query_type;
+        std::memcpy(reply.data(), &word, sizeof word);
+    }
+    if (const auto size = value(fault::oversize))
+        reply.resize(std::max<size_t>(reply.size(), *size));
+    if (const auto size = value(fault::shorten))
+        reply.resize(std::min<size_t>(reply.size(), *size));
+    if (value(fault::empty))
+        reply.clear();
+}
+
+} // namespace
+
+server::server(std::string path, fabric &model, event_log &log)
+    : path_(std::move(path)), model_(model), log_(log), listener_(make_socket())
+{
+    const sockaddr_un address = address_of(path_);
+    remove_stale(path_, address);
+    const mode_t before = umask(0177);
+    const int bound =
+        bind(listener_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    const int error = errno;
+    umask(before);
+    struct stat file;
+    if (bound != 0)
+        fail(path_, error);
+    if (lstat(path_.c_str(), &file) != 0 || listen(listener_.get(), 64) != 0)
+        fail(path_);
+    device_ = file.st_dev;
+    inode_ = file.st_ino;
+}
+
+server::~server()
+{
+    struct stat file;
+    if (lstat(path_.c_str(), &file) == 0 && file.st_dev == device_ && file.st_ino == inode_)
+        unlink(path_.c_str());
+}
+
+bool server::sendable(const outgoing &frame, time_point now) const
+{
+    return frame.due <= now && (frame.kind == frame_kind::answer || !faults_.stalled());
+}
+
+short server::wanted(const connection &client, time_point now) const
+{
+    const auto ready = [&](const outgoing &frame) { return sendable(frame, now); };
+    const bool write = std::any_of(client.queue.begin(), client.queue.end(), ready);
+    const bool read = !client.parked && client.answers < most_answers;
+    return static_cast<short>((read ? POLLIN : 0) | (write ? POLLOUT : 0));
+}
+
+// Milliseconds until something happens by itself, rounded up so that the loop never spins.
+int server::timeout(time_point now, std::chrono::milliseconds longest) const
+{
+    time_point next = now + longest;
+    const auto at = [&](time_point when) {
+        if (when > now)
+            next = std::min(next, when);
+    };
+    at(accept_again_);
+    if (const auto change = model_.next_change())
+        next = std::min(next, std::max(*change, now));
+    for (const connection &client : connections_)
+        for (const outgoing &frame : client.queue)
+            at(frame.due);
+    return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(next - now).count());
+}
+
+bool server::step(std::chrono::milliseconds longest, int stop)
+{
+    time_point now = std::chrono::steady_clock::now();
+    std::vector<pollfd> polled = {{accept_again_ <= now ? listener_.get() : -1, POLLIN, 0},
+                                  {stop, POLLIN, 0}};
+    for (connection &client : connections_) {
+        client.parked = client.parked && faults_.stalled();
+        const short events = wanted(client, now);
+        // A connection that wants nothing is left out, or its hang-up would wake us for ever.
+        polled.push_back({events ? client.socket.get() : -1, events, 0});
+    }
+    if (poll(polled.data(), polled.size(), timeout(now, longest)) < 0 && errno != EINTR)
+        fail("poll");
+
+    now = std::chrono::steady_clock::now();
+    for (const event &posted : model_.advance(now))
+        post(posted, now);
+    auto place = polled.begin() + 2;
+    for (connection &client : connections_) {
+        const auto &[fd, events, revents] = *place++;
+        if (revents & (POLLOUT | POLLHUP | POLLERR))
+            flush(client, now);
+        if ((events & POLLIN) && (revents & (POLLIN | POLLHUP | POLLERR)) && !client.closed)
+            receive(client, now);
+    }
+    if (polled[0].revents)
+        accept_one(now);
+    connections_.remove_if([](const connection &client) { return client.closed; });
+    return polled[1].revents == 0;
+}
+
+void server::accept_one(time_point now)
+{
+    unique_fd socket(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    if (socket.get() < 0) {
+        if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED)
+            return;
+        // Out of descriptors or memory: the client stays in the backlog until there are some.
+        if (accept_again_ == time_point())
+            log_.line(std::string("cannot accept: ") + std::strerror(errno));
+        accept_again_ = now + accept_pause;
+        return;
+    }
+    accept_again_ = {};
+    connection &client = connections_.emplace_back();
+    client.socket = std::move(socket);
+    client.number = ++last_number_;
+    frame_header greeting = header_of(frame_kind::greeting);
+    greeting.status = protocol_version;
+    enqueue(client, {make_frame(greeting, {}), frame_kind::greeting, now}, now);
+}
+
+void server::receive(connection &client, time_point now)
+{
+    be32 kind;
+    if (faults_.stalled() &&
+        recv(client.socket.get(), &kind, sizeof kind, MSG_PEEK) == sizeof kind &&
+        kind != static_cast<uint32_t>(frame_kind::command)) {
+        client.parked = true;
+        return;
+    }
+    static uint8_t buffer[largest_frame];
+    const ssize_t size = recv(client.socket.get(), buffer, sizeof buffer, MSG_TRUNC);
+    if (size > 0 && static_cast<size_t>(size) <= sizeof buffer)
+        take_frame(client, {buffer, static_cast<size_t>(size)}, now);
+    else if (size > 0)
+        abandon(client, "frame of " + std::to_string(size) + " bytes");
+    else if (size == 0)
+        client.closed = true;
+    else if (errno != EAGAIN && errno != EINTR)
+        abandon(client, std::strerror(errno));
+}
+
+void server::take_frame(connection &client, std::span<const uint8_t> frame, time_point now)
+{
+    frame_header header;
+    if (frame.size() < sizeof header)
+        return abandon(client, "frame of " + std::to_string(frame.size()) + " bytes");
+    std::memcpy(&header, frame.data(), sizeof header);
+    if (!std::memchr(header.user, 0, sizeof header.user))
+        return abandon(client, "user without an end");
+    const std::span<const uint8_t> payload = frame.subspan(sizeof header);
+
+    switch (static_cast<frame_kind>(uint32_t{header.kind})) {
+    case frame_kind::request: return serve(client, header, payload, now);
+    case frame_kind::subscribe: return subscribe(client, header.opcode);
+    case frame_kind::command:
+        return command(client, header,
+                       {reinterpret_cast<const char *>(payload.data()), payload.size()}, now);
+    default: return abandon(client, "frame of kind " + std::to_string(header.kind));
+    }
+}
+
+void server::serve(connection &client, const frame_header &header, std::span<const uint8_t> record,
+                   time_point now)
+{
+    const request asked{header.opcode, header.msg_type, record};
+    const active_faults faults = faults_.meet_request();
+    const auto value = [&](fault which) { return faults[static_cast<size_t>(which)]; };
+    const std::string line = "request " + describe(asked) + " user \"" +
+                             escaped(reinterpret_cast<const char *>(header.user)) + "\" session " +
+                             std::to_string(header.session) + " -> ";
+    if (value(fault::disconnect)) {
+        log_.line(line + "nothing" + fault_text(faults));
+        client.closed = true;
+        return;
+    }
+    outcome result;
+    if (const auto code = value(fault::error))
+        result.status = *code;
+    else
+        result = answer(model_, asked, now);
+    log_.line(line + code_text(result.status) + (result.note.empty() ? "" : " " + result.note) +
+              fault_text(faults));
+    if (value(fault::drop))
+        return;
+    if (result.status == 0)
+        distort(result.reply, faults);
+
+    frame_header reply = header_of(frame_kind::reply);
+    reply.sequence = header.sequence;
+    reply.opcode = header.opcode;
+    reply.status = result.status;
+    const auto late = std::chrono::milliseconds(value(fault::delay).value_or(0));
+    client.last_due = std::max(client.last_due, now + late);
+    enqueue(client, {make_frame(reply, result.reply), frame_kind::reply, client.last_due}, now);
+}
+
+void server::subscribe(connection &client, uint32_t opcode)
+{
+    if (client.subscriptions.size() == most_subscriptions)
+        return abandon(client, "too many subscriptions");
+    client.subscriptions.insert(opcode);
+    log_.line("subscribe " + std::to_string(opcode));
+}
+
+void server::command(connection &client, const frame_header &header, std::string_view line,
+                     time_point now)
+{
+    const auto post_now = [&](const event &posted) { return post(posted, now); };
+    const command_answer result = run_command(line, {model_, faults_, post_now});
+    log_.line("command \"" + escaped(line.substr(0, 512)) + "\" -> " +
+              (result.done ? "done" : "refused: " + escaped(result.text)));
+    frame_header reply = header_of(frame_kind::answer);
+    reply.sequence = header.sequence;
+    reply.status = result.done ? 0 : 1;
+    enqueue(client, {make_frame(reply, as_bytes(result.text)), frame_kind::answer, now}, now);
+}
+
+size_t server::post(const event &posted, time_point now)
+{
+    frame_header header = header_of(frame_kind::event);
+    header.opcode = posted.opcode;
+    const bytes frame = make_frame(header, posted.payload);
+    size_t subscribers = 0;
+    for (connection &client : connections_) {
+        if (client.closed || !client.subscriptions.contains(posted.opcode))
+            continue;
+        ++subscribers;
+        enqueue(client, {frame, frame_kind::event, now}, now);
+    }
+    log_.line("event " + std::to_string(posted.opcode) + " " + posted.text + " -> " +
+              std::to_string(subscribers) + (subscribers == 1 ? " subscriber" : " subscribers"));
+    return subscribers;
+}
+
+void server::enqueue(connection &client, outgoing frame, time_point now)
+{
+    if (frame.kind != frame_kind::event)
+        ++client.answers;
+    client.queue.push_back(std::move(frame));
+    flush(client, now);
+}
+
+void server::flush(connection &client, time_point now)
+{
+    const auto ready = [&](const outgoing &frame) { return sendable(frame, now); };
+    while (!client.closed) {
+        const auto next = std::find_if(client.queue.begin(), client.queue.end(), ready);
+        if (next == client.queue.end())
+            return;
+        const ssize_t sent = send(client.socket.get(), next->frame.data(), next->frame.size(),
+                                  MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (sent < 0 && (errno == EAGAIN || errno == EINTR))
+            return;
+        if (sent < 0 && errno == EMSGSIZE)
+            log_.line("connection " + std::to_string(client.number) + ": the socket takes no " +
+                      std::to_string(next->frame.size()) + " bytes, not sent");
+        else if (sent < 0)
+            return abandon(client, std::strerror(errno));
+        if (next->kind != frame_kind::event)
+            --client.answers;
+        client.queue.erase(next);
+    }
+}
+
+void server::abandon(connection &client, const std::string &reason)
+{
+    log_.line("connection " + std::to_string(client.number) + " closed: " + reason);
+    client.closed = true;
+}
+
+} // namespace vynd

@@ -1,0 +1,83 @@
+// The server: one thread, one poll() loop, all connections.
+//
+// Every frame goes out through its connection's queue, so that no client can hold up another: the
+// socket takes what it takes, the rest waits for POLLOUT. A client that sends requests without
+// reading the replies is no longer read from; events are kept for a subscriber however slow it
+// is. A stalled server looks like a stopped process from outside: it leaves everything that is not
+// a command in the socket, in order, and finds it there when the stall ends.
+#pragma once
+
+#include <deque>
+#include <list>
+#include <set>
+#include <string>
+
+#include <sys/types.h>
+
+#include "fabric.h"
+#include "faults.h"
+#include "log.h"
+#include "socket.h"
+
+namespace vynd {
+
+class server {
+  public:
+    // Listens at `path`, which only its owner can use. Replaces a socket that nobody serves any
+    // more; throws std::system_error when somebody does, or when something else is there.
+    server(std::string path, fabric &model, event_log &log);
+    ~server();
+    server(const server &) = delete;
+    server &operator=(const server &) = delete;
+
+    // Waits until something happens, at most so long, and serves what has. False when `stop` is
+    // readable; -1 for none.
+    bool step(std::chrono::milliseconds longest, int stop = -1);
+
+  private:
+    struct outgoing {
+        bytes frame;
+        frame_kind kind;
+        time_point due;
+    };
+
+    struct connection {
+        unique_fd socket;
+        uint32_t number;
+        std::deque<outgoing> queue;
+        size_t answers = 0;    // in the queue: all but its events
+        time_point last_due{}; // of a reply: no reply overtakes another
+        std::set<uint32_t> subscriptions;
+        bool parked = false; // has something to say that waits for the end of a stall
+        bool closed = false;
+    };
+
+    int timeout(time_point now, std::chrono::milliseconds longest) const;
+    bool sendable(const outgoing &frame, time_point now) const;
+    short wanted(const connection &client, time_point now) const;
+    void accept_one(time_point now);
+    void receive(connection &client, time_point now);
+    void take_frame(connection &client, std::span<const uint8_t> frame, time_point now);
+    void serve(connection &client, const frame_header &header, std::span<const uint8_t> record,
+               time_point now);
+    void subscribe(connection &client, uint32_t opcode);
+    void command(connection &client, const frame_header &header, std::string_view line,
+                 time_point now);
+    size_t post(const event &posted, time_point now);
+    void enqueue(connection &client, outgoing frame, time_point now);
+    void flush(connection &client, time_point now);
+    void abandon(connection &client, const std::string &reason);
+
+    std::string path_;
+    fabric &model_;
+    event_log &log_;
+    fault_board faults_;
+    unique_fd listener_;
+    dev_t device_ = 0; // of the socket file, to remove no other
+    ino_t inode_ = 0;
+    std::list<connection> connections_;
+    uint32_t last_number_ = 0;
+    time_point accept_again_{}; // set while descriptors are used up
+};
+
+} // namespace vynd

@@ -1,0 +1,67 @@
+// The socket protocol of vynd: AF_UNIX, SOCK_SEQPACKET, one frame in each packet.
+//
+// A frame is a header and, behind it, a payload that ends with the packet. The service greets every
+// connection before anything else, so that a client can tell a service that lives from a socket
+// whose owner is stopped. What a connection is for shows in what the client sends on it:
+//
+//   request    -> reply      a request record of the VYN service, with who asks; replies to one
+//                            connection come in the order of the requests, and carry their sequence
+//   subscribe  -> event...   the opcode of the frame names the events wanted; one frame for each
+//   command    -> answer     text for the operator of the stand-in (vynctl), not part of VYN
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "be32.h"
+
+namespace vynd {
+
+inline constexpr uint32_t protocol_version = 1;
+inline constexpr size_t largest_frame = 64 * 1024; // in bytes, the header included
+
+enum class frame_kind : uint32_t {
+    greeting = 1, // status: protocol_version
+    request,      // opcode, msg_type, session, user; payload: the request record
+    reply,        // sequence of the request, status: 0 or a system error; payload: the reply
+    subscribe,    // opcode
+    event,        // opcode; payload: the event
+    command,      // payload: words separated by blanks
+    answer,       // status: 0, or 1 for a command that failed; payload: text
+};
+
+// What the client library asks beside the queries of the MIB. The numbers lie outside of the VYN
+// service's own, which are below 10,000.
+enum client_opcode : uint32_t {
+    opcode_registry = 100001, // payload: be32 index of the first feature wanted; see registry_entry
+};
+
+struct frame_header {
+    be32 kind;
+    be32 sequence;
+    be32 opcode;
+    be32 msg_type;
+    be32 session;
+    be32 status;
+    uint8_t user[256]; // NUL-terminated; longer names are cut
+};
+static_assert(sizeof(frame_header) == 280 && offsetof(frame_header, user) == 24);
+static_assert(std::is_trivially_copyable_v<frame_header>);
+
+// The reply to opcode_registry: as many of these as fit, in strcmp order of their names; none
+// behind the last feature.
+struct registry_entry {
+    uint8_t name[84]; // one byte of length, at most 82 characters, NUL
+    be32 show_cfg_option;
+    be32 entry_attr;
+    be32 action;
+    be32 scope_type;
+    be32 scope_value;
+    be32 flags;
+    be32 flags2;
+};
+static_assert(sizeof(registry_entry) == 112 && offsetof(registry_entry, show_cfg_option) == 84);
+static_assert(std::is_trivially_copyable_v<registry_entry>);
+
+} // namespace vynd
