@@ -1,0 +1,175 @@
+// The socket, the environment that says where it is, and the log lines of an outage.
+//
+// connect() on a local socket ends at once: it works, or nobody listens, or the queue of those who
+// wait to be accepted is full. So a stopped service shows in the greeting, never in connect().
+
+#include "connection.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <sys/un.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
+
+#include "host.h"
+
+namespace vyn_host {
+
+const char *socket_path()
+{
+    static const char *const path = [] {
+        const char *given = getenv("VYN_SOCKET");
+        return given != nullptr && *given != '\0' ? given : "/run/vynd/vynd.sock";
+    }();
+    return path;
+}
+
+int64_t timeout_ms()
+{
+    constexpr long usual = 1000, longest = 60'000;
+    static const long timeout = [] {
+        const char *given = getenv("VYN_TIMEOUT_MS");
+        if (given == nullptr)
+            return usual;
+        char *end = nullptr;
+        errno = 0;
+        const long value = strtol(given, &end, 10);
+        if (end != given && *end == '\0' && errno == 0 && value >= 1 && value <= longest)
+            return value;
+        snmp_log(LOG_WARNING, "vyn: VYN_TIMEOUT_MS is not a number from 1 to %ld; using %ld\n",
+                 longest, usual);
+        return usual;
+    }();
+    return timeout;
+}
+
+int64_t now_ms()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
+static bool in_trouble[2]; // by party
+
+void note_trouble(party who, const char *what)
+{
+    if (!in_trouble[0] && !in_trouble[1])
+        snmp_log(LOG_WARNING, "vyn: service at %s not available: %s\n", socket_path(), what);
+    in_trouble[static_cast<int>(who)] = true;
+}
+
+void note_working(party who)
+{
+    bool &mine = in_trouble[static_cast<int>(who)];
+    if (!mine)
+        return;
+    mine = false;
+    if (!in_trouble[0] && !in_trouble[1])
+        snmp_log(LOG_WARNING, "vyn: service at %s available again\n", socket_path());
+}
+
+void forget_trouble(party who)
+{
+    in_trouble[static_cast<int>(who)] = false;
+}
+
+bool connection::fail(const char *trouble)
+{
+    trouble_ = trouble;
+    return false;
+}
+
+bool connection::open()
+{
+    close();
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (strlen(socket_path()) >= sizeof(address.sun_path))
+        return fail("the path of the socket is too long");
+    strcpy(address.sun_path, socket_path());
+    fd_ = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd_ < 0)
+        return fail(strerrordesc_np(errno));
+    int result;
+    do
+        result = connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof(address));
+    while (result < 0 && errno == EINTR);
+    if (result == 0)
+        return true;
+    fail(strerrordesc_np(errno));
+    close();
+    return false;
+}
+
+void connection::close()
+{
+    if (fd_ >= 0)
+        ::close(fd_);
+    fd_ = -1;
+}
+
+arrival connection::receive(frame_buffer &frame)
+{
+    constexpr size_t room = sizeof(frame.payload) - zero_behind;
+    iovec parts[] = {{&frame.header, sizeof(frame.header)}, {frame.payload, room}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    ssize_t length;
+    do
+        length = recvmsg(fd_, &message, 0);
+    while (length < 0 && errno == EINTR);
+    if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        return arrival::nothing;
+    if (length < static_cast<ssize_t>(sizeof(frame.header))) {
+        fail(length < 0    ? strerrordesc_np(errno)
+             : length == 0 ? "the service has closed the connection"
+                           : "the service has sent a frame without header");
+        return arrival::lost;
+    }
+    frame.payload_length = static_cast<size_t>(length) - sizeof(frame.header);
+    memset(frame.payload + frame.payload_length, 0, zero_behind);
+    return message.msg_flags & MSG_TRUNC ? arrival::cut : arrival::frame;
+}
+
+bool connection::send(const vynd::frame_header &header, const void *payload, size_t length)
+{
+    iovec parts[] = {{const_cast<vynd::frame_header *>(&header), sizeof(header)},
+                     {const_cast<void *>(payload), length}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    ssize_t sent;
+    do
+        sent = sendmsg(fd_, &message, MSG_NOSIGNAL);
+    while (sent < 0 && errno == EINTR);
+    return sent >= 0 || fail(strerrordesc_np(errno));
+}
+
+bool connection::wait(int64_t deadline) const
+{
+    for (;;) {
+        const int64_t left = deadline - now_ms();
+        if (left <= 0)
+            return false;
+        pollfd wanted{fd_, POLLIN, 0};
+        const int ready = poll(&wanted, 1, static_cast<int>(left < INT_MAX ? left : INT_MAX));
+        if (ready > 0)
+            return true;
+        if (ready < 0 && errno != EINTR)
+            return false;
+    }
+}
+
+} // namespace vyn_host

@@ -1,0 +1,81 @@
+// A connection to the service: frames in, frames out, and what to say about it in the agent's log.
+//
+// The socket is at $VYN_SOCKET; a request may take $VYN_TIMEOUT_MS milliseconds. Both are read when
+// they are first needed. Nothing here waits but wait(). Frames are packets: one receive is one
+// frame, and a frame that is too large for its buffer has lost its end but not its header.
+//
+// An outage begins with the first failure of either connection and ends when neither is failing;
+// its begin and its end are one line each in the log, however many requests fail between them.
+#pragma once
+
+#include <cstdint>
+
+#include "vynd_protocol.h"
+
+namespace vyn_host {
+
+const char *socket_path();
+int64_t timeout_ms();
+
+// Milliseconds of the monotonic clock.
+int64_t now_ms();
+
+// The two connections of the agent, as parties to an outage.
+enum class party { requests, events };
+void note_trouble(party who, const char *what);
+void note_working(party who);
+void forget_trouble(party who); // it has no more interest in the service
+
+// Handlers of events get the payload without its length: this much behind its end is zero.
+inline constexpr size_t zero_behind = 512;
+
+struct frame_buffer {
+    vynd::frame_header header;
+    uint8_t payload[vynd::largest_frame - sizeof(vynd::frame_header) + zero_behind];
+    size_t payload_length;
+
+    bool is(vynd::frame_kind kind) const { return header.kind == static_cast<uint32_t>(kind); }
+    // The greeting of a service that speaks this protocol.
+    bool is_greeting() const
+    {
+        return is(vynd::frame_kind::greeting) && header.status == vynd::protocol_version;
+    }
+};
+
+enum class arrival { nothing, frame, cut, lost };
+
+class connection {
+  public:
+    connection() = default;
+    connection(const connection &) = delete;
+    connection &operator=(const connection &) = delete;
+    ~connection() { close(); }
+
+    // Connects, at once or not at all.
+    bool open();
+    void close();
+    bool is_open() const { return fd_ >= 0; }
+    int fd() const { return fd_; }
+
+    // The next frame that has arrived. cut: only its header is whole. lost: the connection is of no
+    // more use; the caller closes it.
+    arrival receive(frame_buffer &frame);
+
+    // False: the frame has not been sent, and the connection is of no more use.
+    bool send(const vynd::frame_header &header, const void *payload, size_t length);
+
+    // Waits until something has arrived, at most until the deadline; true when it has.
+    bool wait(int64_t deadline) const;
+
+    // Why the last open, receive or send failed.
+    const char *trouble() const { return trouble_; }
+    void set_trouble(const char *trouble) { trouble_ = trouble; }
+
+  private:
+    bool fail(const char *trouble);
+
+    int fd_ = -1;
+    const char *trouble_ = "";
+};
+
+} // namespace vyn_host

@@ -1,0 +1,172 @@
+// Whose request is being served, and what the agent is told beside the answer.
+//
+// The agent does not tell the module who asks: in a read function it has no current session. So
+// each registration under the module's root gets a handler in front of its own as it is made. It
+// notes the identity for the time of the call, which is the only time at which it is known.
+//
+// The same handler makes a refusal in COMMIT a commitFailed: the agent passes on no other code of
+// that phase, and some of them reach the manager as success.
+//
+// Over AgentX nobody knows the manager: there the user is "agentx". Nor does a refusal in COMMIT
+// reach it there: the master takes what COMMIT means for a subagent as done.
+
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
+
+#include <net-snmp/agent/net-snmp-agent-includes.h>
+
+#include <net-snmp/agent/agent_callbacks.h>
+
+#include "host.h"
+#include "snmp_context.h"
+
+namespace vyn_host {
+namespace {
+
+constexpr oid module_root[] = {1, 3, 6, 1, 4, 1, 57193, 12, 7};
+
+char user_buffer[256];
+const char *user = ""; // or user_buffer, while a request is served
+u32 session;
+
+void note_user(const void *name, size_t length)
+{
+    const size_t most = sizeof(user_buffer) - 1;
+    length = name == nullptr ? 0 : length < most ? length : most;
+    memcpy(user_buffer, length == 0 ? "" : name, length);
+    user_buffer[length] = '\0';
+    user = user_buffer;
+}
+
+void note_identity(const netsnmp_agent_session *asp)
+{
+    constexpr long agentx = 0xC0; // what all versions of AgentX have in common
+    if (asp == nullptr || asp->pdu == nullptr)
+        return;
+    const netsnmp_pdu &pdu = *asp->pdu;
+    session = asp->session != nullptr ? static_cast<u32>(asp->session->sessid) : 0;
+    if ((pdu.version & agentx) == agentx)
+        note_user("agentx", strlen("agentx"));
+    else if (pdu.version == SNMP_VERSION_3)
+        note_user(pdu.securityName, pdu.securityNameLen);
+    else
+        note_user(pdu.community, pdu.community_len);
+}
+
+int serve(netsnmp_mib_handler *handler, netsnmp_handler_registration *registration,
+          netsnmp_agent_request_info *info, netsnmp_request_info *requests)
+{
+    note_identity(info->asp);
+    const int result = netsnmp_call_next_handler(handler, registration, info, requests);
+    user = "";
+    session = 0;
+    if (info->mode == MODE_SET_COMMIT)
+        for (netsnmp_request_info *each = requests; each != nullptr; each = each->next)
+            if (each->status != SNMP_ERR_NOERROR)
+                each->status = SNMP_ERR_COMMITFAILED;
+    return result;
+}
+
+// The agent also calls this for registrations that it has made before, when it is a subagent that
+// has found its master again.
+int on_registration(int, int, void *parameters, void *)
+{
+    netsnmp_handler_registration *made = static_cast<register_parameters *>(parameters)->reginfo;
+    if (made == nullptr || made->rootoid_len < OID_LENGTH(module_root) ||
+        netsnmp_oid_is_subtree(module_root, OID_LENGTH(module_root), made->rootoid,
+                               made->rootoid_len) != 0)
+        return SNMP_ERR_NOERROR;
+    for (netsnmp_mib_handler *each = made->handler; each != nullptr; each = each->next)
+        if (each->access_method == serve)
+            return SNMP_ERR_NOERROR;
+    netsnmp_mib_handler *handler = netsnmp_create_handler("vyn_context", serve);
+    if (handler == nullptr || netsnmp_inject_handler(made, handler) != SNMPERR_SUCCESS) {
+        netsnmp_handler_free(handler);
+        snmp_log(LOG_ERR, "vyn: requests of %s will have no user\n", made->handlerName);
+    }
+    return SNMP_ERR_NOERROR;
+}
+
+struct registration_watch {
+    registration_watch()
+    {
+        snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_REGISTER_OID,
+                               on_registration, nullptr);
+    }
+    ~registration_watch()
+    {
+        snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_REGISTER_OID,
+                                 on_registration, nullptr, 0);
+    }
+} the_watch;
+
+} // namespace
+
+void copy_printable(char *out, size_t size, const char *text, size_t length)
+{
+    static const char digits[] = "0123456789abcdef";
+    size_t at = 0;
+    for (size_t i = 0; i < length && at + 4 < size; i++) { // 4: the longest that one byte becomes
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if (byte >= 0x20 && byte < 0x7f && byte != '\\' && byte != '"') {
+            out[at++] = text[i];
+            continue;
+        }
+        out[at++] = '\\';
+        out[at++] = 'x';
+        out[at++] = digits[byte >> 4];
+        out[at++] = digits[byte & 15];
+    }
+    out[at] = '\0';
+}
+
+} // namespace vyn_host
+
+VYN_EXPORT const char *get_snmp_username(int)
+{
+    return vyn_host::user;
+}
+
+VYN_EXPORT u32 get_snmp_sessionid(int)
+{
+    return vyn_host::session;
+}
+
+VYN_EXPORT int vacm_is_user_network_admin(void)
+{
+    static const char separators[] = ", \t";
+    const char *admins = getenv("VYN_NETWORK_ADMINS");
+    const size_t length = strlen(vyn_host::user);
+    if (admins == nullptr || length == 0)
+        return 0;
+    for (const char *at = admins; *at != '\0';) {
+        at += strspn(at, separators);
+        const size_t each = strcspn(at, separators);
+        if (each == length && memcmp(at, vyn_host::user, length) == 0)
+            return 1;
+        at += each;
+    }
+    return 0;
+}
+
+VYN_EXPORT void log_set_error(u32 code, int)
+{
+    char who[4 * sizeof(vyn_host::user_buffer) + 1];
+    vyn_host::copy_printable(who, sizeof(who), vyn_host::user, strlen(vyn_host::user));
+    const vyn_host::syserr_entry *error = vyn_host::syserr_find(code);
+    snmp_log(LOG_NOTICE, "vyn: SET by \"%s\" failed: 0x%08X %s: %s\n", who, code, error->name,
+             error->text);
+}
+
+VYN_EXPORT netsnmp_variable_list *build_varbind(netsnmp_variable_list *previous, const void *value,
+                                                u_char type, size_t length, const oid *name,
+                                                size_t name_length)
+{
+    // The agent's function links behind the end of a list, and widens an int to its own integer.
+    return snmp_varlist_add_variable(&previous, name, name_length, type, value, length);
+}

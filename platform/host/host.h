@@ -1,0 +1,45 @@
+// What the pieces of the host platform know of each other.
+//
+// Every piece keeps its state in one object of its own with a constructor and a destructor: the
+// agent loads this library with the module and unloads it at each SIGHUP, and what a piece has
+// given to the agent (a callback, a descriptor, an alarm, a signal handler) goes with that object.
+// All calls come on the agent's thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#define VYN_EXPORT __attribute__((visibility("default")))
+
+namespace vyn_host {
+
+// System errors of the transport itself. The service's own are 0x40B3....
+enum transport_error : uint32_t {
+    ERR_NO_CONNECTION = 0x41030001,   // no service, or it has gone before the request was sent
+    ERR_TIMED_OUT = 0x41030002,       // no answer in time; the request may yet be carried out
+    ERR_BAD_REPLY = 0x41030003,       // larger than a frame may be, or of no use
+    ERR_BAD_CALL = 0x41030004,        // the caller's request does not fit into a frame
+    ERR_CONNECTION_LOST = 0x41030005, // after the request was sent; it may have been carried out
+};
+
+struct syserr_entry {
+    uint32_t code;
+    const char *name;
+    const char *text;
+};
+
+// Never null: codes that are not known have an entry that is made up for the call.
+const syserr_entry *syserr_find(uint32_t code);
+
+// Counts the times that a service has come (back): what was read from it under another count is
+// stale.
+uint32_t service_generation();
+void service_has_returned();
+
+// Tries the connection for events again, unless it is there or nothing is subscribed.
+void retry_events();
+
+// Copies text with everything escaped that could break or forge a line of a log; cut to fit.
+void copy_printable(char *out, size_t size, const char *text, size_t length);
+
+} // namespace vyn_host

@@ -1,0 +1,241 @@
+// Requests: cmi_req_resp over one connection, with at most one request under way.
+//
+// The agent serves nobody while a request waits, so waiting is what this file is careful with. One
+// deadline covers connecting, the greeting and the reply. A service that is not there fails a
+// request at once. One that is there but silent costs a deadline once: a connection whose first
+// wait for the greeting was in vain, or whose reply is overdue, is from then on only looked at.
+//
+// An overdue connection is given up after a while and the next request begins with a new one; not
+// sooner, because every abandoned connection leaves the stalled service something to do.
+//
+// A connection that turns out to be lost before the request was sent is replaced once, so that the
+// first request after a restart of the service succeeds. A request that was sent is never sent
+// again: it may have been carried out. Sequences tell a late reply from the one that is waited for.
+
+#include <cstdlib>
+#include <cstring>
+
+#include "connection.h"
+#include "host.h"
+#include "mts.h"
+
+namespace vyn_host {
+namespace {
+
+struct request {
+    vynd::frame_header header;
+    const void *payload;
+    size_t length;
+};
+
+class requester {
+  public:
+    // Carries out one exchange. On 0 the reply is in reply(), else it has failed.
+    u32 call(request &r);
+    const frame_buffer &reply() const { return frame_; }
+
+  private:
+    enum class state { closed, ungreeted, ready, overdue };
+
+    u32 make_ready(int64_t deadline, int *connects_left);
+    u32 await_greeting(int64_t deadline);
+    void look();
+    u32 await_reply(int64_t deadline);
+    arrival await(int64_t deadline);
+    arrival next_reply(int64_t deadline);
+    void drop();
+
+    // Frames that nobody waits for are thrown away, so many at a time.
+    static constexpr int strays_at_once = 64;
+
+    connection link_;
+    state state_ = state::closed;
+    bool patient_ = false;   // ungreeted: the greeting may be waited for
+    int64_t give_up_at_ = 0; // overdue: when the connection is to be replaced
+    uint32_t sequence_ = 0;  // of the last request
+    frame_buffer frame_;
+};
+
+void requester::drop()
+{
+    link_.close();
+    state_ = state::closed;
+}
+
+arrival requester::await(int64_t deadline)
+{
+    for (;;) {
+        const arrival got = link_.receive(frame_);
+        if (got != arrival::nothing || !link_.wait(deadline))
+            return got;
+    }
+}
+
+// A reply, whole or cut; anything else has no place on this connection.
+arrival requester::next_reply(int64_t deadline)
+{
+    const arrival got = await(deadline);
+    if ((got == arrival::frame || got == arrival::cut) && !frame_.is(vynd::frame_kind::reply)) {
+        link_.set_trouble("the service has sent a frame that is no reply");
+        return arrival::lost;
+    }
+    return got;
+}
+
+// 0 also when the connection is lost: the caller looks at the state.
+u32 requester::await_greeting(int64_t deadline)
+{
+    switch (await(patient_ ? deadline : 0)) {
+    case arrival::nothing:
+        patient_ = false;
+        link_.set_trouble("it accepts connections but does not greet");
+        return ERR_TIMED_OUT;
+    case arrival::frame:
+        if (frame_.is_greeting()) {
+            state_ = state::ready;
+            service_has_returned();
+            retry_events();
+            return 0;
+        }
+        link_.set_trouble("it speaks another protocol, or another version");
+        [[fallthrough]];
+    case arrival::cut:
+    case arrival::lost: drop();
+    }
+    return 0;
+}
+
+// Takes what has arrived, without waiting, and so finds out whether the service is still there and
+// whether the overdue reply has come.
+void requester::look()
+{
+    for (int i = 0; i < strays_at_once; i++) {
+        const arrival got = next_reply(0);
+        if (got == arrival::nothing)
+            return;
+        if (got == arrival::lost)
+            return drop();
+        if (frame_.header.sequence == sequence_)
+            state_ = state::ready;
+    }
+}
+
+u32 requester::make_ready(int64_t deadline, int *connects_left)
+{
+    for (;;) {
+        switch (state_) {
+        case state::closed:
+            if ((*connects_left)-- == 0 || !link_.open())
+                return ERR_NO_CONNECTION;
+            state_ = state::ungreeted;
+            patient_ = true;
+            break;
+        case state::ungreeted:
+            if (const u32 error = await_greeting(deadline); error != 0)
+                return error;
+            break;
+        case state::overdue:
+        case state::ready:
+            look();
+            if (state_ == state::ready)
+                return 0;
+            if (state_ == state::overdue && now_ms() < give_up_at_)
+                return ERR_TIMED_OUT;
+            drop();
+        }
+    }
+}
+
+u32 requester::await_reply(int64_t deadline)
+{
+    do {
+        const arrival got = next_reply(deadline);
+        if (got == arrival::lost) {
+            drop();
+            return ERR_CONNECTION_LOST;
+        }
+        if (got == arrival::nothing)
+            break;
+        if (frame_.header.sequence == sequence_)
+            return got == arrival::cut ? u32{ERR_BAD_REPLY} : u32{frame_.header.status};
+    } while (now_ms() < deadline);
+    state_ = state::overdue;
+    give_up_at_ = deadline + 2 * timeout_ms();
+    link_.set_trouble("no answer in time");
+    return ERR_TIMED_OUT;
+}
+
+u32 requester::call(request &r)
+{
+    const int64_t deadline = now_ms() + timeout_ms();
+    int connects_left = 2;
+    u32 error;
+    for (;;) {
+        error = make_ready(deadline, &connects_left);
+        if (error != 0)
+            break;
+        r.header.sequence = ++sequence_;
+        if (link_.send(r.header, r.payload, r.length)) {
+            error = await_reply(deadline);
+            break;
+        }
+        drop();
+    }
+    if (error == ERR_NO_CONNECTION || error == ERR_TIMED_OUT || error == ERR_CONNECTION_LOST)
+        note_trouble(party::requests, link_.trouble());
+    else
+        note_working(party::requests);
+    return error;
+}
+
+requester the_requester;
+uint32_t generation;
+
+} // namespace
+
+uint32_t service_generation()
+{
+    return generation;
+}
+void service_has_returned()
+{
+    generation++;
+}
+
+} // namespace vyn_host
+
+// The one queue there is. Nobody looks into it.
+struct mts_queue {};
+static mts_queue response_queue;
+VYN_EXPORT mts_queue *mts_response_q = &response_queue;
+
+VYN_EXPORT u32 cmi_req_resp(u32 opcode, u32 msg_type, void *request, void **response_out,
+                            u32 *length_inout, const char *user, u32 session, u32, mts_queue *, u32)
+{
+    using namespace vyn_host;
+    if (response_out != nullptr)
+        *response_out = nullptr;
+    if (length_inout == nullptr)
+        return ERR_BAD_CALL;
+    vyn_host::request r{{}, request, *length_inout};
+    *length_inout = 0;
+    if (r.length > vynd::largest_frame - sizeof(r.header) || (request == nullptr && r.length != 0))
+        return ERR_BAD_CALL;
+    r.header.kind = static_cast<uint32_t>(vynd::frame_kind::request);
+    r.header.opcode = opcode;
+    r.header.msg_type = msg_type;
+    r.header.session = session;
+    if (user != nullptr)
+        memcpy(r.header.user, user, strnlen(user, sizeof(r.header.user) - 1));
+
+    const u32 error = the_requester.call(r);
+    const frame_buffer &reply = the_requester.reply();
+    if (error != 0 || response_out == nullptr || reply.payload_length == 0)
+        return error;
+    *response_out = malloc(reply.payload_length);
+    if (*response_out == nullptr)
+        return ERR_BAD_REPLY;
+    memcpy(*response_out, reply.payload, reply.payload_length);
+    *length_inout = static_cast<u32>(reply.payload_length);
+    return 0;
+}
