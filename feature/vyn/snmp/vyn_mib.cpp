@@ -1,0 +1,185 @@
+// The frame of the module: the object table, start and stop, and the caches of rows under creation.
+//
+// The object table is the map of the module: everything that a manager can ask for is a row of it.
+// Start-up goes on past every failure, so that what can be served is served.
+//
+// Odd on purpose: the caches go before the objects at a stop, and the two compare functions look at
+// their arguments from opposite sides (see vyn_mib.h).
+
+#include "vyn_mib.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+#include "libvyn.h"
+#include "vyn_service.h"
+
+// The reader of the tables that the module does not serve yet.
+static u_char *get_no_value(struct variable *, oid *, size_t *, int, size_t *, WriteMethod **)
+{
+    return nullptr;
+}
+
+oid vyn_mib_variables_oid[VYN_MIB_ROOT_LENGTH] = {1, 3, 6, 1, 4, 1, 57193, 12, 7};
+
+// clang-format off
+struct variable7 vyn_mib_variables[VYN_MIB_OBJECTS] = {
+    // identifier, type, access, reader, sub-identifiers below the root
+
+    // vynFeatureOpTable: feature
+    {VYNFEATUREOPACTION,             ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 1, 1, 2}},
+    {VYNFEATUREOPSCOPETYPE,          ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 1, 1, 3}},
+    {VYNFEATUREOPSCOPEVAL,           ASN_OCTET_STR, NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 1, 1, 4}},
+    {VYNFEATUREOPLASTACTION,         ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 5}},
+    {VYNFEATUREOPLASTSCOPETYPE,      ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 6}},
+    {VYNFEATUREOPLASTSCOPEVAL,       ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 7}},
+    {VYNFEATUREOPLASTACTIONRESULT,   ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 8}},
+    {VYNFEATUREOPLASTFAILUREREASON,  ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 9}},
+    {VYNFEATUREOPSHOWCFGOPTION,      ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 1, 1, 10}},
+    {VYNFEATUREOPENTRYATTR,          ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 11}},
+    {VYNFEATUREOPFLAGS,              ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 12}},
+
+    // vynPendingConfOwnerTable: feature, scope
+    {VYNPENDINGCONFOWNERADDRTYPE,    ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 2, 1, 3}},
+    {VYNPENDINGCONFOWNERADDR,        ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 2, 1, 4}},
+    {VYNPENDINGCONFOWNERUSERTYPE,    ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 2, 1, 5}},
+    {VYNPENDINGCONFOWNERUSERNAME,    ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 2, 1, 6}},
+
+    // vynMergeTable: feature, scope
+    {VYNMERGESTATUS,                 ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 3, 1, 3}},
+    {VYNMERGEFAILREASON,             ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 3, 1, 4}},
+    {VYNMERGEFAILRESOLVACTION,       ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 3, 1, 5}},
+
+    // vynMergeMembersTable: feature, scope, peer address
+    {VYNMERGEMEMBERATTR1,            ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 4, 1, 3}},
+    {VYNMERGEMEMBERATTR2,            ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 4, 1, 4}},
+
+    // vynPeersTable: peer address
+    {VYNPEERSADDR,                   ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 5, 1, 2}},
+
+    // vynFeaturePeersTable: feature, scope, peer address
+    {VYNFEATUREPEERSADDR,            ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 6, 1, 4}},
+
+    // vynFeatureOpExtTable: feature, scope
+    {VYNFEATUREOPEXTSTATUS,          ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 7, 1, 3}},
+    {VYNFEATUREOPEXTRESULT,          ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 7, 1, 4}},
+    {VYNFEATUREOPEXTFAILUREREASON,   ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 7, 1, 5}},
+    {VYNFEATUREOPEXTSHOWCFGOPTION,   ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 7, 1, 6}},
+    {VYNFEATUREOPEXTTIMESTAMP,       ASN_TIMETICKS, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 7, 1, 7}},
+
+    // vynRegionTable: scope and region
+    {VYNREGIONSTORAGE,               ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 9, 1, 4}},
+    {VYNREGIONSTATUS,                ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 9, 1, 5}},
+
+    // vynFeatureRegionTable: feature, scope
+    {VYNFEATUREREGIONID,             ASN_UNSIGNED,  NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 10, 1, 4}},
+    {VYNFEATUREREGIONSTORAGE,        ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 10, 1, 5}},
+    {VYNFEATUREREGIONSTATUS,         ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 10, 1, 6}},
+
+    // vynStatPeersTable: peer address
+    {VYNSTATPEERSTATUS,              ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 11, 1, 3}},
+    {VYNSTATPEERADDRSTORAGETYPE,     ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 11, 1, 4}},
+    {VYNSTATPEERADDRROWSTATUS,       ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 11, 1, 5}},
+
+    // scalars
+    {VYNSTARTPEERSDISCOVERY,         ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vyn_mib,  3, {1, 3, 1}},
+    {VYNPEERSDISCOVERYSTATUS,        ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vyn_mib,  3, {1, 3, 2}},
+    {VYNPEERSDISCOVERYFAILUREREASON, ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vyn_mib,  3, {1, 3, 3}},
+    {VYNDISTENABLE,                  ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vyn_mib,  3, {1, 4, 1}},
+
+    // vynDistCtrlTable: address type
+    {VYNDISTCTRLADDR,                ASN_OCTET_STR, NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 4, 2, 1, 2}},
+    {VYNDISTCTRLACTION,              ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 4, 2, 1, 3}},
+};
+// clang-format on
+static_assert(sizeof(vyn_mib_variables) == 41 * sizeof(struct variable7));
+
+indxobj *vyn_regions;
+indxobj *vyn_app_regions;
+
+static void register_objects()
+{
+    if (register_mib("vyn_mib", reinterpret_cast<struct variable *>(vyn_mib_variables),
+                     sizeof(vyn_mib_variables[0]), VYN_MIB_OBJECTS, vyn_mib_variables_oid,
+                     VYN_MIB_ROOT_LENGTH) == 0 ||
+        !snmp_get_do_debugging())
+        return;
+    constexpr const char *place[] = {"init_vyn_mib", "feature/vyn/snmp/vyn_mib.cpp"};
+    constexpr int line = 520; // a fixed mark: tools that read the agent's debug output look for it
+    debugmsgtoken("trace", "%s(): %s, %d:\n", place[0], place[1], line);
+    debugmsg("trace", "%s(): %s, %d:\n", place[0], place[1], line);
+    debugmsgtoken("register_mib", "%s registration failed\n", "vyn_mib");
+    debugmsg("register_mib", "%s registration failed\n", "vyn_mib");
+}
+
+void init_vyn_mib(void)
+{
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying", "init_vyn_mib");
+    register_objects();
+    if (indxobj_create(&vyn_regions, 0, 1, vyn_mib_region_compare, 1) != INDXOBJ_SUCCESS)
+        vyn_trace(VYN_TRACE_FAILURE, "Failed to create vyn_regions index object");
+    if (indxobj_create(&vyn_app_regions, 0, 1, vyn_mib_app_region_compare, 1) != INDXOBJ_SUCCESS)
+        vyn_trace(VYN_TRACE_FAILURE, "Failed to create vyn_app_regions index object");
+    if (query_and_build_vyn_registrations() != 0)
+        vyn_trace(VYN_TRACE_FLOW, "%s : call to query_and_build_vyn_registrations failed",
+                  "init_vyn_mib");
+    register_for_notification(MTS_OPC_VYN_FEATURE_ACTION, handle_VYNFeatureActionNotif);
+    register_for_notification(MTS_OPC_VYN_NOTIFICATION, handle_VYNNotifications);
+}
+
+// A stock agent keeps one registration for each object, and unregistering the root leaves them all,
+// with pointers into a library that is about to go.
+static void unregister_objects()
+{
+    unregister_mib(vyn_mib_variables_oid, VYN_MIB_ROOT_LENGTH);
+    for (struct variable7 &object : vyn_mib_variables) {
+        oid name[VYN_MIB_ROOT_LENGTH + std::size(object.name)];
+        memcpy(name, vyn_mib_variables_oid, sizeof(vyn_mib_variables_oid));
+        memcpy(name + VYN_MIB_ROOT_LENGTH, object.name, sizeof(object.name));
+        unregister_mib(name, VYN_MIB_ROOT_LENGTH + object.namelen);
+    }
+}
+
+int deinit_vyn_mib(void)
+{
+    vyn_mib_destroy_indxobj(vyn_regions);
+    vyn_regions = nullptr;
+    vyn_mib_destroy_indxobj(vyn_app_regions);
+    vyn_app_regions = nullptr;
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying", "deinit_vyn_mib");
+    unregister_objects();
+    unregister_for_notification(MTS_OPC_VYN_FEATURE_ACTION);
+    return unregister_for_notification(MTS_OPC_VYN_NOTIFICATION);
+}
+
+int vyn_mib_destroy_indxobj(indxobj *cache)
+{
+    if (cache == nullptr)
+        return vyn_trace(VYN_TRACE_FLOW, "%s: obj_p is NULL\n", "vyn_mib_destroy_indxobj");
+    indxobj_walk(cache, vyn_mib_obj_free);
+    return indxobj_destroy(cache);
+}
+
+void vyn_mib_obj_free(void *row)
+{
+    free(row);
+}
+
+int vyn_mib_region_compare(const void *row, const void *key)
+{
+    const uint32_t region_id = static_cast<const vyn_region_rec *>(row)->region_id;
+    const uint32_t wanted = *static_cast<const uint32_t *>(key);
+    return wanted > region_id ? 1 : wanted == region_id ? 0 : -1;
+}
+
+int vyn_mib_app_region_compare(const void *row, const void *key)
+{
+    const char(&name)[81] = static_cast<const vyn_feature_region_rec *>(row)->app_name;
+    const char *wanted = static_cast<const char *>(key);
+    const size_t name_length = strnlen(name, sizeof(name));
+    const size_t wanted_length = strlen(wanted);
+    if (name_length != wanted_length)
+        return name_length > wanted_length ? -1 : 1;
+    return strncmp(name, wanted, sizeof(name));
+}

@@ -1,0 +1,155 @@
+// How every part of the module speaks to the service and reports what went wrong: the one transport
+// call, the owner of a reply, the trace, and the first checks of a SET.
+//
+// A request is one blocking call, made once for each SNMP operation and phase, and never repeated.
+// What the service did not send reads as zero. A trace costs two questions to the platform while
+// nobody listens: no argument is formatted before a sink has asked for it.
+#pragma once
+
+#include <cstdlib>
+#include <cstring>
+#include <type_traits>
+
+#include "sdwrap.h"
+#include "vyn_mib.h"
+
+// --- Tracing ---
+
+enum vyn_trace_level : uint32_t {
+    VYN_TRACE_FAILURE = 100, // failures and refusals
+    VYN_TRACE_FLOW = 101,
+};
+
+inline constexpr uint32_t VYN_HISTORY_TYPE = 0x730000;
+
+// Called, never defined, by a format that does not fit: the call is no constant expression.
+void vyn_format_does_not_fit_its_arguments();
+
+// A printf format that is checked against the arguments when the code is compiled. %s takes a C
+// string, %d and %x an integer of at most 32 bits; nothing else passes.
+template <typename... Args> class vyn_format {
+  public:
+    consteval vyn_format(const char *text) : text_(text)
+    {
+        const char kinds[] = {kind<Args>()..., '\0'};
+        const char *expected = kinds;
+        for (; *text != '\0'; text++) {
+            if (*text != '%')
+                continue;
+            text++;
+            if (*text == '%')
+                continue;
+            if (*expected == '\0' || *expected != (*text == 'x' ? 'd' : *text))
+                vyn_format_does_not_fit_its_arguments();
+            expected++;
+        }
+        if (*expected != '\0')
+            vyn_format_does_not_fit_its_arguments();
+    }
+    constexpr const char *text() const { return text_; }
+
+  private:
+    template <typename Arg> static consteval char kind()
+    {
+        if constexpr (std::is_convertible_v<Arg, const char *>)
+            return 's';
+        else if constexpr (std::is_integral_v<Arg> && sizeof(Arg) <= sizeof(uint32_t))
+            return 'd';
+        else
+            return '?';
+    }
+
+    const char *text_;
+};
+
+// Formats into a record of 512 bytes of text, longer texts are cut, and adds it to the history.
+void vyn_trace_history(vyn_trace_level level, const char *format, ...);
+
+// Traces one message: to the event history and, when the level is on there, to the debug output.
+// Where a format begins with %s, that argument is a function's name, and not always the name of the
+// function that traces: it is passed like any other. Returns the answer of the debug check.
+template <typename... Args>
+int vyn_trace(vyn_trace_level level, vyn_format<std::type_identity_t<Args>...> format, Args... args)
+{
+    if (sdwrap_hist_event_subtype_check(VYN_HISTORY_TYPE, level) == 0)
+        vyn_trace_history(level, format.text(), args...);
+    const int debug = sdwrap_chk_int(level, 0, 0, 1);
+    if (debug != 0)
+        buginf(1, sdwrap_dbg_modname, 0, format.text(), args...);
+    return debug;
+}
+
+// --- The service call ---
+
+// Owns the block in which the transport hands over a reply, and frees it on every path.
+class vyn_reply {
+  public:
+    vyn_reply() = default;
+    vyn_reply(const vyn_reply &) = delete;
+    vyn_reply &operator=(const vyn_reply &) = delete;
+    ~vyn_reply() { release(); }
+
+    // False for a null reply: the call has succeeded, and there is nothing to read.
+    bool present() const { return block_ != nullptr && length_ != 0; }
+
+    // The record at a byte offset of the reply; what a short reply lacks of it is zero.
+    template <typename Record> Record read(size_t offset) const
+    {
+        static_assert(std::is_trivially_copyable_v<Record> && alignof(Record) == 1);
+        Record record{};
+        if (present() && offset < length_)
+            memcpy(&record, static_cast<const uint8_t *>(block_) + offset,
+                   length_ - offset < sizeof(Record) ? length_ - offset : sizeof(Record));
+        return record;
+    }
+
+  private:
+    friend u32 vyn_call(vyn_opcode, vyn_msg_type, vyn_snmp_req *, vyn_reply *);
+
+    void release()
+    {
+        free(block_);
+        block_ = nullptr;
+        length_ = 0;
+    }
+
+    void *block_ = nullptr;
+    u32 length_ = 0; // in bytes
+};
+
+// Sends a request on behalf of the SNMP user whose operation is being served, and waits for the
+// answer. Returns 0, or the system error code of the service or the transport; then there is no
+// reply.
+u32 vyn_call(vyn_opcode opcode, vyn_msg_type msg_type, vyn_snmp_req *request, vyn_reply *reply);
+
+// The query of a read: the call, and a trace when it has failed or when the reply is a null one;
+// both texts begin with the name of the function. Returns what the call returned.
+u32 vyn_query(vyn_opcode opcode, vyn_msg_type msg_type, vyn_snmp_req *request, vyn_reply *reply,
+              const char *function, vyn_format<const char *, const char *> failed,
+              vyn_format<const char *> null_reply);
+
+// --- SET ---
+
+// Tells the agent of the system error behind the refusal of a SET.
+void vyn_report_set_error(u32 code);
+
+// What RESERVE1 demands of an integer, and the messages of a refusal, in the order of the checks.
+// The messages are literals, irregular as they are: they are what an operator greps for.
+struct vyn_integer_checks {
+    u_char type;             // ASN_INTEGER or ASN_UNSIGNED
+    size_t shortest;         // bytes; a few columns take an integer of length 0
+    int32_t lowest, highest; // the values accepted
+    const char *wrong_type;
+    const char *wrong_length;
+    const char *wrong_value;
+};
+
+// Runs the checks; traces and returns the SNMP error of the first that fails, else
+// SNMP_ERR_NOERROR.
+int vyn_check_integer(const vyn_integer_checks &checks, const u_char *value, u_char type,
+                      size_t length);
+
+// The integer that a SET carries. The agent hands it over as a long, so the length is the size of a
+// long there, whatever was on the wire; every other length means the 4 bytes at `value`, in host
+// order, which are always there.
+long vyn_set_integer(const u_char *value, size_t length);

@@ -1,0 +1,251 @@
+// The four scalars: what each read and each phase of a SET asks the service, traces and answers.
+
+#include <gtest/gtest.h>
+
+#include "fake_platform.h"
+
+namespace {
+
+class scalars : public platform_test {};
+
+const std::string ask_discovery = "request 8469/1 user=alice session=7 0=00000019 4=00000001";
+const std::string ask_distribution = "request 8463/1 user=alice session=7 0=0000001e 4=00000001";
+const std::string start = "request 8469/3 user=alice session=7 0=00000018 4=00000001";
+const std::string enable = "request 8477/3 user=alice session=7 0=0000001f 4=00000001";
+const std::string disable = enable + " 8=00000001";
+const std::string null_discovery =
+    "trace 100 get_vyn_discovery_result : VYN returned Null response "
+    "for Peers Discovery status query \n";
+
+fake_answer discovery(uint32_t status, uint32_t reason = 0, size_t size = 360)
+{
+    return {.error = 0, .reply = reply_of(size, {{0, 25}, {4, status << 24}, {8, reason}})};
+}
+
+fake_answer distribution(uint32_t word, size_t size = 360)
+{
+    return {.error = 0, .reply = reply_of(size, {{0, 30}, {4, word}})};
+}
+
+octets integer(int32_t value)
+{
+    octets bytes(sizeof(value));
+    memcpy(bytes.data(), &value, sizeof(value));
+    return bytes;
+}
+
+octets text(const std::string &value)
+{
+    return octets(value.begin(), value.end());
+}
+
+struct scalar_read {
+    vyn_column column;
+    std::deque<fake_answer> answers;
+    std::optional<octets> value;
+    lines log;
+};
+
+const scalar_read reads[] = {
+    {VYNSTARTPEERSDISCOVERY, {}, integer(2), {}},
+    {VYNPEERSDISCOVERYSTATUS, {discovery(2)}, integer(2), {ask_discovery}},
+    {VYNPEERSDISCOVERYSTATUS, {discovery(255)}, integer(255), {ask_discovery}},
+    {VYNPEERSDISCOVERYSTATUS, {discovery(9, 0, 4)}, integer(0), {ask_discovery}},
+    {VYNPEERSDISCOVERYSTATUS,
+     {{.error = 77, .reply = {}}},
+     {},
+     {ask_discovery, "trace 100 get_vyn_discovery_result : VYN failed to return response for Peers "
+                     " Discovery status query: E77 \n"}},
+    {VYNPEERSDISCOVERYFAILUREREASON, {discovery(3, 5)}, text(""), {ask_discovery}},
+    {VYNPEERSDISCOVERYFAILUREREASON, {discovery(4, 5)}, text("reason 5"), {ask_discovery}},
+    {VYNPEERSDISCOVERYFAILUREREASON,
+     {discovery(4, 300)},
+     text(std::string(255, 'x')),
+     {ask_discovery}},
+    {VYNPEERSDISCOVERYFAILUREREASON,
+     {discovery(4, 0x01FFFFFF, 9)},
+     text("reason 16777216"),
+     {ask_discovery}},
+    {VYNDISTENABLE, {distribution(0)}, integer(1), {ask_distribution}},
+    {VYNDISTENABLE, {distribution(1)}, integer(2), {ask_distribution}},
+    {VYNDISTENABLE, {distribution(0x100)}, integer(2), {ask_distribution}},
+    {VYNDISTENABLE, {distribution(1, 3)}, integer(1), {ask_distribution}},
+    {VYNDISTENABLE,
+     {{.error = 78, .reply = octets(8)}},
+     {},
+     {ask_distribution, "trace 100 get_vyn_distribution_status : VYN failed to return response for "
+                        "VYN distribution status query: E78 \n"}},
+    {VYNDISTENABLE,
+     {{.error = 0, .reply = octets()}},
+     {},
+     {ask_distribution,
+      "trace 100 get_vyn_distribution_status : VYN returned Null response for VYN "
+      "distribution status query \n"}},
+};
+
+sub_ids object(vyn_column column)
+{
+    return column == VYNDISTENABLE
+               ? vyn_oid({1, 4, 1})
+               : vyn_oid({1, 3, static_cast<oid>(column - VYNSTARTPEERSDISCOVERY + 1)});
+}
+
+WriteMethod *writer(vyn_column column)
+{
+    return column == VYNSTARTPEERSDISCOVERY ? set_vynStartPeersDiscovery
+           : column == VYNDISTENABLE        ? set_vynDistCtrl
+                                            : nullptr;
+}
+
+TEST_F(scalars, are_read_with_one_query)
+{
+    for (const scalar_read &test : reads) {
+        sub_ids instance = object(test.column);
+        instance.push_back(0);
+        for (bool exact : {true, false}) {
+            SCOPED_TRACE(testing::Message() << int{test.column} << " exact " << exact);
+            platform.answers = test.answers;
+            const sub_ids requested = exact ? instance : object(test.column);
+            const read_result result = read_object(test.column, requested, exact);
+            EXPECT_EQ(result.value, test.value);
+            EXPECT_EQ(result.name, test.value ? instance : requested);
+            EXPECT_EQ(result.write_method, writer(test.column));
+            EXPECT_EQ(platform.take_log(), test.log);
+        }
+    }
+}
+
+TEST_F(scalars, have_one_instance)
+{
+    const sub_ids below = vyn_oid({1, 3, 3}), above = vyn_oid({1, 5});
+    const struct {
+        sub_ids requested;
+        bool exact;
+    } cases[] = {{vyn_oid({1, 4, 1}), true},
+                 {vyn_oid({1, 4, 1, 1}), true},
+                 {vyn_oid({1, 4, 1, 0, 0}), true},
+                 {vyn_oid({1, 4, 1, 4294967295}), true},
+                 {{}, true},
+                 {sub_ids(MAX_OID_LEN, 1), true},
+                 {vyn_oid({1, 4, 1, 0}), false},
+                 {vyn_oid({1, 4, 1, 0, 0}), false},
+                 {above, false}};
+    for (const auto &test : cases) {
+        const read_result result = read_object(VYNDISTENABLE, test.requested, test.exact);
+        EXPECT_FALSE(result.value);
+        EXPECT_EQ(result.name, test.requested);
+        EXPECT_EQ(platform.take_log(), lines{});
+    }
+    platform.answers = {distribution(0)};
+    EXPECT_EQ(read_object(VYNDISTENABLE, below, false).name, vyn_oid({1, 4, 1, 0}));
+}
+
+TEST_F(scalars, discovery_keeps_its_result_over_a_null_reply)
+{
+    platform.answers = {discovery(4, 6), {}, {}};
+    platform.answers[1].error = platform.answers[2].error = 0;
+    const sub_ids status = vyn_oid({1, 3, 2, 0}), reason = vyn_oid({1, 3, 3, 0});
+    EXPECT_EQ(read_object(VYNPEERSDISCOVERYSTATUS, status, true).value, integer(4));
+    EXPECT_EQ(read_object(VYNPEERSDISCOVERYSTATUS, status, true).value, integer(4));
+    EXPECT_EQ(read_object(VYNPEERSDISCOVERYFAILUREREASON, reason, true).value, text("reason 6"));
+    EXPECT_EQ(platform.take_log(),
+              (lines{ask_discovery, ask_discovery, null_discovery, ask_discovery, null_discovery}));
+}
+
+TEST_F(scalars, unknown_identifier_has_no_value)
+{
+    struct variable vp = {};
+    vp.magic = 81;
+    oid name[MAX_OID_LEN] = {0};
+    size_t length = 1, value_length;
+    WriteMethod *write_method = nullptr;
+    EXPECT_EQ(get_vyn_mib(&vp, name, &length, 1, &value_length, &write_method), nullptr);
+    EXPECT_EQ(platform.take_log(), lines{"snmp_set_detail ''"});
+}
+
+struct scalar_phase {
+    WriteMethod *write;
+    int action;
+    long value;
+    std::deque<fake_answer> answers;
+    int error;
+    lines log;
+};
+
+constexpr int reserve1 = 0, reserve2 = 1, action = 2, commit = 3, free_phase = 4, undo = 5;
+
+const scalar_phase phases[] = {
+    {set_vynStartPeersDiscovery, reserve1, 1, {discovery(3)}, 0, {ask_discovery}},
+    {set_vynStartPeersDiscovery,
+     reserve1,
+     1,
+     {discovery(2)},
+     12,
+     {ask_discovery, "trace 100 write to vynStartPeersDiscovery: An instance of discovery already "
+                     "running\n"}},
+    {set_vynStartPeersDiscovery,
+     reserve1,
+     1,
+     {{.error = 77, .reply = {}}},
+     5,
+     {ask_discovery,
+      "trace 100 get_vyn_discovery_result : VYN failed to return response for Peers  Discovery "
+      "status query: E77 \n",
+      "set_error 77 1432"}},
+    {set_vynStartPeersDiscovery, reserve1, 2, {}, 0, {}},
+    {set_vynStartPeersDiscovery,
+     reserve1,
+     3,
+     {},
+     10,
+     {"trace 100 write to vynStartPeersDiscovery:wrong value\n"}},
+    {set_vynStartPeersDiscovery, action, 1, {{.error = 0, .reply = octets(8)}}, 0, {start}},
+    {set_vynStartPeersDiscovery,
+     action,
+     1,
+     {{.error = 79, .reply = octets(8)}},
+     0,
+     {start, "set_error 79 1432"}},
+    {set_vynStartPeersDiscovery, action, 2, {}, 0, {}},
+    {set_vynDistCtrl, reserve1, 1, {}, 0, {}},
+    {set_vynDistCtrl, reserve1, 0, {}, 10, {"trace 100 write to set_vynDistCtrl:wrong value\n"}},
+    {set_vynDistCtrl, action, 1, {{.error = 0, .reply = octets(8)}}, 0, {enable}},
+    {set_vynDistCtrl, action, 2, {{.error = 0, .reply = {}}}, 0, {disable}},
+    {set_vynDistCtrl, action, 2, {{.error = 80, .reply = {}}}, 0, {disable, "set_error 80 1432"}},
+};
+
+TEST_F(scalars, are_written_phase_by_phase)
+{
+    for (const scalar_phase &test : phases) {
+        SCOPED_TRACE(testing::Message() << "phase " << test.action << " value " << test.value);
+        platform.answers = test.answers;
+        EXPECT_EQ(write_integer(test.write, test.action, test.value), test.error);
+        EXPECT_EQ(platform.take_log(), test.log);
+    }
+    for (WriteMethod *write : {set_vynStartPeersDiscovery, set_vynDistCtrl})
+        for (int quiet : {reserve2, commit, free_phase, undo, 6})
+            EXPECT_EQ(write_integer(write, quiet, 1), 0) << quiet;
+    EXPECT_EQ(platform.take_log(), lines{});
+}
+
+TEST_F(scalars, refuse_type_and_length_in_their_own_words)
+{
+    const struct {
+        WriteMethod *write;
+        std::string type, length;
+    } cases[] = {
+        {set_vynStartPeersDiscovery, "vynStartPeersDiscoverynot ASN_INTEGER\n",
+         "vynStartPeersDiscovery:bad length\n"},
+        {set_vynDistCtrl, "set_vynDistCtrlnot ASN_INTEGER\n", "set_vynDistCtrl:bad length\n"},
+    };
+    for (const auto &test : cases) {
+        EXPECT_EQ(write_integer(test.write, reserve1, 1, 4, ASN_UNSIGNED), SNMP_ERR_WRONGTYPE);
+        for (size_t length : {size_t{0}, size_t{5}})
+            EXPECT_EQ(write_integer(test.write, reserve1, 1, length), SNMP_ERR_WRONGLENGTH);
+        const std::string trace = "trace 100 write to ";
+        EXPECT_EQ(platform.take_log(),
+                  (lines{trace + test.type, trace + test.length, trace + test.length}));
+    }
+}
+
+} // namespace
