@@ -21,6 +21,10 @@ const char command_help[] =
     "  remove PATH                  takes out an element, or sets a field to its default\n"
     "  event discovery STATUS [REASON]\n"
     "                               posts the end of a discovery; the fabric stays as it is\n"
+    "  event action FEATURE SCOPE ACTION RESULT\n"
+    "                               posts the end of an action: event action ntp 10 commit failed\n"
+    "  event merge-failure FEATURE SCOPE [TEXT...]\n"
+    "                               posts the failure of a merge\n"
     "  event raw OPCODE HEX         posts any event\n"
     "  fault list                   the faults that are on\n"
     "  fault off                    all faults off\n"
@@ -35,6 +39,10 @@ const char command_help[] =
     "    error CODE                 refuse requests with this system error code\n"
     "    disconnect                 close the connection instead of a reply\n"
     "    wrong-query N              repeat query type N in replies instead of their own\n"
+    "SCOPE of an event is physical, a VSAN, or TYPE/VALUE as the event is to carry them. ACTION\n"
+    "is none, enable, disable, commit, abort, clear or a number; RESULT is none, success, failed,\n"
+    "in-progress, partly or a number. FEATURE and TEXT are posted byte for byte as far as they "
+    "fit.\n"
     "PATH is the way down the document, with dots; features are counted from 0 in registry\n"
     "order, and - is behind the last. Numbers are decimal, or hexadecimal with 0x.\n";
 
@@ -45,6 +53,14 @@ using words = std::span<const std::string>;
 [[noreturn]] void refuse(const std::string &reason)
 {
     throw std::invalid_argument(reason);
+}
+
+std::string joined(words rest)
+{
+    std::string text;
+    for (const std::string &word : rest)
+        text += (text.empty() ? "" : " ") + word;
+    return text;
 }
 
 // discovery.next.status -> /discovery/next/status
@@ -78,9 +94,7 @@ std::string set(words rest, const command_target &target)
 {
     if (rest.size() < 2)
         refuse("set needs a path and a value");
-    std::string text = rest[1];
-    for (const std::string &more : rest.subspan(2))
-        text += " " + more;
+    const std::string text = joined(rest.subspan(1));
     // Copying a document recurses, so one nested deeper than any fabric is refused here.
     const auto shallow = [](int depth, json::parse_event_t, const json &) {
         return depth <= 16 ? true : throw std::invalid_argument("nested too deep");
@@ -103,25 +117,81 @@ std::string remove(words rest, const command_target &target)
     return "";
 }
 
+uint32_t named_word(const char *what, std::span<const named_value> names, const std::string &word,
+                    uint32_t most = UINT32_MAX)
+{
+    const auto value = parse_named(names, word, most);
+    if (!value)
+        refuse(std::string("expected ") + what + ": " + list_of(names) + ", or a number up to " +
+               std::to_string(most));
+    return *value;
+}
+
+event discovery_of(words rest)
+{
+    if (rest.empty() || rest.size() > 2)
+        refuse("expected discovery STATUS [REASON]");
+    const uint32_t status = named_word("a status", disc_status_names, rest[0], UINT8_MAX);
+    const auto reason = rest.size() == 2 ? parse_number(rest[1]) : 0;
+    if (!reason)
+        refuse("expected a system error code");
+    return discovery_event(static_cast<uint8_t>(status), *reason);
+}
+
+// The type and the value of a scope; the events do not agree on the types of the two scopes.
+place scope_of(const std::string &text, uint32_t physical, uint32_t logical)
+{
+    if (text == "physical")
+        return {physical, 0};
+    const size_t slash = text.find('/');
+    const bool both = slash != std::string::npos;
+    const auto type = both ? parse_number(text.substr(0, slash)) : logical;
+    const auto value = parse_number(both ? text.substr(slash + 1) : text);
+    if (!type || !value)
+        refuse("expected a scope: physical, a VSAN, or TYPE/VALUE");
+    return {*type, *value};
+}
+
+event action_of(words rest)
+{
+    if (rest.size() != 4)
+        refuse("expected action FEATURE SCOPE ACTION RESULT");
+    const place scope = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
+    const uint32_t action = named_word("an action", action_names, rest[2]);
+    const uint32_t result = named_word("a result", result_names, rest[3]);
+    return action_event(rest[0], action, scope.scope, scope.vsan, result);
+}
+
+event merge_failure_of(words rest)
+{
+    if (rest.size() < 2)
+        refuse("expected merge-failure FEATURE SCOPE [TEXT...]");
+    const place scope = scope_of(rest[1], VYN_SERVICE_PHYSICAL, VYN_SERVICE_LOGICAL);
+    return merge_failure_event(rest[0], scope.scope, scope.vsan, joined(rest.subspan(2)));
+}
+
+event raw_of(words rest)
+{
+    const auto opcode = rest.size() == 2 ? parse_number(rest[0]) : std::nullopt;
+    const auto payload = rest.size() == 2 ? from_hex(rest[1]) : std::nullopt;
+    if (!opcode || !payload)
+        refuse("expected raw, an opcode and an even number of hexadecimal digits");
+    return {*opcode, *payload, "raw " + rest[1].substr(0, 256)};
+}
+
 event event_of(words rest)
 {
-    if (rest.size() >= 2 && rest.size() <= 3 && rest[0] == "discovery") {
-        const auto status = parse_disc_status(rest[1]);
-        const auto reason = rest.size() == 3 ? parse_number(rest[2]) : 0;
-        if (!status)
-            refuse("expected a status: " + list_of(disc_status_names) + ", or a number up to 255");
-        if (!reason)
-            refuse("expected a system error code");
-        return discovery_event(*status, *reason);
-    }
-    if (rest.size() == 3 && rest[0] == "raw") {
-        const auto opcode = parse_number(rest[1]);
-        const auto payload = from_hex(rest[2]);
-        if (!opcode || !payload)
-            refuse("expected an opcode and an even number of hexadecimal digits");
-        return {*opcode, *payload, "raw " + rest[2].substr(0, 256)};
-    }
-    refuse("expected discovery STATUS [REASON] or raw OPCODE HEX");
+    static constexpr struct {
+        const char *word;
+        event (*read)(words rest);
+    } kinds[] = {{"discovery", discovery_of},
+                 {"action", action_of},
+                 {"merge-failure", merge_failure_of},
+                 {"raw", raw_of}};
+    for (const auto &[word, read] : kinds)
+        if (!rest.empty() && rest[0] == word)
+            return read(rest.subspan(1));
+    refuse("expected discovery, action, merge-failure or raw");
 }
 
 std::string post(words rest, const command_target &target)

@@ -1,56 +1,37 @@
 // The fabric's changes: requests that alter it, and what happens in it as time passes.
 //
-// A discovery's end is taken from the state when it comes, not when it starts, so that a test can
-// still decide how the running one ends; only its time is settled at the start.
+// How a discovery or an action ends is taken from the state when the end comes, not at the start,
+// so that a test can still decide how the running one ends; only its time is settled at the start.
+// An action runs for as long as its state says "in progress": running_ only knows when that ends.
 // Refusals are values, not exceptions: they are answers of the service like any other.
 #include "fabric.h"
 
 #include <algorithm>
-#include <cstring>
-
-#include "vyn_wire.h"
+#include <utility>
 
 namespace vynd {
 
 namespace {
 
-constexpr uint32_t notification_discovery_complete = 27;
+// Whether the feature is distributed there. Enabling and disabling do not ask.
+bool supports(const feature &owner, const place &where, uint32_t action)
+{
+    const uint32_t flag = where.scope == VYN_SCOPE_PHYSICAL ? 0x2 : 0x4;
+    return action < action_commit || (owner.flags & flag) != 0;
+}
 
-struct discovery_complete {
-    be32 type;
-    resp_phy_disc_status status;
-};
-static_assert(sizeof(discovery_complete) == 12);
+bool runs_at(const feature &owner, const place &where)
+{
+    const auto state = owner.states.find(where);
+    return state != owner.states.end() && state->second.result == result_in_progress;
+}
 
 } // namespace
 
-std::optional<uint8_t> parse_disc_status(std::string_view text)
+std::chrono::microseconds system_wall_clock()
 {
-    auto status = value_of(disc_status_names, text);
-    if (!status)
-        status = parse_number(text, UINT8_MAX);
-    return status;
-}
-
-std::string disc_status_text(uint8_t status)
-{
-    const char *name = name_of(disc_status_names, status);
-    return name ? name : std::to_string(status);
-}
-
-bool registry_order(const feature &a, const feature &b)
-{
-    // std::string compares its characters as unsigned, as strcmp does.
-    return a.name.size() != b.name.size() ? a.name.size() < b.name.size() : a.name < b.name;
-}
-
-event discovery_event(uint8_t status, uint32_t failure_reason)
-{
-    const discovery_complete record{notification_discovery_complete, {status, {}, failure_reason}};
-    event result{MTS_OPC_VYN_NOTIFICATION, bytes(sizeof record),
-                 "discovery " + disc_status_text(status) + " reason " + code_text(failure_reason)};
-    std::memcpy(result.payload.data(), &record, sizeof record);
-    return result;
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::system_clock::now().time_since_epoch());
 }
 
 void fabric::replace(fabric_state state)
@@ -58,6 +39,10 @@ void fabric::replace(fabric_state state)
     state_ = std::move(state);
     if (state_.discovery.status != VYN_DISC_RUNNING)
         discovery_ends_.reset();
+    std::erase_if(running_, [&](const running_action &running) {
+        const feature *owner = find_feature(state_.features, running.feature);
+        return !owner || !runs_at(*owner, running.where);
+    });
 }
 
 uint32_t fabric::start_discovery(time_point now)
@@ -76,17 +61,126 @@ uint32_t fabric::enable_distribution(bool enabled)
     return 0;
 }
 
+uint32_t fabric::start_action(std::string_view name, const place &where, uint32_t action,
+                              std::string_view user, time_point now)
+{
+    feature *owner = find_feature(state_.features, name);
+    if (!owner)
+        return VYN_ERR_NO_SUCH_FEATURE;
+    if (!supports(*owner, where, action))
+        return VYN_ERR_ACTION_UNSUPPORTED;
+    if (action == action_clear) {
+        if (runs_at(*owner, where))
+            end_action(*owner, where, result_failed, 0);
+        owner->locks.erase(where);
+    }
+    if (runs_at(*owner, where))
+        return VYN_ERR_ACTION_IN_PROGRESS;
+
+    running_action running{owner->name, where, now + owner->next_action.after, {}};
+    const bool locks = action == action_commit || action == action_abort;
+    const lock mine{std::string(user.substr(0, longest_user)), "127.0.0.1"};
+    if (locks && owner->name.size() <= longest_locked_name &&
+        owner->locks.emplace(where, mine).second)
+        running.held = mine;
+    scope_state &state = owner->states[where];
+    state.action = action;
+    state.result = result_in_progress;
+    state.failure = 0;
+    stamp(state);
+    owner->last = where;
+    const auto later = [](time_point ends, const running_action &other) {
+        return ends < other.ends;
+    };
+    running_.insert(std::upper_bound(running_.begin(), running_.end(), running.ends, later),
+                    std::move(running));
+    return 0;
+}
+
+uint32_t fabric::store_entry(std::string_view name, uint32_t show_cfg_option, uint32_t scope_type,
+                             uint32_t scope_value)
+{
+    feature *owner = find_feature(state_.features, name);
+    if (!owner)
+        return VYN_ERR_NO_SUCH_FEATURE;
+    owner->show_cfg_option = show_cfg_option;
+    owner->scope_type = scope_type;
+    owner->scope_value = scope_value;
+    return 0;
+}
+
+uint32_t fabric::store_show_option(std::string_view name, const place &where, uint32_t value)
+{
+    feature *owner = find_feature(state_.features, name);
+    if (!owner)
+        return VYN_ERR_NO_SUCH_FEATURE;
+    const auto state = owner->states.find(where);
+    if (state == owner->states.end())
+        return VYN_ERR_NO_MORE_ENTRIES;
+    state->second.show_cfg_option = value;
+    return 0;
+}
+
+void fabric::stamp(scope_state &state) const
+{
+    const auto count = static_cast<uint64_t>(clock_().count());
+    state.seconds = static_cast<uint32_t>(count / 1'000'000);
+    state.microseconds = static_cast<uint32_t>(count % 1'000'000);
+}
+
+void fabric::end_discovery()
+{
+    discovery_ends_.reset();
+    discovery_state &discovery = state_.discovery;
+    discovery.status = discovery.next.status;
+    discovery.failure_reason = discovery.next.failure_reason;
+    pending_.push_back(discovery_event(discovery.status, discovery.failure_reason));
+}
+
+void fabric::end_action(feature &owner, place where, uint32_t result, uint32_t failure)
+{
+    const auto running = std::find_if(running_.begin(), running_.end(), [&](const auto &entry) {
+        return entry.where == where && entry.feature == owner.name;
+    });
+    if (running != running_.end()) {
+        // The operator may have given the lock to somebody else in the meantime.
+        const auto now_held = owner.locks.find(where);
+        if (now_held != owner.locks.end() && now_held->second == running->held)
+            owner.locks.erase(now_held);
+        running_.erase(running);
+    }
+    scope_state &state = owner.states[where];
+    state.result = result;
+    state.failure = failure;
+    stamp(state);
+    pending_.push_back(action_event(owner.name, state.action, where.scope, where.vsan, result));
+}
+
+std::optional<time_point> fabric::next_change() const
+{
+    if (!pending_.empty())
+        return time_point::min();
+    if (!running_.empty() && (!discovery_ends_ || running_.front().ends < *discovery_ends_))
+        return running_.front().ends;
+    return discovery_ends_;
+}
+
 std::vector<event> fabric::advance(time_point now)
 {
-    std::vector<event> events;
-    if (discovery_ends_ && *discovery_ends_ <= now) {
-        discovery_ends_.reset();
-        discovery_state &discovery = state_.discovery;
-        discovery.status = discovery.next.status;
-        discovery.failure_reason = discovery.next.failure_reason;
-        events.push_back(discovery_event(discovery.status, discovery.failure_reason));
+    for (;;) {
+        const bool discovery = discovery_ends_ && *discovery_ends_ <= now;
+        const bool action = !running_.empty() && running_.front().ends <= now;
+        if (action && (!discovery || running_.front().ends < *discovery_ends_)) {
+            // There is one of that name: replace() drops the actions of features that go.
+            feature &owner = *find_feature(state_.features, running_.front().feature);
+            end_action(owner, running_.front().where, owner.next_action.result,
+                       owner.next_action.failure);
+        } else if (discovery) {
+            end_discovery();
+        } else {
+            return std::exchange(pending_, {});
+        }
     }
-    return events;
 }
 
 } // namespace vynd

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "fabric.h"
 
@@ -17,6 +18,7 @@ struct request {
     uint32_t opcode;
     uint32_t msg_type;
     std::span<const uint8_t> record;
+    std::string_view user = {};
 };
 
 struct outcome {

@@ -217,12 +217,12 @@ void server::take_frame(connection &client, std::span<const uint8_t> frame, time
 void server::serve(connection &client, const frame_header &header, std::span<const uint8_t> record,
                    time_point now)
 {
-    const request asked{header.opcode, header.msg_type, record};
+    const std::string_view user = reinterpret_cast<const char *>(header.user);
+    const request asked{header.opcode, header.msg_type, record, user};
     const active_faults faults = faults_.meet_request();
     const auto value = [&](fault which) { return faults[static_cast<size_t>(which)]; };
-    const std::string line = "request " + describe(asked) + " user \"" +
-                             escaped(reinterpret_cast<const char *>(header.user)) + "\" session " +
-                             std::to_string(header.session) + " -> ";
+    const std::string line = "request " + describe(asked) + " user \"" + escaped(user) +
+                             "\" session " + std::to_string(header.session) + " -> ";
     if (value(fault::disconnect)) {
         log_.line(line + "nothing" + fault_text(faults));
         client.closed = true;

@@ -25,6 +25,19 @@ const char *name_of(std::span<const named_value> names, uint32_t value)
     return nullptr;
 }
 
+std::optional<uint32_t> parse_named(std::span<const named_value> names, std::string_view text,
+                                    uint32_t most)
+{
+    const auto value = value_of(names, text);
+    return value ? value : parse_number(text, most);
+}
+
+std::string named_text(std::span<const named_value> names, uint32_t value)
+{
+    const char *name = name_of(names, value);
+    return name ? name : std::to_string(value);
+}
+
 std::string list_of(std::span<const named_value> names)
 {
     std::string list;

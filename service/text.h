@@ -25,6 +25,11 @@ std::optional<uint32_t> value_of(std::span<const named_value> names, std::string
 // The name of a value, or null.
 const char *name_of(std::span<const named_value> names, uint32_t value);
 
+// The same for values that people may also write as numbers, because not all of them have names.
+std::optional<uint32_t> parse_named(std::span<const named_value> names, std::string_view text,
+                                    uint32_t most = UINT32_MAX);
+std::string named_text(std::span<const named_value> names, uint32_t value);
+
 // "idle, running, completed": for messages.
 std::string list_of(std::span<const named_value> names);
 

@@ -32,9 +32,14 @@ enum class frame_kind : uint32_t {
 };
 
 // What the client library asks beside the queries of the MIB. The numbers lie outside of the VYN
-// service's own, which are below 10,000.
+// service's own, which are below 10,000. The operation of a request (msg_type) is looked at where
+// it is named here.
 enum client_opcode : uint32_t {
     opcode_registry = 100001, // payload: be32 index of the first feature wanted; see registry_entry
+    opcode_state,             // state_request, get or getnext; the reply is the 44-byte record
+    opcode_run_action,        // registry_entry: runs its action in its scope
+    opcode_store_entry,       // registry_entry: its options and scope become persistent
+    opcode_store_option,      // option_request
 };
 
 struct frame_header {
@@ -58,10 +63,29 @@ struct registry_entry {
     be32 action;
     be32 scope_type;
     be32 scope_value;
-    be32 flags;
+    be32 flags; // scopes of its distribution: 0x2 physical, 0x4 logical
     be32 flags2;
 };
 static_assert(sizeof(registry_entry) == 112 && offsetof(registry_entry, show_cfg_option) == 84);
 static_assert(std::is_trivially_copyable_v<registry_entry>);
+
+// The state of a feature. On entry, words 5 and 6 of the record (from 1) are the scope and VSAN
+// wanted. get: that row, or with scope 0 the feature's last action in whatever scope. getnext: with
+// scope 1 the physical row, with scope 2 the row of the next VSAN behind the one given, with scope
+// 0 none. VYN_ERR_NO_MORE_ENTRIES: there is no such row.
+struct state_request {
+    uint8_t name[84]; // as in registry_entry
+    be32 record[11];
+};
+static_assert(sizeof(state_request) == 128 && std::is_trivially_copyable_v<state_request>);
+
+struct option_request {
+    uint8_t name[84];
+    be32 option; // 7: the show-configuration option
+    be32 scope;
+    be32 vsan;
+    be32 value;
+};
+static_assert(sizeof(option_request) == 100 && std::is_trivially_copyable_v<option_request>);
 
 } // namespace vynd

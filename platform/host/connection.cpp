@@ -53,6 +53,11 @@ int64_t timeout_ms()
     return timeout;
 }
 
+int64_t give_up_after_ms()
+{
+    return 3 * timeout_ms();
+}
+
 int64_t now_ms()
 {
     timespec now{};
@@ -117,6 +122,14 @@ void connection::close()
     if (fd_ >= 0)
         ::close(fd_);
     fd_ = -1;
+}
+
+pid_t connection::peer() const
+{
+    ucred process{};
+    socklen_t length = sizeof(process);
+    getsockopt(fd_, SOL_SOCKET, SO_PEERCRED, &process, &length);
+    return process.pid;
 }
 
 arrival connection::receive(frame_buffer &frame)

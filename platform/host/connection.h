@@ -10,12 +10,18 @@
 
 #include <cstdint>
 
+#include <sys/types.h>
+
 #include "vynd_protocol.h"
 
 namespace vyn_host {
 
 const char *socket_path();
 int64_t timeout_ms();
+
+// A connection that is silent when it should not be is given up after so many milliseconds; not
+// sooner, because every abandoned one leaves a stalled service something to do.
+int64_t give_up_after_ms();
 
 // Milliseconds of the monotonic clock.
 int64_t now_ms();
@@ -56,6 +62,9 @@ class connection {
     void close();
     bool is_open() const { return fd_ >= 0; }
     int fd() const { return fd_; }
+
+    // The process that listened when the connection was made, also when it has ended since.
+    pid_t peer() const;
 
     // The next frame that has arrived. cut: only its header is whole. lost: the connection is of no
     // more use; the caller closes it.

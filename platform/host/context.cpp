@@ -1,8 +1,9 @@
 // Whose request is being served, and what the agent is told beside the answer.
 //
 // The agent does not tell the module who asks: in a read function it has no current session. So
-// each registration under the module's root gets a handler in front of its own as it is made. It
-// notes the identity for the time of the call, which is the only time at which it is known.
+// each registration of the module gets a handler in front of its own as it is made. It notes the
+// identity for the time of the call, which is the only time at which it is known. Registrations of
+// others below the module's root are left alone: they outlive this library.
 //
 // The same handler makes a refusal in COMMIT a commitFailed: the agent passes on no other code of
 // that phase, and some of them reach the manager as success.
@@ -28,11 +29,14 @@
 namespace vyn_host {
 namespace {
 
+constexpr char module_name[] = "vyn_mib"; // which it registers under
 constexpr oid module_root[] = {1, 3, 6, 1, 4, 1, 57193, 12, 7};
 
 char user_buffer[256];
 const char *user = ""; // or user_buffer, while a request is served
 u32 session;
+long transaction; // of the last request; it stays the same through the phases of a SET
+uint32_t begun;
 
 void note_user(const void *name, size_t length)
 {
@@ -49,6 +53,9 @@ void note_identity(const netsnmp_agent_session *asp)
     if (asp == nullptr || asp->pdu == nullptr)
         return;
     const netsnmp_pdu &pdu = *asp->pdu;
+    if (pdu.transid != transaction)
+        begun++;
+    transaction = pdu.transid;
     session = asp->session != nullptr ? static_cast<u32>(asp->session->sessid) : 0;
     if ((pdu.version & agentx) == agentx)
         note_user("agentx", strlen("agentx"));
@@ -77,7 +84,9 @@ int serve(netsnmp_mib_handler *handler, netsnmp_handler_registration *registrati
 int on_registration(int, int, void *parameters, void *)
 {
     netsnmp_handler_registration *made = static_cast<register_parameters *>(parameters)->reginfo;
-    if (made == nullptr || made->rootoid_len < OID_LENGTH(module_root) ||
+    if (made == nullptr || made->handlerName == nullptr ||
+        strcmp(made->handlerName, module_name) != 0 ||
+        made->rootoid_len < OID_LENGTH(module_root) ||
         netsnmp_oid_is_subtree(module_root, OID_LENGTH(module_root), made->rootoid,
                                made->rootoid_len) != 0)
         return SNMP_ERR_NOERROR;
@@ -106,6 +115,11 @@ struct registration_watch {
 } the_watch;
 
 } // namespace
+
+uint32_t requests_begun()
+{
+    return begun;
+}
 
 void copy_printable(char *out, size_t size, const char *text, size_t length)
 {

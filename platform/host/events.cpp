@@ -1,9 +1,12 @@
 // Events: subscriptions to the service, and notifications out of what their handlers make of them.
 //
 // A connection of its own, in the agent's event loop from the moment it is made: the greeting is
-// waited for there and never here. When the service is not there, an alarm tries again every
-// second, and so does the connection for requests when it has found the service. Subscriptions
-// outlive the service; what the service posts while there is no connection is lost.
+// waited for there and never here. An alarm every second makes it when the service is not there,
+// gives it up when no greeting comes, and goes when the connection has outlived one of its ticks:
+// only then does it count as working, so that a service that ends it at once, every time, is one
+// outage. A connection to a process that hangs looks like one on which nothing happens; it is left
+// when the connection for requests has found another process at the socket. Subscriptions outlive
+// the service; what the service posts while there is no connection is lost.
 //
 // There is no way to unsubscribe one opcode: its events are ignored, and the connection goes with
 // the last one. Bursts are taken a few at a time, so that managers are served in between.
@@ -32,16 +35,20 @@ class subscriber {
 
     bool add(u32 opcode, mts_notification_handler handler);
     bool remove(u32 opcode);
-    void retry();
+    void renew(pid_t service);
 
   private:
     static constexpr int most_opcodes = 8;
     static constexpr int events_at_once = 16;
 
+    void connect();
+    void tick();
+    void settle();
     void take_arrived();
     void greeted();
-    bool subscribe(u32 opcode);
+    void subscribe(u32 opcode);
     void deliver();
+    void report_cut();
     void lost(const char *trouble);
     void disconnect();
     void stop();
@@ -49,7 +56,9 @@ class subscriber {
 
     connection link_;
     bool greeted_ = false;
-    bool greeted_before_ = false;
+    bool cut_reported_ = false;   // on this connection
+    bool settled_before_ = false; // this connection, or one before it
+    int64_t give_up_at_ = 0;      // not greeted: when the connection is to be replaced
     unsigned alarm_ = 0;
     int count_ = 0;
     subscription subscriptions_[most_opcodes];
@@ -64,7 +73,7 @@ void subscriber::set_alarm(bool wanted)
         return;
     if (wanted) {
         alarm_ = snmp_alarm_register(
-            1, SA_REPEAT, [](unsigned, void *) { the_subscriber.retry(); }, nullptr);
+            1, SA_REPEAT, [](unsigned, void *) { the_subscriber.tick(); }, nullptr);
         return;
     }
     snmp_alarm_unregister(alarm_);
@@ -77,6 +86,7 @@ void subscriber::disconnect()
         unregister_readfd(link_.fd());
     link_.close();
     greeted_ = false;
+    cut_reported_ = false;
 }
 
 void subscriber::stop()
@@ -94,7 +104,7 @@ void subscriber::lost(const char *trouble)
     set_alarm(true);
 }
 
-void subscriber::retry()
+void subscriber::connect()
 {
     if (count_ == 0 || link_.is_open())
         return;
@@ -103,7 +113,39 @@ void subscriber::retry()
     const auto arrived = [](int, void *) { the_subscriber.take_arrived(); };
     if (register_readfd(link_.fd(), arrived, nullptr) != FD_REGISTERED_OK)
         return lost("the agent has no room for its descriptor");
+    give_up_at_ = now_ms() + give_up_after_ms();
+    set_alarm(true);
+}
+
+void subscriber::tick()
+{
+    if (!link_.is_open())
+        connect();
+    else if (greeted_)
+        settle();
+    else if (now_ms() >= give_up_at_)
+        lost("it accepts connections but does not greet");
+}
+
+// Whoever has greeted this connection would greet one for requests too: without one there is
+// nothing left of the outage.
+void subscriber::settle()
+{
     set_alarm(false);
+    note_working(party::events);
+    if (requests_closed())
+        note_working(party::requests);
+    if (settled_before_)
+        service_has_returned();
+    settled_before_ = true;
+}
+
+void subscriber::renew(pid_t service)
+{
+    if (greeted_ && link_.peer() == service)
+        return;
+    disconnect();
+    connect();
 }
 
 void subscriber::take_arrived()
@@ -114,38 +156,41 @@ void subscriber::take_arrived()
             return;
         if (got == arrival::lost)
             return lost(link_.trouble());
-        if (!greeted_ && !frame_.is_greeting())
+        if (!greeted_ && (got == arrival::cut || !frame_.is_greeting()))
             return lost("it speaks another protocol, or another version");
         if (!greeted_)
             greeted();
         else if (!frame_.is(vynd::frame_kind::event))
             return lost("the service has sent a frame that is no event");
-        else if (got == arrival::frame) // an event without its end is none
+        else if (got == arrival::cut) // an event without its end is none
+            report_cut();
+        else
             deliver();
     }
+}
+
+void subscriber::report_cut()
+{
+    if (!cut_reported_)
+        snmp_log(LOG_WARNING, "vyn: an event %u of the service is too large and is passed over\n",
+                 static_cast<u32>(frame_.header.opcode));
+    cut_reported_ = true;
 }
 
 void subscriber::greeted()
 {
     greeted_ = true;
-    for (int i = 0; i < count_; i++)
-        if (!subscribe(subscriptions_[i].opcode))
-            return;
-    note_working(party::events);
-    if (greeted_before_)
-        service_has_returned();
-    greeted_before_ = true;
+    for (int i = 0; i < count_ && greeted_; i++)
+        subscribe(subscriptions_[i].opcode);
 }
 
-bool subscriber::subscribe(u32 opcode)
+void subscriber::subscribe(u32 opcode)
 {
     vynd::frame_header header{};
     header.kind = static_cast<uint32_t>(vynd::frame_kind::subscribe);
     header.opcode = opcode;
-    if (link_.send(header, nullptr, 0))
-        return true;
-    lost(link_.trouble());
-    return false;
+    if (!link_.send(header, nullptr, 0))
+        lost(link_.trouble());
 }
 
 void subscriber::deliver()
@@ -191,7 +236,7 @@ bool subscriber::add(u32 opcode, mts_notification_handler handler)
         if (greeted_)
             subscribe(opcode);
     }
-    retry();
+    connect();
     return true;
 }
 
@@ -213,9 +258,9 @@ bool subscriber::remove(u32 opcode)
 
 } // namespace
 
-void retry_events()
+void renew_events(pid_t service)
 {
-    the_subscriber.retry();
+    the_subscriber.renew(service);
 }
 
 } // namespace vyn_host

@@ -188,13 +188,13 @@ VYN_EXPORT int sdwrap_chk_int(u32 level, int, int, int)
 
 VYN_EXPORT void buginf(int, const char *module, int, const char *format, ...)
 {
-    char text[1024];
+    char text[1024], printable[4 * sizeof(text) + 1];
     va_list args;
     va_start(args, format);
     vsnprintf(text, sizeof(text), format, args);
     va_end(args);
-    size_t length = strlen(text);
-    while (length > 0 && text[length - 1] == '\n')
-        text[--length] = '\0';
-    snmp_log(LOG_DEBUG, "%s: %s\n", module, text);
+    const size_t length = strlen(text);
+    const bool ended = length > 0 && text[length - 1] == '\n';
+    copy_printable(printable, sizeof(printable), text, length - (ended ? 1 : 0));
+    snmp_log(LOG_DEBUG, "%s: %s\n", module, printable);
 }

@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <sys/types.h>
+
 #define VYN_EXPORT __attribute__((visibility("default")))
 
 namespace vyn_host {
@@ -36,8 +38,16 @@ const syserr_entry *syserr_find(uint32_t code);
 uint32_t service_generation();
 void service_has_returned();
 
-// Tries the connection for events again, unless it is there or nothing is subscribed.
-void retry_events();
+// The connection for requests has been greeted by this process: the one for events is made anew
+// unless the same process has greeted it too. One that works is kept, since events may wait in it.
+void renew_events(pid_t service);
+
+// Whether there is no connection for requests, one whose end has not been noticed yet included.
+bool requests_closed();
+
+// Counts the requests of managers that have reached the module. What has been handed out under one
+// count is not held by its callers under another.
+uint32_t requests_begun();
 
 // Copies text with everything escaped that could break or forge a line of a log; cut to fit.
 void copy_printable(char *out, size_t size, const char *text, size_t length);

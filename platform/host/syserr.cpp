@@ -18,6 +18,7 @@ constexpr syserr_entry entries[] = {
 
     {0x40B30002, "VYN_ERR_UNKNOWN_REQUEST", "The service does not know the request"},
     {0x40B30003, "VYN_ERR_BAD_REQUEST", "The request is malformed"},
+    {0x40B30004, "VYN_ERR_NO_SUCH_FEATURE", "The service does not know the feature"},
     {VYN_ERR_NO_MORE_ENTRIES, "VYN_ERR_NO_MORE_ENTRIES", "No more entries"},
     {VYN_ERR_ACTION_UNSUPPORTED, "VYN_ERR_ACTION_UNSUPPORTED",
      "The feature does not support the action in this scope"},

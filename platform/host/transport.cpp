@@ -2,18 +2,20 @@
 //
 // The agent serves nobody while a request waits, so waiting is what this file is careful with. One
 // deadline covers connecting, the greeting and the reply. A service that is not there fails a
-// request at once. One that is there but silent costs a deadline once: a connection whose first
-// wait for the greeting was in vain, or whose reply is overdue, is from then on only looked at.
+// request at once. A connection on which a wait was in vain is from then on only looked at, and
+// replaced when it has been silent for a while. A greeting on the next one is waited for only
+// briefly, as long as a service that lives may take, until one has been seen. So a service that
+// accepts and says nothing, or ends there, costs one deadline in all, and brief waits after it. One
+// that greets and never replies costs a deadline on each connection, which is one in three.
 //
-// An overdue connection is given up after a while and the next request begins with a new one; not
-// sooner, because every abandoned connection leaves the stalled service something to do.
-//
-// A connection that turns out to be lost before the request was sent is replaced once, so that the
-// first request after a restart of the service succeeds. A request that was sent is never sent
+// A request makes one connection at most: the first after a restart of the service finds that the
+// old connection has ended, and succeeds on the new one. A request that was sent is never sent
 // again: it may have been carried out. Sequences tell a late reply from the one that is waited for.
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "connection.h"
 #include "host.h"
@@ -33,12 +35,14 @@ class requester {
     // Carries out one exchange. On 0 the reply is in reply(), else it has failed.
     u32 call(request &r);
     const frame_buffer &reply() const { return frame_; }
+    bool is_closed();
 
   private:
     enum class state { closed, ungreeted, ready, overdue };
 
-    u32 make_ready(int64_t deadline, int *connects_left);
-    u32 await_greeting(int64_t deadline);
+    u32 make_ready(int64_t deadline, bool *may_connect);
+    bool connect(int64_t deadline);
+    void await_greeting();
     void look();
     u32 await_reply(int64_t deadline);
     arrival await(int64_t deadline);
@@ -47,11 +51,14 @@ class requester {
 
     // Frames that nobody waits for are thrown away, so many at a time.
     static constexpr int strays_at_once = 64;
+    // Enough for a service that is not busy to accept and to greet.
+    static constexpr int64_t short_wait_ms = 20;
 
     connection link_;
     state state_ = state::closed;
-    bool patient_ = false;   // ungreeted: the greeting may be waited for
-    int64_t give_up_at_ = 0; // overdue: when the connection is to be replaced
+    bool patient_ = true;    // no wait has been in vain since the last greeting
+    int64_t greet_by_ = 0;   // ungreeted: from then on the connection is only looked at
+    int64_t give_up_at_ = 0; // ungreeted or overdue: when the connection is to be replaced
     uint32_t sequence_ = 0;  // of the last request
     frame_buffer frame_;
 };
@@ -82,27 +89,34 @@ arrival requester::next_reply(int64_t deadline)
     return got;
 }
 
-// 0 also when the connection is lost: the caller looks at the state.
-u32 requester::await_greeting(int64_t deadline)
+bool requester::connect(int64_t deadline)
 {
-    switch (await(patient_ ? deadline : 0)) {
-    case arrival::nothing:
-        patient_ = false;
-        link_.set_trouble("it accepts connections but does not greet");
-        return ERR_TIMED_OUT;
-    case arrival::frame:
-        if (frame_.is_greeting()) {
-            state_ = state::ready;
-            service_has_returned();
-            retry_events();
-            return 0;
-        }
-        link_.set_trouble("it speaks another protocol, or another version");
-        [[fallthrough]];
-    case arrival::cut:
-    case arrival::lost: drop();
+    if (!link_.open())
+        return false;
+    state_ = state::ungreeted;
+    const int64_t now = now_ms();
+    greet_by_ = patient_ ? deadline : std::min(deadline, now + short_wait_ms);
+    give_up_at_ = now + give_up_after_ms();
+    return true;
+}
+
+// The caller looks at the state afterwards.
+void requester::await_greeting()
+{
+    const arrival got = await(greet_by_);
+    if (got == arrival::frame && frame_.is_greeting()) {
+        state_ = state::ready;
+        patient_ = true;
+        service_has_returned();
+        renew_events(link_.peer());
+        return;
     }
-    return 0;
+    patient_ = false;
+    if (got == arrival::nothing)
+        return link_.set_trouble("it accepts connections but does not greet");
+    if (got != arrival::lost)
+        link_.set_trouble("it speaks another protocol, or another version");
+    drop();
 }
 
 // Takes what has arrived, without waiting, and so finds out whether the service is still there and
@@ -120,29 +134,29 @@ void requester::look()
     }
 }
 
-u32 requester::make_ready(int64_t deadline, int *connects_left)
+bool requester::is_closed()
+{
+    if (link_.is_open())
+        look();
+    return state_ == state::closed;
+}
+
+u32 requester::make_ready(int64_t deadline, bool *may_connect)
 {
     for (;;) {
-        switch (state_) {
-        case state::closed:
-            if ((*connects_left)-- == 0 || !link_.open())
+        if (state_ == state::closed) {
+            if (!std::exchange(*may_connect, false) || !connect(deadline))
                 return ERR_NO_CONNECTION;
-            state_ = state::ungreeted;
-            patient_ = true;
-            break;
-        case state::ungreeted:
-            if (const u32 error = await_greeting(deadline); error != 0)
-                return error;
-            break;
-        case state::overdue:
-        case state::ready:
-            look();
-            if (state_ == state::ready)
-                return 0;
-            if (state_ == state::overdue && now_ms() < give_up_at_)
-                return ERR_TIMED_OUT;
-            drop();
         }
+        if (state_ == state::ungreeted)
+            await_greeting();
+        else
+            look();
+        if (state_ == state::ready)
+            return 0;
+        if (state_ != state::closed && now_ms() < give_up_at_)
+            return ERR_TIMED_OUT;
+        drop();
     }
 }
 
@@ -160,7 +174,8 @@ u32 requester::await_reply(int64_t deadline)
             return got == arrival::cut ? u32{ERR_BAD_REPLY} : u32{frame_.header.status};
     } while (now_ms() < deadline);
     state_ = state::overdue;
-    give_up_at_ = deadline + 2 * timeout_ms();
+    patient_ = false;
+    give_up_at_ = deadline - timeout_ms() + give_up_after_ms();
     link_.set_trouble("no answer in time");
     return ERR_TIMED_OUT;
 }
@@ -168,10 +183,10 @@ u32 requester::await_reply(int64_t deadline)
 u32 requester::call(request &r)
 {
     const int64_t deadline = now_ms() + timeout_ms();
-    int connects_left = 2;
+    bool may_connect = true;
     u32 error;
     for (;;) {
-        error = make_ready(deadline, &connects_left);
+        error = make_ready(deadline, &may_connect);
         if (error != 0)
             break;
         r.header.sequence = ++sequence_;
@@ -200,6 +215,10 @@ uint32_t service_generation()
 void service_has_returned()
 {
     generation++;
+}
+bool requests_closed()
+{
+    return the_requester.is_closed();
 }
 
 } // namespace vyn_host

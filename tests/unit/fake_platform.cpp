@@ -8,7 +8,6 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "libvyn.h"
 #include "sdwrap.h"
 #include "snmp_context.h"
 #include "syserr.h"
@@ -40,6 +39,18 @@ octets reply_of(size_t size, std::initializer_list<std::pair<size_t, uint32_t>> 
         for (size_t i = 0; i < 4 && offset + i < size; i++)
             reply[offset + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
     return reply;
+}
+
+vyn_feature_entry *fake_platform::add_feature(const std::string &name, u32 flags)
+{
+    vyn_feature_entry entry{};
+    entry.name[0] = static_cast<uint8_t>(name.size());
+    std::copy(name.begin(), name.end(), entry.name + 1);
+    entry.flags = flags;
+    features.push_back(entry);
+    if (features.size() > 1)
+        std::prev(features.end(), 2)->next = &features.back();
+    return &features.back();
 }
 
 sub_ids vyn_oid(std::initializer_list<oid> below)
@@ -77,14 +88,43 @@ read_result read_object(uint8_t column, const sub_ids &requested, bool exact)
     return {};
 }
 
-int write_integer(WriteMethod *write, int action, long value, size_t length, u_char type)
+sub_ids name_index(const std::string &name)
+{
+    sub_ids index = {name.size()};
+    for (unsigned char character : name)
+        index.push_back(character);
+    return index;
+}
+
+sub_ids row_of(oid table, oid column, const sub_ids &index)
+{
+    sub_ids name = vyn_oid({1, 1, table, 1, column});
+    name.insert(name.end(), index.begin(), index.end());
+    return name;
+}
+
+octets integer(int32_t value)
+{
+    octets bytes(sizeof(value));
+    memcpy(bytes.data(), &value, sizeof(value));
+    return bytes;
+}
+
+octets text(const std::string &value)
+{
+    return octets(value.begin(), value.end());
+}
+
+int write_integer(WriteMethod *write, int phase, long value, size_t length, u_char type,
+                  const sub_ids &name)
 {
     octets bytes(std::max(length, sizeof(int32_t)));
     const int32_t word = static_cast<int32_t>(value);
     memcpy(bytes.data(), &word, sizeof(word));
     if (length == sizeof(value))
         memcpy(bytes.data(), &value, sizeof(value));
-    return write(action, bytes.data(), type, length, nullptr, nullptr, 0);
+    sub_ids copy = name;
+    return write(phase, bytes.data(), type, length, nullptr, copy.data(), copy.size());
 }
 
 extern "C" {
@@ -114,7 +154,7 @@ u32 cmi_req_resp(u32 opcode, u32 msg_type, void *request, void **response_out, u
         answer = fake->answers.front();
         fake->answers.pop_front();
     }
-    *length_inout = 0;
+    // Without a reply the length stays what it was: only the pointer tells.
     if (answer.reply && response_out != nullptr) {
         *response_out = malloc(answer.reply->size());
         std::copy(answer.reply->begin(), answer.reply->end(),
@@ -150,6 +190,67 @@ int query_and_build_vyn_registrations(void)
     return fake->registry_fails;
 }
 
+static std::list<vyn_feature_entry>::iterator scan;
+
+void vyn_scanFeatureInit(void)
+{
+    scan = fake->features.begin();
+}
+
+vyn_feature_entry *vyn_scanFeatureNext(void)
+{
+    return scan == fake->features.end() ? nullptr : &*scan++;
+}
+
+static const char *plain_name(const vyn_feature_entry &entry)
+{
+    return reinterpret_cast<const char *>(entry.name) + 1;
+}
+
+vyn_feature_entry *vyn_getFeatureEntry(const char *name)
+{
+    for (vyn_feature_entry &entry : fake->features)
+        if (strcmp(plain_name(entry), name) == 0)
+            return &entry;
+    return nullptr;
+}
+
+int get_vyn_entry_from_module(vyn_feature_entry *entry, void *state, int op)
+{
+    vyn_feature_state key;
+    memcpy(&key, state, sizeof(key));
+    fake->log.push_back(format("state %s op=%d scope=%u vsan=%u", plain_name(*entry), op,
+                               uint32_t{key.scope}, uint32_t{key.vsan}));
+    if (fake->states.empty())
+        return 1;
+    const fake_state answer = fake->states.front();
+    fake->states.pop_front();
+    if (answer.result == 0)
+        memcpy(state, &answer.state, sizeof(answer.state));
+    return answer.result;
+}
+
+int set_vyn_entry_to_module(vyn_feature_entry *entry)
+{
+    fake->log.push_back(format("run %s %u", plain_name(*entry), entry->action));
+    return fake->library_result;
+}
+
+int set_vyn_cfg_option_to_module(vyn_feature_entry *entry, const vyn_cfg_option *option)
+{
+    fake->log.push_back(format("option %s %u %u %u %u", plain_name(*entry), option->option,
+                               option->scope, option->vsan, option->value));
+    return fake->library_result;
+}
+
+int pss_update_vyn_feature_entry_rt(vyn_feature_entry *entry, int second)
+{
+    EXPECT_EQ(second, 1);
+    fake->log.push_back(format("store %s scope=%u/%u option=%u", plain_name(*entry),
+                               entry->scope_type, entry->scope_value, entry->show_cfg_option));
+    return fake->library_result;
+}
+
 // --- Ordered container ---
 
 struct indxobj {
@@ -162,36 +263,39 @@ int indxobj_create(indxobj **cache, int a, int b, int (*compare)(const void *, c
     EXPECT_TRUE(regions || compare == vyn_mib_app_region_compare);
     fake->log.push_back(
         format("indxobj_create %s %d %d %d", regions ? "region" : "app_region", a, b, c));
-    *cache = fake->containers_fail ? nullptr : new indxobj;
-    return fake->containers_fail ? 1 : INDXOBJ_SUCCESS;
+    *cache = fake->container_result == INDXOBJ_SUCCESS ? new indxobj : nullptr;
+    return fake->container_result;
 }
 
 int indxobj_add(indxobj *cache, void *row, const void *)
 {
     cache->rows.push_back(row);
-    fake->rows++;
     return INDXOBJ_SUCCESS;
 }
 
 void indxobj_walk(indxobj *cache, void (*visit)(void *))
 {
-    for (void *row : cache->rows)
+    for (void *row : cache->rows) {
+        fake->rows_visited++;
         visit(row);
+    }
 }
 
 int indxobj_destroy(indxobj *cache)
 {
     fake->log.push_back(format("indxobj_destroy %zu rows", cache->rows.size()));
-    fake->rows -= cache->rows.size();
     delete cache;
     return INDXOBJ_SUCCESS;
 }
 
 // --- Event history and debug output ---
 
-int sdwrap_hist_event_subtype_check(u32 type, u32)
+static u32 level_asked; // by the check before a trace
+
+int sdwrap_hist_event_subtype_check(u32 type, u32 level)
 {
     EXPECT_EQ(type, 0x730000u);
+    level_asked = level;
     return fake->history ? 0 : 1;
 }
 
@@ -202,11 +306,13 @@ void sdwrap_hist_event(u32 type, u32 length, const void *record)
     memcpy(&level, record, sizeof(level));
     const char *text = static_cast<const char *>(record) + sizeof(level);
     EXPECT_EQ(length, strlen(text) + 5);
+    EXPECT_EQ(level, level_asked);
     fake->log.push_back(format("trace %u %s", level, text));
 }
 
-int sdwrap_chk_int(u32, int a, int b, int c)
+int sdwrap_chk_int(u32 level, int a, int b, int c)
 {
+    EXPECT_EQ(level, level_asked);
     EXPECT_EQ(a, 0);
     EXPECT_EQ(b, 0);
     EXPECT_EQ(c, 1);
@@ -245,12 +351,21 @@ const char *syserr_format(u32 code)
 
 // --- The agent ---
 
-const char *get_snmp_username(int)
+const char *get_snmp_username(int which)
 {
+    EXPECT_EQ(which, 0);
     return fake->user.c_str();
 }
-u32 get_snmp_sessionid(int)
+
+int vacm_is_user_network_admin(void)
 {
+    fake->log.push_back("vacm_is_user_network_admin");
+    return fake->is_admin;
+}
+
+u32 get_snmp_sessionid(int which)
+{
+    EXPECT_EQ(which, 0);
     return fake->session;
 }
 

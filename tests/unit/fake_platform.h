@@ -4,15 +4,23 @@
 //   request 8469/1 user=alice session=7 0=00000019 4=00000001     the non-zero words by offset
 //   trace 100 the text                                            a record of the event history
 //   debug vyn the text                                            a line of debug output
-//   set_error 0x40b30071 1432
+//   set_error 1085472881 1432
+//   state ntp op=2 scope=2 vsan=10                                a question for a feature's state
+//   run ntp 4, store ntp, option ntp 7 2 10 1                     changes of the client library
 //   indxobj_create, register_mib, ... with their arguments
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <deque>
+#include <initializer_list>
+#include <list>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "libvyn.h"
 #include "vyn_mib.h"
 
 using octets = std::vector<uint8_t>;
@@ -24,17 +32,29 @@ struct fake_answer {
     std::optional<octets> reply; // a block of exactly these bytes, so that a read past them is seen
 };
 
+struct fake_state {
+    int result;
+    vyn_feature_state state;
+};
+
 struct fake_platform {
     std::deque<fake_answer> answers; // to the next requests; without one a request fails with 99
+    std::deque<fake_state> states;   // to the next questions for a state; without one there is none
+    std::list<vyn_feature_entry> features; // the registry, in scan order; see add_feature
+    int library_result = 0;                // of every change of the client library
+    bool is_admin = false;
     std::string user = "alice";
     u32 session = 7;
     bool history = true, debug = false;
-    bool register_fails = false, debugging = false, containers_fail = false, registry_fails = false;
-    size_t rows = 0; // in all containers
+    bool register_fails = false, debugging = false, registry_fails = false;
+    int container_result = INDXOBJ_SUCCESS;
+    size_t rows_visited = 0;
     lines log;
 
     // The log since the last call.
     lines take_log() { return std::exchange(log, {}); }
+
+    vyn_feature_entry *add_feature(const std::string &name, u32 flags = 0);
 };
 
 extern fake_platform *fake; // of the test that runs
@@ -62,6 +82,18 @@ struct read_result {
 // Calls the read function of the object with this column identifier as the agent does.
 read_result read_object(uint8_t column, const sub_ids &requested, bool exact);
 
+// The index of a name: its length and characters.
+sub_ids name_index(const std::string &name);
+
+// The column of vynMIB.1.1.<table>.1 and an index.
+sub_ids row_of(oid table, oid column, const sub_ids &index);
+
+// Values as a read function returns them: a 32-bit integer of the host, and the bytes of a text.
+octets integer(int32_t value);
+octets text(const std::string &value);
+
+constexpr int reserve1 = 0, reserve2 = 1, action = 2, commit = 3, free_phase = 4, undo = 5;
+
 // Calls a write function with a value as the agent hands over an integer of that length in bytes.
 int write_integer(WriteMethod *write, int action, long value, size_t length = sizeof(long),
-                  u_char type = ASN_INTEGER);
+                  u_char type = ASN_INTEGER, const sub_ids &name = {});

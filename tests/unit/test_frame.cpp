@@ -5,7 +5,7 @@
 
 #include "fake_platform.h"
 
-#include <algorithm>
+#include <map>
 #include <set>
 
 namespace {
@@ -31,7 +31,7 @@ TEST_F(frame, starts_and_stops_again_and_again)
         indxobj_add(vyn_regions, calloc(1, sizeof(vyn_region_rec)), nullptr);
 
         EXPECT_EQ(deinit_vyn_mib(), 8475);
-        EXPECT_EQ(platform.rows, 0u);
+        EXPECT_EQ(std::exchange(platform.rows_visited, 0), 1u);
         EXPECT_FALSE(vyn_regions || vyn_app_regions);
         lines log = platform.take_log();
         ASSERT_EQ(log.size(), 47u);
@@ -49,7 +49,8 @@ TEST_F(frame, starts_and_stops_again_and_again)
 
 TEST_F(frame, goes_on_past_every_failure)
 {
-    platform.register_fails = platform.containers_fail = platform.registry_fails = true;
+    platform.register_fails = platform.registry_fails = true;
+    platform.container_result = 0;
     lines expected = start_lines();
     expected.insert(expected.begin() + 5,
                     "trace 101 init_vyn_mib : call to query_and_build_vyn_registrations failed");
@@ -84,33 +85,64 @@ TEST_F(frame, tells_the_agents_debug_output_of_a_failed_registration)
     deinit_vyn_mib();
 }
 
-TEST_F(frame, object_table_is_ordered_and_has_its_access)
+// Each group of the table: where it lies, its first column and identifier, and the type and access
+// of the columns from there on: i INTEGER, s OCTET STRING, u Unsigned32, t TimeTicks; capital:
+// writable.
+TEST_F(frame, object_table_is_complete)
 {
-    const std::set<int> writable = {4,  5,  6,  12, 29, 53, 60, 61, 67,
-                                    68, 69, 75, 76, 77, 80, 84, 85};
-    std::vector<sub_ids> names;
-    std::set<int> identifiers;
-    for (const struct variable7 &object : vyn_mib_variables) {
-        names.emplace_back(object.name, object.name + object.namelen);
-        identifiers.insert(object.magic);
-        EXPECT_EQ(object.acl == NETSNMP_OLDAPI_RWRITE, writable.count(object.magic) == 1)
-            << "identifier " << int{object.magic};
-    }
-    EXPECT_EQ(identifiers.size(), VYN_MIB_OBJECTS);
-    EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
-    EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end());
+    const struct {
+        sub_ids group;
+        oid column;
+        int identifier;
+        std::string columns;
+    } groups[] = {
+        {{1, 1, 1, 1}, 2, 4, "IISiisisIis"},
+        {{1, 1, 2, 1}, 3, 19, "isss"},
+        {{1, 1, 3, 1}, 3, 27, "isI"},
+        {{1, 1, 4, 1}, 3, 34, "ii"},
+        {{1, 1, 5, 1}, 2, 39, "s"},
+        {{1, 1, 6, 1}, 4, 45, "s"},
+        {{1, 1, 7, 1}, 3, 50, "iisIt"},
+        {{1, 1, 9, 1}, 4, 60, "II"},
+        {{1, 1, 10, 1}, 4, 67, "UII"},
+        {{1, 1, 11, 1}, 3, 74, "iII"},
+        {{1, 3}, 1, 77, "Iis"},
+        {{1, 4}, 1, 80, "I"},
+        {{1, 4, 2, 1}, 2, 84, "SI"},
+    };
+    const std::map<char, u_char> types = {
+        {'i', ASN_INTEGER}, {'s', ASN_OCTET_STR}, {'u', ASN_UNSIGNED}, {'t', ASN_TIMETICKS}};
+    const struct variable7 *object = vyn_mib_variables;
+    for (const auto &[group, column, identifier, columns] : groups)
+        for (size_t i = 0; i < columns.size(); i++, object++) {
+            ASSERT_LT(object, std::end(vyn_mib_variables));
+            sub_ids name = group;
+            name.push_back(column + i);
+            EXPECT_EQ(sub_ids(object->name, object->name + object->namelen), name);
+            EXPECT_EQ(object->magic, identifier + static_cast<int>(i));
+            const char kind = columns[i];
+            EXPECT_EQ(object->type, types.at(static_cast<char>(tolower(kind)))) << identifier + i;
+            EXPECT_EQ(object->acl, isupper(kind) ? NETSNMP_OLDAPI_RWRITE : NETSNMP_OLDAPI_RONLY)
+                << identifier + i;
+        }
+    EXPECT_EQ(object, std::end(vyn_mib_variables));
 }
 
 TEST_F(frame, caches_order_regions_by_number)
 {
-    vyn_region_rec row{};
-    row.region_id = 0x80000000;
     const struct {
-        uint32_t key;
+        uint32_t row, key;
         int order;
-    } cases[] = {{0x7fffffff, -1}, {0x80000000, 0}, {0x80000001, 1}, {0, -1}, {0xffffffff, 1}};
-    for (auto [key, order] : cases)
-        EXPECT_EQ(vyn_mib_region_compare(&row, &key), order) << key;
+    } cases[] = {{0x80000000, 0x7fffffff, -1},
+                 {0x80000000, 0x80000000, 0},
+                 {0x80000000, 0x80000001, 1},
+                 {0x80000000, 0, -1},
+                 {1, 0xffffffff, 1}};
+    for (const auto &test : cases) {
+        vyn_region_rec row{};
+        row.region_id = test.row;
+        EXPECT_EQ(vyn_mib_region_compare(&row, &test.key), test.order) << test.key;
+    }
 }
 
 TEST_F(frame, caches_order_features_by_length_then_name)
@@ -121,7 +153,8 @@ TEST_F(frame, caches_order_features_by_length_then_name)
         int order;
     } cases[] = {{"ntp", "ntp", 0},  {"ntp", "role", 1}, {"role", "ntp", -1},
                  {"abc", "abd", -1}, {"abd", "abc", 1},  {"ab", "abc", 1},
-                 {full, full, 0},    {full, longer, 1},  {"\xc3", "c", 1}};
+                 {full, full, 0},    {full, longer, 1},  {full, std::string(80, 'a') + "b", -1},
+                 {"\xc3", "c", 1}};
     for (const auto &test : cases) {
         vyn_feature_region_rec row{};
         memset(row.pad, 'x', sizeof(row.pad)); // behind a name that fills its field

@@ -13,9 +13,22 @@ const std::string ask_distribution = "request 8463/1 user=alice session=7 0=0000
 const std::string start = "request 8469/3 user=alice session=7 0=00000018 4=00000001";
 const std::string enable = "request 8477/3 user=alice session=7 0=0000001f 4=00000001";
 const std::string disable = enable + " 8=00000001";
+const std::string discovery_texts = "trace 100 get_vyn_discovery_result : VYN ";
 const std::string null_discovery =
-    "trace 100 get_vyn_discovery_result : VYN returned Null response "
-    "for Peers Discovery status query \n";
+    discovery_texts + "returned Null response for Peers Discovery status query \n";
+const std::string failed_discovery =
+    discovery_texts + "failed to return response for Peers  Discovery status query: E77 \n";
+const std::string distribution_texts = "trace 100 get_vyn_distribution_status : VYN ";
+const std::string null_distribution =
+    distribution_texts + "returned Null response for VYN distribution status query \n";
+const std::string failed_distribution =
+    distribution_texts + "failed to return response for VYN distribution status query: E77 \n";
+const std::string already_running = "trace 100 write to vynStartPeersDiscovery: An instance of "
+                                    "discovery already running\n";
+
+const fake_answer failed = {.error = 77, .reply = octets(8)};
+const fake_answer done = {.error = 0, .reply = octets(8)};
+const fake_answer nothing = {.error = 0, .reply = {}};
 
 fake_answer discovery(uint32_t status, uint32_t reason = 0, size_t size = 360)
 {
@@ -27,17 +40,7 @@ fake_answer distribution(uint32_t word, size_t size = 360)
     return {.error = 0, .reply = reply_of(size, {{0, 30}, {4, word}})};
 }
 
-octets integer(int32_t value)
-{
-    octets bytes(sizeof(value));
-    memcpy(bytes.data(), &value, sizeof(value));
-    return bytes;
-}
-
-octets text(const std::string &value)
-{
-    return octets(value.begin(), value.end());
-}
+const std::string longest(255, 'x');
 
 struct scalar_read {
     vyn_column column;
@@ -46,42 +49,26 @@ struct scalar_read {
     lines log;
 };
 
+// clang-format off
 const scalar_read reads[] = {
     {VYNSTARTPEERSDISCOVERY, {}, integer(2), {}},
     {VYNPEERSDISCOVERYSTATUS, {discovery(2)}, integer(2), {ask_discovery}},
     {VYNPEERSDISCOVERYSTATUS, {discovery(255)}, integer(255), {ask_discovery}},
     {VYNPEERSDISCOVERYSTATUS, {discovery(9, 0, 4)}, integer(0), {ask_discovery}},
-    {VYNPEERSDISCOVERYSTATUS,
-     {{.error = 77, .reply = {}}},
-     {},
-     {ask_discovery, "trace 100 get_vyn_discovery_result : VYN failed to return response for Peers "
-                     " Discovery status query: E77 \n"}},
+    {VYNPEERSDISCOVERYSTATUS, {failed}, {}, {ask_discovery, failed_discovery}},
     {VYNPEERSDISCOVERYFAILUREREASON, {discovery(3, 5)}, text(""), {ask_discovery}},
     {VYNPEERSDISCOVERYFAILUREREASON, {discovery(4, 5)}, text("reason 5"), {ask_discovery}},
-    {VYNPEERSDISCOVERYFAILUREREASON,
-     {discovery(4, 300)},
-     text(std::string(255, 'x')),
-     {ask_discovery}},
-    {VYNPEERSDISCOVERYFAILUREREASON,
-     {discovery(4, 0x01FFFFFF, 9)},
-     text("reason 16777216"),
-     {ask_discovery}},
+    {VYNPEERSDISCOVERYFAILUREREASON, {discovery(4, 300)}, text(longest), {ask_discovery}},
+    {VYNPEERSDISCOVERYFAILUREREASON, {discovery(4, ~0u, 9)}, text("reason 4278190080"), {ask_discovery}},
+    {VYNPEERSDISCOVERYFAILUREREASON, {failed}, {}, {ask_discovery, failed_discovery}},
     {VYNDISTENABLE, {distribution(0)}, integer(1), {ask_distribution}},
     {VYNDISTENABLE, {distribution(1)}, integer(2), {ask_distribution}},
     {VYNDISTENABLE, {distribution(0x100)}, integer(2), {ask_distribution}},
     {VYNDISTENABLE, {distribution(1, 3)}, integer(1), {ask_distribution}},
-    {VYNDISTENABLE,
-     {{.error = 78, .reply = octets(8)}},
-     {},
-     {ask_distribution, "trace 100 get_vyn_distribution_status : VYN failed to return response for "
-                        "VYN distribution status query: E78 \n"}},
-    {VYNDISTENABLE,
-     {{.error = 0, .reply = octets()}},
-     {},
-     {ask_distribution,
-      "trace 100 get_vyn_distribution_status : VYN returned Null response for VYN "
-      "distribution status query \n"}},
+    {VYNDISTENABLE, {failed}, {}, {ask_distribution, failed_distribution}},
+    {VYNDISTENABLE, {nothing}, {}, {ask_distribution, null_distribution}},
 };
+// clang-format on
 
 sub_ids object(vyn_column column)
 {
@@ -142,8 +129,7 @@ TEST_F(scalars, have_one_instance)
 
 TEST_F(scalars, discovery_keeps_its_result_over_a_null_reply)
 {
-    platform.answers = {discovery(4, 6), {}, {}};
-    platform.answers[1].error = platform.answers[2].error = 0;
+    platform.answers = {discovery(4, 6), nothing, {.error = 0, .reply = octets()}};
     const sub_ids status = vyn_oid({1, 3, 2, 0}), reason = vyn_oid({1, 3, 3, 0});
     EXPECT_EQ(read_object(VYNPEERSDISCOVERYSTATUS, status, true).value, integer(4));
     EXPECT_EQ(read_object(VYNPEERSDISCOVERYSTATUS, status, true).value, integer(4));
@@ -165,62 +151,42 @@ TEST_F(scalars, unknown_identifier_has_no_value)
 
 struct scalar_phase {
     WriteMethod *write;
-    int action;
+    int phase;
     long value;
     std::deque<fake_answer> answers;
     int error;
     lines log;
 };
 
-constexpr int reserve1 = 0, reserve2 = 1, action = 2, commit = 3, free_phase = 4, undo = 5;
-
+// clang-format off
 const scalar_phase phases[] = {
     {set_vynStartPeersDiscovery, reserve1, 1, {discovery(3)}, 0, {ask_discovery}},
-    {set_vynStartPeersDiscovery,
-     reserve1,
-     1,
-     {discovery(2)},
-     12,
-     {ask_discovery, "trace 100 write to vynStartPeersDiscovery: An instance of discovery already "
-                     "running\n"}},
-    {set_vynStartPeersDiscovery,
-     reserve1,
-     1,
-     {{.error = 77, .reply = {}}},
-     5,
-     {ask_discovery,
-      "trace 100 get_vyn_discovery_result : VYN failed to return response for Peers  Discovery "
-      "status query: E77 \n",
-      "set_error 77 1432"}},
+    {set_vynStartPeersDiscovery, reserve1, 1, {discovery(4)}, 0, {ask_discovery}},
+    {set_vynStartPeersDiscovery, reserve1, 1, {discovery(2)}, 12, {ask_discovery, already_running}},
+    {set_vynStartPeersDiscovery, reserve1, 1, {nothing}, 12, {ask_discovery, null_discovery, already_running}},
+    {set_vynStartPeersDiscovery, reserve1, 1, {failed}, 5, {ask_discovery, failed_discovery, "set_error 77 1432"}},
     {set_vynStartPeersDiscovery, reserve1, 2, {}, 0, {}},
-    {set_vynStartPeersDiscovery,
-     reserve1,
-     3,
-     {},
-     10,
-     {"trace 100 write to vynStartPeersDiscovery:wrong value\n"}},
-    {set_vynStartPeersDiscovery, action, 1, {{.error = 0, .reply = octets(8)}}, 0, {start}},
-    {set_vynStartPeersDiscovery,
-     action,
-     1,
-     {{.error = 79, .reply = octets(8)}},
-     0,
-     {start, "set_error 79 1432"}},
+    {set_vynStartPeersDiscovery, reserve1, 3, {}, 10, {"trace 100 write to vynStartPeersDiscovery:wrong value\n"}},
+    {set_vynStartPeersDiscovery, action, 1, {done}, 0, {start}},
+    {set_vynStartPeersDiscovery, action, 1, {failed}, 0, {start, "set_error 77 1432"}},
     {set_vynStartPeersDiscovery, action, 2, {}, 0, {}},
     {set_vynDistCtrl, reserve1, 1, {}, 0, {}},
     {set_vynDistCtrl, reserve1, 0, {}, 10, {"trace 100 write to set_vynDistCtrl:wrong value\n"}},
-    {set_vynDistCtrl, action, 1, {{.error = 0, .reply = octets(8)}}, 0, {enable}},
-    {set_vynDistCtrl, action, 2, {{.error = 0, .reply = {}}}, 0, {disable}},
-    {set_vynDistCtrl, action, 2, {{.error = 80, .reply = {}}}, 0, {disable, "set_error 80 1432"}},
+    {set_vynDistCtrl, action, 1, {done}, 0, {enable}},
+    {set_vynDistCtrl, action, 2, {nothing}, 0, {disable}},
+    {set_vynDistCtrl, action, 2, {failed}, 0, {disable, "set_error 77 1432"}},
 };
+// clang-format on
 
 TEST_F(scalars, are_written_phase_by_phase)
 {
     for (const scalar_phase &test : phases) {
-        SCOPED_TRACE(testing::Message() << "phase " << test.action << " value " << test.value);
-        platform.answers = test.answers;
-        EXPECT_EQ(write_integer(test.write, test.action, test.value), test.error);
-        EXPECT_EQ(platform.take_log(), test.log);
+        SCOPED_TRACE(testing::Message() << "phase " << test.phase << " value " << test.value);
+        for (size_t length : {sizeof(long), sizeof(int32_t)}) { // as an agent hands it over
+            platform.answers = test.answers;
+            EXPECT_EQ(write_integer(test.write, test.phase, test.value, length), test.error);
+            EXPECT_EQ(platform.take_log(), test.log);
+        }
     }
     for (WriteMethod *write : {set_vynStartPeersDiscovery, set_vynDistCtrl})
         for (int quiet : {reserve2, commit, free_phase, undo, 6})

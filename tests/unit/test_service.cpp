@@ -67,6 +67,7 @@ constexpr vyn_integer_checks checks = {
     .wrong_type = "type\n",
     .wrong_length = "length 100%\n",
     .wrong_value = "value\n",
+    .function = "set_it",
 };
 
 TEST_F(service, checks_of_an_integer_run_in_order)
@@ -103,8 +104,10 @@ TEST_F(service, checks_of_an_integer_run_in_order)
                                                                : lines{};
         EXPECT_EQ(platform.take_log(), expected);
     }
-    if constexpr (sizeof(long) > 4) { // a value that only its low half makes right
-        EXPECT_EQ(write_integer(check, 0, 1 + (1L << (sizeof(long) * 4))), SNMP_ERR_WRONGVALUE);
+    if constexpr (sizeof(long) > 4) { // values that only their low half makes right
+        constexpr long high = 1L << (sizeof(long) * 4);
+        EXPECT_EQ(write_integer(check, 0, 1 + high), SNMP_ERR_WRONGVALUE);
+        EXPECT_EQ(write_integer(check, 0, 1 - high), SNMP_ERR_WRONGVALUE);
     }
 }
 

@@ -1,8 +1,71 @@
-// The cursor and the builder of OID indexes.
+// Reading and writing OID indexes: names of features, the cursor and the builder.
+//
+// Everything that decodes here narrows a sub-identifier only after it has looked at it as it is,
+// and compares a count with what is left before it uses it. The decoders trace nothing: an index
+// that names no row is nothing unusual.
 
 #include "vyn_index.h"
 
+#include <cstdlib>
+#include <cstring>
+
 #include "vyn_service.h"
+
+void oid_to_string(const oid *name, char *buffer, size_t start, size_t count)
+{
+    for (size_t i = 0; i < count; i++)
+        buffer[i] = static_cast<char>(name[start + i]);
+    buffer[count] = '\0';
+}
+
+void string_to_oid(const char *string, oid *name, size_t start, size_t count)
+{
+    for (size_t i = 0; i < count; i++)
+        name[start + i] = static_cast<unsigned char>(string[i]);
+}
+
+static bool are_characters(const oid *name, size_t count)
+{
+    return std::all_of(name, name + count, [](oid value) { return value <= 255; });
+}
+
+int vynFeature_parse_oid(const oid *index, size_t index_length, char **name_out, size_t *length_out)
+{
+    if (index == nullptr || index_length == 0 || name_out == nullptr ||
+        index[0] != index_length - 1)
+        return 1;
+    const size_t length = index_length - 1;
+    char *name = static_cast<char *>(malloc(length + 1));
+    if (name == nullptr)
+        return 1;
+    *length_out = length;
+    if (!are_characters(index + 1, length)) {
+        free(name);
+        return 1;
+    }
+    oid_to_string(index, name, 1, length);
+    *name_out = name;
+    return 0;
+}
+
+vyn_feature_entry *vyn_parse_FeatureEntry(const oid *name, size_t length)
+{
+    constexpr size_t index = 14; // behind vynMIB.1.1.1.1 and the column
+    char *feature = nullptr;
+    size_t feature_length = 0;
+    if (length <= index ||
+        vynFeature_parse_oid(name + index, length - index, &feature, &feature_length) != 0)
+        return nullptr;
+    vyn_feature_entry *entry = vyn_getFeatureEntry(feature);
+    free(feature);
+    return entry;
+}
+
+bool vyn_is_below(const struct variable *column, const oid *name, size_t length)
+{
+    return length > column->namelen &&
+           snmp_oid_compare(name, column->namelen, column->name, column->namelen) == 0;
+}
 
 bool vyn_oid_cursor::take(oid *value)
 {
@@ -18,6 +81,46 @@ size_t vyn_oid_cursor::take_octets(uint8_t *octets, oid count)
     for (size_t i = 0; i < taken; i++)
         octets[i] = static_cast<uint8_t>(*next_++);
     return taken;
+}
+
+vyn_oid_cursor vyn_oid_cursor::take_part(oid count)
+{
+    const size_t taken = count < left() ? static_cast<size_t>(count) : left();
+    next_ += taken;
+    return vyn_oid_cursor(next_ - taken, taken, 0);
+}
+
+bool vyn_oid_cursor::take_string(char *string, size_t longest)
+{
+    const size_t count = left();
+    if (count > longest || !are_characters(next_, count))
+        return false;
+    oid_to_string(next_, string, 0, count);
+    next_ = end_;
+    return true;
+}
+
+bool vyn_oid_cursor::take_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1])
+{
+    oid length;
+    if (!take(&length) || length > VYN_LONGEST_APP_NAME || length > left() ||
+        !are_characters(next_, length))
+        return false;
+    oid_to_string(next_, name, 0, length);
+    next_ += length;
+    return true;
+}
+
+void vyn_oid_cursor::take_partial_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1])
+{
+    oid wanted = 0;
+    take(&wanted);
+    const size_t length = std::min<oid>(wanted, VYN_LONGEST_APP_NAME);
+    const size_t present = std::min(length, left());
+    oid_to_string(next_, name, 0, present);
+    next_ += present;
+    memset(name + present, ' ', length - present);
+    name[length] = '\0';
 }
 
 vyn_oid_builder::vyn_oid_builder(const oid *base, size_t length)
@@ -37,6 +140,20 @@ void vyn_oid_builder::put_octets(const uint8_t *octets, size_t count)
 {
     for (size_t i = 0; i < count; i++)
         put(octets[i]);
+}
+
+void vyn_oid_builder::put_name(const char *name, size_t length)
+{
+    put(length);
+    put_octets(reinterpret_cast<const uint8_t *>(name), length);
+}
+
+void vyn_oid_builder::put_vsan(be32 vsan)
+{
+    uint8_t octets[sizeof(vsan)];
+    memcpy(octets, &vsan, sizeof(octets));
+    put(sizeof(octets));
+    put_octets(octets, sizeof(octets));
 }
 
 bool vyn_oid_builder::commit(oid *name, size_t *length) const

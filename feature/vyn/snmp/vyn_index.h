@@ -4,9 +4,36 @@
 // writes the index of its answer with one builder, which touches the agent's OID once, when the
 // answer stands. A table states its own sequence of takes and puts: where two tables differ on
 // purpose, they make different calls.
+//
+// Names of features in an index are a length and one sub-identifier for each character. Who insists
+// on the length agreeing with the characters, and who does not, is told where it is done.
 #pragma once
 
+#include "libvyn.h"
 #include "vyn_mib.h"
+
+// A feature's name may have 82 characters in the registry, and 80 in a message of the service.
+inline constexpr size_t VYN_LONGEST_FEATURE = 82;
+inline constexpr size_t VYN_LONGEST_APP_NAME = 80;
+
+// Copies `count` sub-identifiers from position `start` on into the buffer, the low 8 bits of each,
+// and a NUL behind them.
+void oid_to_string(const oid *name, char *buffer, size_t start, size_t count);
+
+// Writes the first `count` characters as sub-identifiers from position `start` on.
+void string_to_oid(const char *string, oid *name, size_t start, size_t count);
+
+// Decodes an index that is a name and nothing else: 0, and a malloc block in *name_out that the
+// caller frees and the name's length in *length_out; or 1 when the length does not agree with the
+// index or a sub-identifier is no character.
+int vynFeature_parse_oid(const oid *index, size_t index_length, char **name_out,
+                         size_t *length_out);
+
+// The feature whose row of the operation table an OID names, its length agreeing; or null.
+vyn_feature_entry *vyn_parse_FeatureEntry(const oid *name, size_t length);
+
+// True when an OID lies below that of a column.
+bool vyn_is_below(const struct variable *column, const oid *name, size_t length);
 
 // Walks the sub-identifiers of an OID from a position on. Positions and counts are unsigned and
 // compared, never added, before they are narrowed: a length of 4294967295 in an OID is a long one.
@@ -23,8 +50,34 @@ class vyn_oid_cursor {
     // Takes one. False at the end, and then *value is as it was.
     bool take(oid *value);
 
-    // Takes up to `count` as octets, the low 8 bits of each, and returns how many there were.
+    // Takes up to `count` as octets, the low 8 bits of each, and returns how many there were. The
+    // buffer must have room for `count`, which therefore never comes from an OID unchecked.
     size_t take_octets(uint8_t *octets, oid count);
+
+    // Takes up to `count` as a cursor of their own.
+    vyn_oid_cursor take_part(oid count);
+
+    // Takes all as characters of a string with room for `longest` of them and a NUL. False when
+    // there are more, or when one is no character.
+    bool take_string(char *string, size_t longest);
+
+    // Takes a name for the exact key of a message: false when it is longer than such names are,
+    // does not lie inside the OID, or has a sub-identifier that is no character.
+    bool take_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1]);
+
+    // Takes a name for a key to go on from: cut to the length of such names, and what the OID lacks
+    // of it is blanks, which sort before all that a name is made of.
+    void take_partial_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1]);
+
+    // Takes the rest as octets into a record, from a byte offset on. They run on over the following
+    // fields and stop at the record's end.
+    template <typename Record> void take_rest_into(Record *record, size_t offset)
+    {
+        uint8_t bytes[sizeof(Record)];
+        memcpy(bytes, record, sizeof(bytes));
+        take_octets(bytes + offset, sizeof(bytes) - offset);
+        memcpy(record, bytes, sizeof(bytes));
+    }
 
   private:
     const oid *next_;
@@ -38,6 +91,12 @@ class vyn_oid_builder {
 
     void put(oid value);
     void put_octets(const uint8_t *octets, size_t count);
+
+    // A length, and so many characters of a text.
+    void put_name(const char *name, size_t length);
+
+    // A VSAN as an octet string: 4, and its octets, most significant first.
+    void put_vsan(be32 vsan);
 
     // Hands the OID over, or traces, returns false and leaves name and length alone when it is
     // longer than the agent's OIDs can be.

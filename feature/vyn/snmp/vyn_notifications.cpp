@@ -17,17 +17,6 @@
 #include "vyn_index.h"
 #include "vyn_service.h"
 
-enum vyn_scope_type : uint32_t {
-    VYN_SCOPE_PHYSICAL = 1,
-    VYN_SCOPE_LOGICAL = 2,
-};
-
-// Scope in a merge failure; a feature action has the scope type already.
-enum vyn_service_scope : uint32_t {
-    VYN_SERVICE_LOGICAL = 1,
-    VYN_SERVICE_PHYSICAL = 2,
-};
-
 // Notifications and their own objects, below vynMIB.
 static constexpr oid feature_action_notif[] = {0, 1};
 static constexpr oid merge_fail_notif[] = {0, 2};
@@ -76,12 +65,6 @@ class vyn_varbinds {
     netsnmp_variable_list *last_ = nullptr;
 };
 
-// A text that fills its field has no NUL and ends with the field.
-template <size_t N> static size_t text_length(const char (&text)[N])
-{
-    return strnlen(text, N);
-}
-
 template <typename Record> static Record read_event(const void *payload, size_t offset)
 {
     static_assert(std::is_trivially_copyable_v<Record> && alignof(Record) == 1);
@@ -120,11 +103,11 @@ static netsnmp_variable_list *merge_failed(const void *payload, oid *notificatio
     const size_t vsan_length = notif_val.scope == VYN_SERVICE_LOGICAL ? sizeof(notif_val.vsan) : 0;
     vyn_varbinds varbinds;
     varbinds.octets(below_vyn_mib(notif_feature_name), notif_val.feature_name,
-                    text_length(notif_val.feature_name));
+                    vyn_field(notif_val.feature_name).length());
     varbinds.integer(below_vyn_mib(notif_scope_type), &merge_scope_type);
     varbinds.octets(below_vyn_mib(notif_scope_value), &notif_val.vsan, vsan_length);
     varbinds.octets(below_vyn_mib(notif_failure_reason), notif_val.failure_text,
-                    text_length(notif_val.failure_text));
+                    vyn_field(notif_val.failure_text).length());
     below_vyn_mib(merge_fail_notif).commit(notification_oid, notification_oid_length);
     vyn_trace(VYN_TRACE_FLOW, "About to generate VYN - norvoVYNMergeFailNotif notification\n");
     return varbinds.head();
@@ -200,10 +183,8 @@ static void copy_feature_action(const vyn_feature_action_notif &event)
 static vyn_oid_builder feature_op_row(oid column, const vyn_feature_action_notif &event)
 {
     const oid entry[] = {1, 1, 1, 1, column};
-    const size_t name_length = text_length(event.feature_name);
     vyn_oid_builder row = below_vyn_mib(entry);
-    row.put(name_length);
-    row.put_octets(reinterpret_cast<const uint8_t *>(event.feature_name), name_length);
+    row.put_name(event.feature_name, vyn_field(event.feature_name).length());
     return row;
 }
 

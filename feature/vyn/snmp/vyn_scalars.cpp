@@ -76,8 +76,9 @@ static u_char *read_discovery_failure(size_t *var_len)
     if (get_vyn_discovery_result() != 0)
         return nullptr;
     if (discovery_result.disc_status != VYN_DISC_FAILED)
-        return vyn_text_value("", var_len);
-    return vyn_text_value(syserr_format(discovery_result.failure_reason), var_len);
+        return vyn_text_value("", VYN_LONGEST_TEXT, var_len);
+    return vyn_text_value(syserr_format(discovery_result.failure_reason), VYN_LONGEST_TEXT,
+                          var_len);
 }
 
 static u_char *read_distribution(size_t *var_len)
@@ -126,6 +127,7 @@ static constexpr vyn_integer_checks discovery_checks = {
     .wrong_type = "write to vynStartPeersDiscoverynot ASN_INTEGER\n",
     .wrong_length = "write to vynStartPeersDiscovery:bad length\n",
     .wrong_value = "write to vynStartPeersDiscovery:wrong value\n",
+    .function = "set_vynStartPeersDiscovery",
 };
 
 static constexpr vyn_integer_checks distribution_checks = {
@@ -136,6 +138,7 @@ static constexpr vyn_integer_checks distribution_checks = {
     .wrong_type = "write to set_vynDistCtrlnot ASN_INTEGER\n",
     .wrong_length = "write to set_vynDistCtrl:bad length\n",
     .wrong_value = "write to set_vynDistCtrl:wrong value\n",
+    .function = "set_vynDistCtrl",
 };
 
 static int check_no_discovery_runs()

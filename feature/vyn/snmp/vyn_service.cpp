@@ -1,4 +1,5 @@
-// The transport call, the history record of a trace, and the first checks of a SET.
+// The transport call, the history record of a trace, and the first checks of a SET: what every read
+// and write function goes through.
 //
 // Odd on purpose: cmi_req_resp takes two constants, 126 and 4, and log_set_error a third, 1432,
 // whose meaning is the platform's; they are passed as they are by every caller.
@@ -58,7 +59,7 @@ void vyn_report_set_error(u32 code)
     log_set_error(code, fixed_2nd);
 }
 
-static int refuse(const char *message, int snmp_error)
+int vyn_refuse(const char *message, int snmp_error)
 {
     vyn_trace(VYN_TRACE_FAILURE, "%s", message);
     return snmp_error;
@@ -68,14 +69,18 @@ int vyn_check_integer(const vyn_integer_checks &checks, const u_char *value, u_c
                       size_t length)
 {
     if (type != checks.type)
-        return refuse(checks.wrong_type, SNMP_ERR_WRONGTYPE);
+        return vyn_refuse(checks.wrong_type, SNMP_ERR_WRONGTYPE);
     const bool short_enough = length >= checks.shortest && length <= sizeof(int32_t);
     if (!short_enough && length != sizeof(long))
-        return refuse(checks.wrong_length, SNMP_ERR_WRONGLENGTH);
+        return vyn_refuse(checks.wrong_length, SNMP_ERR_WRONGLENGTH);
     const long number = vyn_set_integer(value, length);
-    if (number < checks.lowest || number > checks.highest)
-        return refuse(checks.wrong_value, SNMP_ERR_WRONGVALUE);
-    return SNMP_ERR_NOERROR;
+    if (number >= checks.lowest && number <= checks.highest)
+        return SNMP_ERR_NOERROR;
+    if (checks.wrong_value != nullptr)
+        return vyn_refuse(checks.wrong_value, SNMP_ERR_WRONGVALUE);
+    vyn_trace(VYN_TRACE_FAILURE, "%s : Wrong range : %d", checks.function,
+              static_cast<int>(number));
+    return SNMP_ERR_WRONGVALUE;
 }
 
 long vyn_set_integer(const u_char *value, size_t length)

@@ -3,9 +3,10 @@
 //
 // A request is one blocking call, made once for each SNMP operation and phase, and never repeated.
 // What the service did not send reads as zero. A trace costs two questions to the platform while
-// nobody listens: no argument is formatted before a sink has asked for it.
+// nobody listens: nothing is formatted before a sink has asked for it.
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <type_traits>
@@ -25,8 +26,18 @@ inline constexpr uint32_t VYN_HISTORY_TYPE = 0x730000;
 // Called, never defined, by a format that does not fit: the call is no constant expression.
 void vyn_format_does_not_fit_its_arguments();
 
+// A text field of a record: it ends with a NUL or, where it has none, with its width.
+struct vyn_field {
+    template <size_t N> constexpr vyn_field(const char (&field)[N]) : text(field), width(N) {}
+
+    size_t length() const { return strnlen(text, width); }
+
+    const char *text;
+    size_t width;
+};
+
 // A printf format that is checked against the arguments when the code is compiled. %s takes a C
-// string, %d and %x an integer of at most 32 bits; nothing else passes.
+// string or a field, %d and %x an integer of at most 32 bits; nothing else passes.
 template <typename... Args> class vyn_format {
   public:
     consteval vyn_format(const char *text) : text_(text)
@@ -51,7 +62,7 @@ template <typename... Args> class vyn_format {
   private:
     template <typename Arg> static consteval char kind()
     {
-        if constexpr (std::is_convertible_v<Arg, const char *>)
+        if constexpr (std::is_convertible_v<Arg, const char *> || std::is_same_v<Arg, vyn_field>)
             return 's';
         else if constexpr (std::is_integral_v<Arg> && sizeof(Arg) <= sizeof(uint32_t))
             return 'd';
@@ -61,6 +72,23 @@ template <typename... Args> class vyn_format {
 
     const char *text_;
 };
+
+// What becomes of an argument on its way to printf: a field is copied to where its end has room.
+// The room lives as long as the expression that the call stands in.
+struct vyn_field_room {
+    char text[257];
+};
+template <typename Arg> Arg vyn_printf_argument(Arg argument)
+{
+    return argument;
+}
+inline const char *vyn_printf_argument(vyn_field field, vyn_field_room &&room = {})
+{
+    const size_t length = std::min(field.length(), sizeof(room.text) - 1);
+    memcpy(room.text, field.text, length);
+    room.text[length] = '\0';
+    return room.text;
+}
 
 // Formats into a record of 512 bytes of text, longer texts are cut, and adds it to the history.
 void vyn_trace_history(vyn_trace_level level, const char *format, ...);
@@ -72,10 +100,10 @@ template <typename... Args>
 int vyn_trace(vyn_trace_level level, vyn_format<std::type_identity_t<Args>...> format, Args... args)
 {
     if (sdwrap_hist_event_subtype_check(VYN_HISTORY_TYPE, level) == 0)
-        vyn_trace_history(level, format.text(), args...);
+        vyn_trace_history(level, format.text(), vyn_printf_argument(args)...);
     const int debug = sdwrap_chk_int(level, 0, 0, 1);
     if (debug != 0)
-        buginf(1, sdwrap_dbg_modname, 0, format.text(), args...);
+        buginf(1, sdwrap_dbg_modname, 0, format.text(), vyn_printf_argument(args)...);
     return debug;
 }
 
@@ -133,6 +161,9 @@ u32 vyn_query(vyn_opcode opcode, vyn_msg_type msg_type, vyn_snmp_req *request, v
 // Tells the agent of the system error behind the refusal of a SET.
 void vyn_report_set_error(u32 code);
 
+// Traces the message of a refusal and returns its SNMP error.
+int vyn_refuse(const char *message, int snmp_error);
+
 // What RESERVE1 demands of an integer, and the messages of a refusal, in the order of the checks.
 // The messages are literals, irregular as they are: they are what an operator greps for.
 struct vyn_integer_checks {
@@ -141,7 +172,8 @@ struct vyn_integer_checks {
     int32_t lowest, highest; // the values accepted
     const char *wrong_type;
     const char *wrong_length;
-    const char *wrong_value;
+    const char *wrong_value; // null: "%s : Wrong range : %d", with the function and the value
+    const char *function;
 };
 
 // Runs the checks; traces and returns the SNMP error of the first that fails, else

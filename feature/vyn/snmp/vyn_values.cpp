@@ -1,8 +1,11 @@
 // The storage behind the values of read functions.
+//
+// The integer has 32 bits and the length 4 on every host: of a long, the agent would take the wrong
+// half where bytes are ordered the other way. Octets are copied, because most of them are made for
+// the occasion; what is longer than the buffer is cut.
 
 #include "vyn_values.h"
 
-#include <cstdio>
 #include <cstring>
 
 u_char *vyn_integer_value(uint32_t value, size_t *var_len)
@@ -13,10 +16,15 @@ u_char *vyn_integer_value(uint32_t value, size_t *var_len)
     return reinterpret_cast<u_char *>(&integer);
 }
 
-u_char *vyn_text_value(const char *text, size_t *var_len)
+u_char *vyn_text_value(const char *text, size_t longest, size_t *var_len)
 {
-    static char buffer[256];
-    snprintf(buffer, sizeof(buffer), "%s", text);
-    *var_len = strlen(buffer);
-    return reinterpret_cast<u_char *>(buffer);
+    return vyn_octets_value(text, strnlen(text, longest), var_len);
+}
+
+u_char *vyn_octets_value(const void *octets, size_t length, size_t *var_len)
+{
+    static u_char buffer[256];
+    *var_len = length < sizeof(buffer) ? length : sizeof(buffer);
+    memcpy(buffer, octets, *var_len);
+    return buffer;
 }

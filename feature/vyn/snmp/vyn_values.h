@@ -1,11 +1,18 @@
-// What a read function returns: pointers into storage of the module, valid until the next read.
+// What a read function returns: a pointer to a value and, in *var_len, its length in bytes.
+//
+// One integer and one buffer serve all tables. A value stays valid until the next read of any of
+// them, which is as long as the agent looks at it: it copies a value before it asks for the next.
+// Rows that are kept between reads are the tables' own, and values may point into them instead.
 #pragma once
 
 #include "vyn_mib.h"
 
-// An INTEGER, Unsigned32 or TimeTicks. The storage has 32 bits and the length is 4 on every host:
-// of a long, the agent would take the wrong half where bytes are ordered the other way.
+// An INTEGER, Unsigned32 or TimeTicks, of length 4.
 u_char *vyn_integer_value(uint32_t value, size_t *var_len);
 
-// An OCTET STRING holding the text, cut to 255 characters.
-u_char *vyn_text_value(const char *text, size_t *var_len);
+// An OCTET STRING: the text, cut to `longest` characters; or the octets as they are, 256 at most.
+u_char *vyn_text_value(const char *text, size_t longest, size_t *var_len);
+u_char *vyn_octets_value(const void *octets, size_t length, size_t *var_len);
+
+// What most texts are cut to.
+inline constexpr size_t VYN_LONGEST_TEXT = 255;

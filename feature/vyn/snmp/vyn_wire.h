@@ -13,12 +13,12 @@
 
 // Opcodes of the message transport.
 enum vyn_opcode : uint32_t {
-    MTS_OPC_VYN_MGMT_REQ = 8463,       // distribution status, reads of regions
+    MTS_OPC_VYN_MGMT_REQ = 8463,       // distribution status and control, reads of regions
     MTS_OPC_VYN_SNMP_QUERY = 8469,     // discovery, peers, merge members, lock owners
     MTS_OPC_VYN_FEATURE_ACTION = 8470, // event: a feature action has ended
     MTS_OPC_VYN_MERGE_QUERY = 8474,    // merge state and the resolution of a failed merge
     MTS_OPC_VYN_NOTIFICATION = 8475,   // event: a merge has failed, a discovery has ended
-    MTS_OPC_VYN_CONFIG_REQ = 8477,     // changes of the configuration
+    MTS_OPC_VYN_CONFIG_REQ = 8477,     // changes of the configuration, static peers
 };
 
 // The operation that goes with every request.
@@ -30,6 +30,7 @@ enum vyn_msg_type : uint32_t {
 
 // Word 0 of every request and reply.
 enum vyn_query_type : uint32_t {
+    VYN_SNMP_APP_LOCK_STATE = 6,
     VYN_SNMP_START_DISCOVERY = 24,
     VYN_SNMP_GET_DISC_STATUS = 25,
     VYN_SNMP_GET_DIST_STATUS = 30,
@@ -53,13 +54,47 @@ enum vyn_syserr : uint32_t {
     VYN_ERR_BOTH_IP_FAMILIES = 0x40B30074,   // distribution runs over one IP family at a time
 };
 
+// Scope in the queries of merges, locks and regions. The other way around than in OID indexes.
+enum vyn_service_scope : uint32_t {
+    VYN_SERVICE_NO_SCOPE = 0, // not given
+    VYN_SERVICE_LOGICAL = 1,
+    VYN_SERVICE_PHYSICAL = 2,
+};
+
+// Scope in OID indexes, in the feature library and in vyn_app_peer.
+enum vyn_scope_type : uint32_t {
+    VYN_SCOPE_NONE = 0, // not given
+    VYN_SCOPE_PHYSICAL = 1,
+    VYN_SCOPE_LOGICAL = 2,
+};
+
+// Address types; every other one is a text.
+enum vyn_addr_type : uint32_t {
+    VYN_ADDR_IPV4 = 1,
+    VYN_ADDR_IPV6 = 2,
+};
+
+// The key of a lock query, from offset 8 of the request on.
+struct vyn_lock_key {
+    be32 zero;
+    char app_name[81]; // local_app.name: at most 80 characters, NUL
+    uint8_t app_rest[3];
+    be32 scope; // vyn_service_scope, or 0
+    be32 min_vsan;
+    uint8_t rest[260];
+};
+static_assert(sizeof(vyn_lock_key) == 356 && offsetof(vyn_lock_key, app_name) == 4 &&
+              offsetof(vyn_lock_key, scope) == 88 && offsetof(vyn_lock_key, min_vsan) == 92);
+static_assert(std::is_trivially_copyable_v<vyn_lock_key>);
+
 // A request. Bytes that the query type does not use are zero.
 struct vyn_snmp_req {
     be32 query_type;
     be32 argument; // 1 in every query
     union {
         uint8_t bytes[356];
-        be32 dist_disable; // VYN_SNMP_SET_DIST: 1 disables distribution, 0 enables it
+        vyn_lock_key req_app_lock_state; // VYN_SNMP_APP_LOCK_STATE
+        be32 dist_disable;               // VYN_SNMP_SET_DIST: 1 disables distribution, 0 enables it
     } request;
 };
 static_assert(sizeof(vyn_snmp_req) == 364 && offsetof(vyn_snmp_req, argument) == 4 &&
@@ -84,6 +119,50 @@ struct resp_dist_status {
     be32 disabled; // 0: distribution is enabled
 };
 static_assert(sizeof(resp_dist_status) == 4 && std::is_trivially_copyable_v<resp_dist_status>);
+
+// The reply to VYN_SNMP_APP_LOCK_STATE, from offset 4 on.
+struct resp_app_lock_state {
+    be32 header;
+    uint8_t pad1[4];
+    char app_name[81];
+    uint8_t pad2[3];
+    be32 scope; // vyn_service_scope
+    be32 vsan;
+    uint8_t taken; // 0: nobody holds the lock
+    uint8_t pad3[15];
+    be32 ip_address;
+    be32 addr_type;
+    char addr[256];
+    char user_name[128];
+};
+static_assert(sizeof(resp_app_lock_state) == 508 && offsetof(resp_app_lock_state, app_name) == 8 &&
+              offsetof(resp_app_lock_state, scope) == 92 &&
+              offsetof(resp_app_lock_state, taken) == 100 &&
+              offsetof(resp_app_lock_state, ip_address) == 116 &&
+              offsetof(resp_app_lock_state, addr) == 124 &&
+              offsetof(resp_app_lock_state, user_name) == 380);
+static_assert(std::is_trivially_copyable_v<resp_app_lock_state>);
+
+// The state of a feature in one scope, as the client library hands it over. On entry, scope and
+// VSAN are the row wanted; scope 0 is the feature's last action in whatever scope.
+struct vyn_feature_state {
+    be32 unused[3];
+    be32 last_action; // the status of the extension table
+    be32 scope;       // vyn_scope_type
+    be32 vsan;
+    be32 result;
+    be32 error_code; // of the last action: a system error code
+    be32 seconds;    // time of the last action: seconds since 1970
+    be32 microseconds;
+    be32 show_cfg_option;
+};
+static_assert(sizeof(vyn_feature_state) == 44 && offsetof(vyn_feature_state, last_action) == 12 &&
+              offsetof(vyn_feature_state, scope) == 16 && offsetof(vyn_feature_state, vsan) == 20 &&
+              offsetof(vyn_feature_state, result) == 24 &&
+              offsetof(vyn_feature_state, error_code) == 28 &&
+              offsetof(vyn_feature_state, seconds) == 32 &&
+              offsetof(vyn_feature_state, show_cfg_option) == 40);
+static_assert(std::is_trivially_copyable_v<vyn_feature_state>);
 
 // A region as a row under creation and as the member of a region request.
 struct vyn_region_rec {

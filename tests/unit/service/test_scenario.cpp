@@ -29,6 +29,11 @@ std::string feature_of(const std::string &fields)
     return R"({"features":[{"name":"ntp"},{)" + fields + "}]}";
 }
 
+std::string states_of(const std::string &states)
+{
+    return feature_of(R"("name":"a","states":[)" + states + "]");
+}
+
 TEST(Scenario, RefusesWhatItDoesNotMeanAndSaysWhere)
 {
     const std::string number = "expected a number from 0 to ";
@@ -58,12 +63,28 @@ TEST(Scenario, RefusesWhatItDoesNotMeanAndSaysWhere)
         {feature_of(R"("name":"a","scopes":["both"])"),
          "/features/1/scopes/0: expected one of physical, logical"},
         {feature_of(R"("name":"ntp")"), "/features/1/name: another feature has this name"},
-        {feature_of(R"("name":"")"), "/features/1/name: expected 1 to 82 characters"},
+        {feature_of(R"("name":"")"), "/features/1: a feature needs a name"},
         {feature_of(R"("name":")" + long_name + '"'),
-         "/features/1/name: expected 1 to 82 characters"},
+         "/features/1/name: expected at most 82 characters"},
         {feature_of(R"("name":"a\u0000b")"), "/features/1/name: a NUL cannot be part of a name"},
         {feature_of(R"("name":"\u0100")"), "/features/1/name: expected characters up to \\u00ff, "
                                            "which stand for one byte each"},
+        {states_of(R"({"scope":"physical","vsan":1})"),
+         R"(/features/1/states/0: expected either "scope": "physical" or a "vsan")"},
+        {states_of(R"({"vsan":0})"), "/features/1/states/0/vsan: VSANs count from 1"},
+        {states_of(R"({"vsan":4094})"),
+         "/features/1/states/0/vsan: " + number + R"(4093, or "0x...")"},
+        {states_of(R"({"vsan":9},{"vsan":9})"),
+         "/features/1/states/1: another one has this place: vsan 9"},
+        {states_of(R"({"vsan":8,"last":true},{"vsan":9,"last":true})"),
+         "/features/1/states/1/last: another state is the last one"},
+        {feature_of(R"("name":"a","locks":[{"vsan":8,"kind":"merge","user":"b"}])"),
+         "/features/1/locks/0: a lock of a kind has no user"},
+        {feature_of(R"("name":"a","locks":[{"vsan":8,"marked":true,"user":")" + long_name +
+                    std::string(44, 'u') + "\"}]"),
+         "/features/1/locks/0/user: expected at most 126 characters"},
+        {feature_of(R"("locks":[{"vsan":8}],"name":")" + long_name.substr(2) + '"'),
+         "/features/1/locks/0: a feature with locks has a name of at most 80 characters"},
     };
     for (const auto &[text, error] : cases)
         EXPECT_EQ(error_of(text), error) << text;
@@ -89,6 +110,11 @@ TEST(Scenario, WritesWhatItReads)
     state.discovery = {77, 0x40B30042, {std::chrono::milliseconds(5), 4, 9}};
     state.distribution_enabled = false;
     state.features = {{"\xe9", 1, 2, 3, 4, 5, 0x16, 7}, {std::string(82, 'x')}};
+    state.features[0].next_action = {std::chrono::milliseconds(1), result_partly, 2};
+    state.features[0].states = {{{}, {99, 98, 3, 4, 5, 6}}, {{2, 7}, {4, 4, 0, 1, 2, 0}}};
+    state.features[0].last = {2, 7};
+    state.features[0].locks = {
+        {{}, {"\xF9 \"é", "::1"}}, {{2, 4093}, {merge_user, ""}}, {{2, 1}, {"b", "\xFF"}}};
     const json document = state_to_json(state);
     EXPECT_EQ(state_to_json(state_from_json(document)), document);
 
@@ -96,6 +122,8 @@ TEST(Scenario, WritesWhatItReads)
     EXPECT_EQ(read.name, "\xe9");
     EXPECT_EQ(read.flags, 0x16u);
     EXPECT_EQ(read.flags2, 7u);
+    EXPECT_EQ(read.last, (place{2, 7}));
+    EXPECT_EQ(read.locks, state.features[0].locks);
     EXPECT_EQ(state_from_json(document).discovery.next.failure_reason, 9u);
 }
 

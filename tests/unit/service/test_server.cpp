@@ -275,6 +275,46 @@ TEST_F(Server, CommandsEditTheFabricAllOrNothing)
     EXPECT_TRUE(model_.state().features.empty());
 }
 
+TEST_F(Server, PostsEventsOfAnyContent)
+{
+    const unique_fd actions = subscriber(8470);
+    const unique_fd notifications = subscriber(8475);
+    const auto padded = [](std::string hex, size_t size) {
+        return hex + std::string(2 * size - hex.size(), '0');
+    };
+    const auto action = [&](const char *words) {
+        return "8470 " + padded("6e7470", 81) + padded(words, 20);
+    };
+    const auto failure = [&](const std::string &name, const std::string &rest) {
+        return "8475 00000016" + padded(name, 84) + padded(rest, 264);
+    };
+    const struct {
+        std::string words;
+        std::string received; // empty: refused
+    } cases[] = {
+        // clang-format off
+        {"action ntp physical commit success", action("00000004000000010000000000000002")},
+        {"action ntp 0x10 6 partly", action("00000006000000020000001000000005")},
+        {"action ntp 0/4294967295 clear 99", action("0000000600000000ffffffff00000063")},
+        {"merge-failure ntp physical", failure("6e7470", "00000002")},
+        {"merge-failure ntp 10 50% of it", failure("6e7470", "000000010000000a353025206f66206974")},
+        {"merge-failure " + std::string(82, 'A') + " 5/1 " + std::string(257, 'B'),
+         failure(to_hex(bytes(81, 'A')), "0000000500000001" + to_hex(bytes(256, 'B')))},
+        {"action ntp vsan commit success", ""},   {"action ntp 1/ commit success", ""},
+        {"action ntp 1 committed success", ""},   {"action ntp 1 commit good", ""},
+        {"action ntp 1 commit", ""},              {"merge-failure ntp", ""},
+        // clang-format on
+    };
+    for (const auto &[words, received] : cases) {
+        const std::string answer = command("event " + words).substr(0, 9);
+        EXPECT_EQ(answer, received.empty() ? "answer 1 " : "answer 0 ") << words;
+        if (!received.empty()) {
+            EXPECT_EQ(receive(received[3] == '0' ? actions : notifications), "event " + received);
+        }
+        EXPECT_EQ(receive(actions) + receive(notifications), "nothingnothing") << words;
+    }
+}
+
 TEST_F(Server, TakesOverADeadSocketAndNothingElse)
 {
     EXPECT_THROW(server(path_, model_, *log_), std::system_error);

@@ -1,0 +1,91 @@
+// The client library's requests about one feature: its state, its actions and its options.
+//
+// A feature is named to the service by name alone, so a request about one that the service has
+// forgotten is the service's to refuse. Nothing is kept here, and nothing is undone: an entry has
+// the values that its caller has given it, also when the service has refused them.
+
+#include "libvyn.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "host.h"
+#include "mts.h"
+#include "snmp_context.h"
+#include "vyn_wire.h"
+#include "vynd_protocol.h"
+
+namespace vyn_host {
+namespace {
+
+// A change, which is answered with a status alone: 0, or a system error.
+template <typename Request> int change(vynd::client_opcode opcode, Request request)
+{
+    u32 length = sizeof(request);
+    return static_cast<int>(cmi_req_resp(opcode, VYN_MSG_SET, &request, nullptr, &length,
+                                         get_snmp_username(0), get_snmp_sessionid(0), 0,
+                                         mts_response_q, 0));
+}
+
+vynd::registry_entry wire_of(const vyn_feature_entry &entry)
+{
+    vynd::registry_entry wire{{},           entry.show_cfg_option, entry.entry_attr,
+                              entry.action, entry.scope_type,      entry.scope_value,
+                              entry.flags,  entry.flags2};
+    memcpy(wire.name, entry.name, sizeof(wire.name));
+    return wire;
+}
+
+} // namespace
+} // namespace vyn_host
+
+using namespace vyn_host;
+
+VYN_EXPORT int get_vyn_entry_from_module(vyn_feature_entry *entry, void *state, int op)
+{
+    constexpr int exact = 1, next = 2;
+    constexpr int none = 1, failed = -1;
+    if (entry == nullptr || state == nullptr || (op != exact && op != next))
+        return failed;
+    vynd::state_request request;
+    memcpy(request.name, entry->name, sizeof(request.name));
+    memcpy(request.record, state, sizeof(request.record));
+    void *block = nullptr;
+    u32 length = sizeof(request);
+    const u32 error = cmi_req_resp(vynd::opcode_state, op == exact ? VYN_MSG_GET : VYN_MSG_GETNEXT,
+                                   &request, &block, &length, get_snmp_username(0),
+                                   get_snmp_sessionid(0), 0, mts_response_q, 0);
+    const std::unique_ptr<void, decltype(&free)> owner(block, free);
+    if (error == VYN_ERR_NO_MORE_ENTRIES)
+        return none;
+    // A part of a record is no row: unlike a reply to a query, it cannot have been meant.
+    if (error != 0 || block == nullptr || length != sizeof(request.record))
+        return failed;
+    memcpy(state, block, sizeof(request.record));
+    return 0;
+}
+
+VYN_EXPORT int set_vyn_entry_to_module(vyn_feature_entry *entry)
+{
+    return entry != nullptr ? change(vynd::opcode_run_action, wire_of(*entry)) : int{ERR_BAD_CALL};
+}
+
+VYN_EXPORT int pss_update_vyn_feature_entry_rt(vyn_feature_entry *entry, int)
+{
+    return entry != nullptr ? change(vynd::opcode_store_entry, wire_of(*entry)) : int{ERR_BAD_CALL};
+}
+
+VYN_EXPORT int set_vyn_cfg_option_to_module(vyn_feature_entry *entry, const vyn_cfg_option *option)
+{
+    if (entry == nullptr || option == nullptr)
+        return ERR_BAD_CALL;
+    vynd::option_request request{{}, option->option, option->scope, option->vsan, option->value};
+    memcpy(request.name, entry->name, sizeof(request.name));
+    return change(vynd::opcode_store_option, request);
+}
+
+VYN_EXPORT u32 vyn_mr_status2syserr(u32 code, u32 flag)
+{
+    return flag != 0 ? 0x40B40000 | (code & 0xffff) : 0;
+}

@@ -1,0 +1,236 @@
+// The requests of the client library, one function for each and one for its line in the log.
+//
+// Only the state is read with a get or a getnext; what the others do is in their opcode, and their
+// operation is not looked at. Refusals say whose fault it is: a malformed record is the client's,
+// everything else is the state of the fabric.
+#include "client_requests.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "replies.h"
+#include "vynd_protocol.h"
+
+namespace vynd {
+
+namespace {
+
+constexpr uint32_t option_show_cfg = 7;
+constexpr uint32_t most_show_cfg = 2; // its values are 1 and 2; 0 in an entry: never set
+
+// Words of a state record, counted from 0.
+constexpr size_t word_scope = 4;
+constexpr size_t word_vsan = 5;
+
+using name_field = uint8_t[84];
+
+// The plain name; empty, which no feature is called, where its length does not fit.
+std::string_view plain(const name_field &name)
+{
+    const size_t length = name[0] <= longest_feature_name ? name[0] : 0;
+    return {reinterpret_cast<const char *>(name + 1), length};
+}
+
+// The place that a scope and its value name; a value means nothing in physical scope, and a
+// feature whose scope has never been set acts physically.
+std::optional<place> place_of(uint32_t scope, uint32_t value)
+{
+    if (scope <= VYN_SCOPE_PHYSICAL)
+        return place{};
+    if (scope == VYN_SCOPE_LOGICAL && value >= 1 && value <= highest_vsan)
+        return place{scope, value};
+    return std::nullopt;
+}
+
+// What the fabric has answered to a change, in words for the log.
+outcome done(uint32_t status)
+{
+    switch (status) {
+    case 0: return {};
+    case VYN_ERR_NO_SUCH_FEATURE: return refused(status, "no such feature");
+    case VYN_ERR_NO_MORE_ENTRIES: return refused(status, "no such state");
+    case VYN_ERR_ACTION_UNSUPPORTED: return refused(status, "not distributed there");
+    case VYN_ERR_ACTION_IN_PROGRESS: return refused(status, "an action is in progress");
+    default: return refused(status, "refused");
+    }
+}
+
+outcome read_registry(fabric &model, const be32 &index, const request &, time_point)
+{
+    constexpr size_t most = (largest_frame - sizeof(frame_header)) / sizeof(registry_entry);
+    const std::vector<feature> &features = model.state().features;
+    const size_t first = std::min<size_t>(index, features.size());
+    const size_t count = std::min(most, features.size() - first);
+
+    outcome result{0, bytes(count * sizeof(registry_entry)), {}};
+    for (size_t at = 0; at < count; ++at) {
+        const feature &from = features[first + at];
+        registry_entry entry{{},          from.show_cfg_option, from.entry_attr,
+                             from.action, from.scope_type,      from.scope_value,
+                             from.flags,  from.flags2};
+        entry.name[0] = static_cast<uint8_t>(from.name.size());
+        std::memcpy(entry.name + 1, from.name.data(), from.name.size());
+        std::memcpy(result.reply.data() + at * sizeof entry, &entry, sizeof entry);
+    }
+    return result;
+}
+
+outcome read_state(fabric &model, const state_request &key, const request &asked, time_point)
+{
+    const bool next = asked.msg_type == VYN_MSG_GETNEXT;
+    const uint32_t scope = key.record[word_scope];
+    const uint32_t vsan = scope == VYN_SCOPE_LOGICAL ? uint32_t{key.record[word_vsan]} : 0;
+    if ((!next && asked.msg_type != VYN_MSG_GET) || scope > VYN_SCOPE_LOGICAL)
+        return refused(VYN_ERR_BAD_REQUEST, "operation or scope does not fit");
+    const feature *owner = find_feature(model.state().features, plain(key.name));
+    if (!owner)
+        return done(VYN_ERR_NO_SUCH_FEATURE);
+
+    auto row = owner->states.end();
+    if (next && scope == VYN_SCOPE_LOGICAL)
+        row = owner->states.upper_bound({scope, vsan});
+    else if (scope != 0)
+        row = owner->states.find({scope, vsan});
+    else if (!next && owner->last)
+        row = owner->states.find(*owner->last);
+    if (row == owner->states.end())
+        return done(VYN_ERR_NO_MORE_ENTRIES);
+
+    const auto &[where, state] = *row;
+    // clang-format off
+    const be32 record[] = {0, 0, 0, state.action, where.scope, where.vsan, state.result,
+                           state.failure, state.seconds, state.microseconds, state.show_cfg_option};
+    // clang-format on
+    static_assert(sizeof record == sizeof key.record);
+    outcome result{0, bytes(sizeof record), {}};
+    std::memcpy(result.reply.data(), record, sizeof record);
+    return result;
+}
+
+outcome run_action(fabric &model, const registry_entry &entry, const request &asked, time_point now)
+{
+    const auto where = place_of(entry.scope_type, entry.scope_value);
+    if (!where || entry.action < action_enable || entry.action > action_clear)
+        return refused(VYN_ERR_BAD_REQUEST, "no such action or scope");
+    return done(model.start_action(plain(entry.name), *where, entry.action, asked.user, now));
+}
+
+outcome store_entry(fabric &model, const registry_entry &entry, const request &, time_point)
+{
+    if (entry.show_cfg_option > most_show_cfg || entry.scope_type > VYN_SCOPE_LOGICAL)
+        return refused(VYN_ERR_BAD_REQUEST, "no such option or scope");
+    return done(model.store_entry(plain(entry.name), entry.show_cfg_option, entry.scope_type,
+                                  entry.scope_value));
+}
+
+outcome store_option(fabric &model, const option_request &change, const request &, time_point)
+{
+    const auto where = place_of(change.scope, change.vsan);
+    if (change.option != option_show_cfg || !where || where->scope != VYN_SCOPE_LOGICAL ||
+        change.value == 0 || change.value > most_show_cfg)
+        return refused(VYN_ERR_BAD_REQUEST, "expected the show option of a VSAN");
+    return done(model.store_show_option(plain(change.name), *where, change.value));
+}
+
+std::string quoted(const name_field &name)
+{
+    return "\"" + escaped(plain(name)) + "\" ";
+}
+
+// Any scope, as the record has it; `none` is what scope 0 means.
+std::string scope_text(uint32_t scope, uint32_t vsan, const char *none)
+{
+    if (scope == 0)
+        return none;
+    return scope <= VYN_SCOPE_LOGICAL
+               ? place_text({scope, vsan})
+               : "scope " + std::to_string(scope) + " vsan " + std::to_string(vsan);
+}
+
+std::string registry_text(const be32 &index)
+{
+    return "registry from " + std::to_string(index);
+}
+
+std::string state_text(const state_request &key)
+{
+    return "state of " + quoted(key.name) +
+           scope_text(key.record[word_scope], key.record[word_vsan], "last");
+}
+
+std::string action_text(const registry_entry &entry)
+{
+    return "action " + named_text(action_names, entry.action) + " of " + quoted(entry.name) +
+           scope_text(entry.scope_type, entry.scope_value, "physical");
+}
+
+std::string entry_text(const registry_entry &entry)
+{
+    return "entry of " + quoted(entry.name) + "option " + std::to_string(entry.show_cfg_option) +
+           " scope " + std::to_string(entry.scope_type) + " value " +
+           std::to_string(entry.scope_value);
+}
+
+std::string option_text(const option_request &change)
+{
+    return "option " + std::to_string(change.option) + " of " + quoted(change.name) +
+           scope_text(change.scope, change.vsan, "scope 0") + " value " +
+           std::to_string(change.value);
+}
+
+template <typename Record, outcome (*run)(fabric &, const Record &, const request &, time_point)>
+outcome with(fabric &model, const request &asked, time_point now)
+{
+    Record record;
+    if (!take(asked.record, record))
+        return refused(VYN_ERR_BAD_REQUEST, "the record has another size");
+    return run(model, record, asked, now);
+}
+
+template <typename Record, std::string (*describe)(const Record &)>
+std::string text(const request &asked)
+{
+    Record record;
+    return take(asked.record, record) ? describe(record)
+                                      : std::to_string(asked.record.size()) + " bytes";
+}
+
+constexpr struct client_row {
+    uint32_t opcode;
+    outcome (*run)(fabric &, const request &, time_point);
+    std::string (*describe)(const request &);
+} rows[] = {
+    // clang-format off
+    {opcode_registry,     with<be32, read_registry>,          text<be32, registry_text>},
+    {opcode_state,        with<state_request, read_state>,    text<state_request, state_text>},
+    {opcode_run_action,   with<registry_entry, run_action>,   text<registry_entry, action_text>},
+    {opcode_store_entry,  with<registry_entry, store_entry>,  text<registry_entry, entry_text>},
+    {opcode_store_option, with<option_request, store_option>, text<option_request, option_text>},
+    // clang-format on
+};
+
+const client_row *row_of(uint32_t opcode)
+{
+    const auto matches = [&](const client_row &row) { return row.opcode == opcode; };
+    const auto row = std::find_if(std::begin(rows), std::end(rows), matches);
+    return row == std::end(rows) ? nullptr : row;
+}
+
+} // namespace
+
+bool is_client_request(uint32_t opcode)
+{
+    return row_of(opcode) != nullptr;
+}
+
+outcome answer_client(fabric &model, const request &asked, time_point now)
+{
+    return row_of(asked.opcode)->run(model, asked, now);
+}
+
+std::string describe_client(const request &asked)
+{
+    return row_of(asked.opcode)->describe(asked);
+}
+
+} // namespace vynd

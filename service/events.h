@@ -1,0 +1,36 @@
+// What the service posts to subscribers: the end of a discovery, the end of a feature action, the
+// failure of a merge.
+//
+// The functions build any event that the wire can carry, not only those that the fabric posts by
+// itself, because the operator posts odd ones on purpose: values are not checked, and a name that
+// fills its field has no NUL behind it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vynd {
+
+using bytes = std::vector<uint8_t>;
+
+// What subscribers of an opcode receive; the text is for the log.
+struct event {
+    uint32_t opcode;
+    bytes payload;
+    std::string text;
+};
+
+event discovery_event(uint8_t status, uint32_t failure_reason);
+
+// Names are cut to 81 bytes, texts to 256.
+// scope_type: 1 physical, 2 logical, with the VSAN as the value.
+event action_event(std::string_view feature, uint32_t action, uint32_t scope_type,
+                   uint32_t scope_value, uint32_t result);
+
+// scope: 2 physical, 1 logical.
+event merge_failure_event(std::string_view feature, uint32_t scope, uint32_t vsan,
+                          std::string_view reason);
+
+} // namespace vynd

@@ -1,0 +1,122 @@
+// A feature as the service knows it: its entry in the registry, its state in each scope, and the
+// locks on its configuration.
+//
+// States and locks are kept in the order of the OID index, physical first and then by VSAN, so
+// that the next one behind a key is found without a search through all of them. Features are kept
+// in registry order, which is that of the index as well.
+#pragma once
+
+#include <chrono>
+#include <compare>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "text.h"
+#include "vyn_wire.h"
+
+namespace vynd {
+
+// Where something happens: in the whole fabric, or in one VSAN. As a key, scope 0 comes before
+// every place.
+struct place {
+    uint32_t scope = VYN_SCOPE_PHYSICAL;
+    uint32_t vsan = 0; // 0 in physical scope
+
+    auto operator<=>(const place &) const = default;
+};
+inline constexpr uint32_t highest_vsan = 4093;
+
+// "physical" or "vsan 10".
+std::string place_text(const place &where);
+
+enum feature_action : uint32_t {
+    action_enable = 2,
+    action_disable,
+    action_commit,
+    action_abort,
+    action_clear,
+};
+inline constexpr named_value action_names[] = {{"none", 1},   {"enable", 2}, {"disable", 3},
+                                               {"commit", 4}, {"abort", 5},  {"clear", 6}};
+
+enum action_result : uint32_t {
+    result_none = 1,
+    result_success,
+    result_failed,
+    result_in_progress,
+    result_partly,
+};
+inline constexpr named_value result_names[] = {
+    {"none", 1}, {"success", 2}, {"failed", 3}, {"in-progress", 4}, {"partly", 5}};
+
+// What the last action in a scope was and what has become of it.
+struct scope_state {
+    uint32_t action = 1;
+    uint32_t result = result_none;
+    uint32_t failure = 0; // a system error code
+    uint32_t seconds = 0; // of the wall clock, when the action began or, later, ended
+    uint32_t microseconds = 0;
+    uint32_t show_cfg_option = 1;
+};
+
+// Who holds the lock of a scope.
+struct lock {
+    std::string user;    // bytes, at most longest_user of them; with its mark, if it has one
+    std::string address; // IPv4, IPv6 or any other text; may be empty
+
+    bool operator==(const lock &) const = default;
+};
+inline constexpr size_t longest_user = 127;
+inline constexpr size_t longest_address = 255;
+inline constexpr char merge_user[] = "$VYN$Merge"; // the service itself, while it merges
+inline constexpr char user_mark = '\xF9';
+
+// How actions of a feature end; `after` counts from their start.
+struct action_end {
+    std::chrono::milliseconds after{1000};
+    uint32_t result = result_success;
+    uint32_t failure = 0;
+};
+
+// The name is bytes, without length or NUL.
+struct feature {
+    std::string name;
+    uint32_t show_cfg_option = 1;
+    uint32_t entry_attr = 0;
+    uint32_t action = 0;
+    uint32_t scope_type = 1;
+    uint32_t scope_value = 0;
+    uint32_t flags = 0;
+    uint32_t flags2 = 0;
+    action_end next_action{};
+    std::map<place, scope_state> states{};
+    std::optional<place> last{}; // the state of the last action of all; none without states
+    std::map<place, lock> locks{};
+};
+inline constexpr size_t longest_feature_name = 82;
+inline constexpr size_t longest_locked_name = 80; // what the records of locks have room for
+inline constexpr named_value feature_scopes[] = {{"physical", 0x2}, {"logical", 0x4}}; // in flags
+
+// The order of the registry: strcmp of the names with their length in front.
+bool registry_order(std::string_view a, std::string_view b);
+
+void sort_features(std::vector<feature> &features);
+
+// The feature of that name, or null. They are in registry order.
+const feature *find_feature(const std::vector<feature> &features, std::string_view name);
+feature *find_feature(std::vector<feature> &features, std::string_view name);
+
+struct lock_row {
+    const feature *owner = nullptr; // null: there is none
+    place where;
+    const lock *holder = nullptr;
+};
+
+// The first lock behind that key in the order of the OID index. An empty name comes before all.
+lock_row next_lock(const std::vector<feature> &features, std::string_view name, const place &where);
+
+} // namespace vynd

@@ -1,0 +1,16 @@
+// The features of a scenario: their entries in the registry, their states and locks.
+#pragma once
+
+#include <set>
+#include <string>
+
+#include "document.h"
+
+namespace vynd {
+
+// `names` are those of the features read so far; this one's is added.
+feature read_feature(const node &value, std::set<std::string> &names);
+
+json feature_to_json(const feature &entry);
+
+} // namespace vynd
