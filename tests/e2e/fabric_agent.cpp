@@ -127,11 +127,11 @@ void fabric_agent::end(pid_t &process, int signal)
     process = 0;
 }
 
-void fabric_agent::start_service(const std::string &scenario)
+void fabric_agent::start_service(const std::filesystem::path &scenario)
 {
     const std::string socket = folder / "vynd.sock";
     service = start({VYN_SERVICE, "--socket", socket, "--scenario",
-                     std::string(VYN_SCENARIOS) + "/" + scenario},
+                     std::filesystem::path(VYN_SCENARIOS) / scenario},
                     "vynd.log");
     ASSERT_TRUE(wait_until([&] {
         return run(std::string(VYN_CONTROL) + " --socket " + socket + " ping").status == 0;
@@ -141,6 +141,11 @@ void fabric_agent::start_service(const std::string &scenario)
 void fabric_agent::stop_service(int signal)
 {
     end(service, signal);
+}
+
+void fabric_agent::stop_agent()
+{
+    end(agent, SIGTERM);
 }
 
 void fabric_agent::start_agent()

@@ -31,9 +31,11 @@ class fabric_agent : public testing::Test {
     fabric_agent();
     ~fabric_agent() override;
 
-    void start_service(const std::string &scenario = "default.json");
+    // A scenario of the tree, or any by its whole path.
+    void start_service(const std::filesystem::path &scenario = "default.json");
     void stop_service(int signal); // and wait until the process is gone
     void start_agent();
+    void stop_agent();
     void start_trap_receiver();
 
     // vynctl with these words; its output.

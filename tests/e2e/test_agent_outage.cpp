@@ -77,6 +77,58 @@ TEST_F(agent_outage, dead_service_is_missed_and_found_again)
     EXPECT_EQ(get("1.4.1.0"), enabled);
 }
 
+TEST_F(agent_outage, stalled_service_is_found_when_it_goes_on)
+{
+    start_service();
+    kill(service, SIGSTOP);
+    start_agent();
+    EXPECT_EQ(get("1.4.1.0"), nothing);
+    kill(service, SIGCONT);
+    control("ping");
+    EXPECT_EQ(get("1.4.1.0"), enabled);
+
+    // Another one takes the place of a service that stays stopped, its events included.
+    kill(service, SIGSTOP);
+    EXPECT_EQ(get("1.4.1.0"), nothing);
+    pid_t stopped = std::exchange(service, 0);
+    std::filesystem::remove(folder / "vynd.sock");
+    const size_t subscribed = count(service_log(), "subscribe 8475");
+    start_service();
+    EXPECT_TRUE(wait_until([&] { return get("1.4.1.0") == enabled; }));
+    EXPECT_TRUE(wait_until([&] { return count(service_log(), "subscribe 8475") > subscribed; }));
+    std::swap(service, stopped);
+    stop_service(SIGKILL);
+    service = stopped;
+}
+
+TEST_F(agent_outage, unloading_without_a_service_leaves_nothing_to_call)
+{
+    start_service();
+    start_agent();
+    EXPECT_EQ(get("1.4.1.0"), enabled);
+    stop_service(SIGKILL);
+    EXPECT_EQ(get("1.4.1.0"), nothing);
+    const auto restart = [&] {
+        const size_t before = count(agent_log(), "restarted");
+        kill(agent, SIGHUP);
+        ASSERT_TRUE(wait_until([&] { return count(agent_log(), "restarted") > before; }));
+    };
+    restart();
+    EXPECT_EQ(get("1.4.1.0"), nothing);
+    run("sed -i '/^dlmod/d' " + (folder / "agent.conf").string());
+    restart();
+    // Long enough for what the module had the agent call every second.
+    const auto seconds = [&] {
+        const std::string text = uptime();
+        return std::stol(text.substr(text.find('(') + 1)) / 100;
+    };
+    const long end = seconds() + 2;
+    EXPECT_TRUE(wait_until([&] { return seconds() >= end; }));
+    EXPECT_EQ(get("1.4.1.0"), "{}.1.4.1.0 = No Such Object available on this agent at this OID\n");
+    kill(agent, SIGUSR2);
+    EXPECT_NE(uptime().find("Timeticks"), std::string::npos);
+}
+
 TEST_F(agent_outage, wrong_replies_harm_nobody)
 {
     environment["VYN_TIMEOUT_MS"] = "200";

@@ -10,7 +10,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 
 #include "libvyn.h"
 #include "vyn_service.h"
@@ -24,76 +23,75 @@ static u_char *get_no_value(struct variable *, oid *, size_t *, int, size_t *, W
 oid vyn_mib_variables_oid[VYN_MIB_ROOT_LENGTH] = {1, 3, 6, 1, 4, 1, 57193, 12, 7};
 
 // clang-format off
-struct variable7 vyn_mib_variables[VYN_MIB_OBJECTS] = {
+struct variable7 vyn_mib_variables[] = { // 41 rows, or this is not what vyn_mib.h declares
     // identifier, type, access, reader, sub-identifiers below the root
 
     // vynFeatureOpTable: feature
-    {VYNFEATUREOPACTION,             ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 1, 1, 2}},
-    {VYNFEATUREOPSCOPETYPE,          ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 1, 1, 3}},
-    {VYNFEATUREOPSCOPEVAL,           ASN_OCTET_STR, NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 1, 1, 4}},
-    {VYNFEATUREOPLASTACTION,         ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 5}},
-    {VYNFEATUREOPLASTSCOPETYPE,      ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 6}},
-    {VYNFEATUREOPLASTSCOPEVAL,       ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 7}},
-    {VYNFEATUREOPLASTACTIONRESULT,   ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 8}},
-    {VYNFEATUREOPLASTFAILUREREASON,  ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 9}},
-    {VYNFEATUREOPSHOWCFGOPTION,      ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 1, 1, 10}},
-    {VYNFEATUREOPENTRYATTR,          ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 11}},
-    {VYNFEATUREOPFLAGS,              ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 1, 1, 12}},
+    {VYNFEATUREOPACTION,             ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynFeatureOpTable,        5, {1, 1, 1, 1, 2}},
+    {VYNFEATUREOPSCOPETYPE,          ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynFeatureOpTable,        5, {1, 1, 1, 1, 3}},
+    {VYNFEATUREOPSCOPEVAL,           ASN_OCTET_STR, NETSNMP_OLDAPI_RWRITE, get_vynFeatureOpTable,        5, {1, 1, 1, 1, 4}},
+    {VYNFEATUREOPLASTACTION,         ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpTable,        5, {1, 1, 1, 1, 5}},
+    {VYNFEATUREOPLASTSCOPETYPE,      ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpTable,        5, {1, 1, 1, 1, 6}},
+    {VYNFEATUREOPLASTSCOPEVAL,       ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpTable,        5, {1, 1, 1, 1, 7}},
+    {VYNFEATUREOPLASTACTIONRESULT,   ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpTable,        5, {1, 1, 1, 1, 8}},
+    {VYNFEATUREOPLASTFAILUREREASON,  ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpTable,        5, {1, 1, 1, 1, 9}},
+    {VYNFEATUREOPSHOWCFGOPTION,      ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynFeatureOpTable,        5, {1, 1, 1, 1, 10}},
+    {VYNFEATUREOPENTRYATTR,          ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpTable,        5, {1, 1, 1, 1, 11}},
+    {VYNFEATUREOPFLAGS,              ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpTable,        5, {1, 1, 1, 1, 12}},
 
     // vynPendingConfOwnerTable: feature, scope
-    {VYNPENDINGCONFOWNERADDRTYPE,    ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 2, 1, 3}},
-    {VYNPENDINGCONFOWNERADDR,        ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 2, 1, 4}},
-    {VYNPENDINGCONFOWNERUSERTYPE,    ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 2, 1, 5}},
-    {VYNPENDINGCONFOWNERUSERNAME,    ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 2, 1, 6}},
+    {VYNPENDINGCONFOWNERADDRTYPE,    ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynPendingConfOwnerTable, 5, {1, 1, 2, 1, 3}},
+    {VYNPENDINGCONFOWNERADDR,        ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vynPendingConfOwnerTable, 5, {1, 1, 2, 1, 4}},
+    {VYNPENDINGCONFOWNERUSERTYPE,    ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vynPendingConfOwnerTable, 5, {1, 1, 2, 1, 5}},
+    {VYNPENDINGCONFOWNERUSERNAME,    ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vynPendingConfOwnerTable, 5, {1, 1, 2, 1, 6}},
 
     // vynMergeTable: feature, scope
-    {VYNMERGESTATUS,                 ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 3, 1, 3}},
-    {VYNMERGEFAILREASON,             ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 3, 1, 4}},
-    {VYNMERGEFAILRESOLVACTION,       ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 3, 1, 5}},
+    {VYNMERGESTATUS,                 ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 3, 1, 3}},
+    {VYNMERGEFAILREASON,             ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 3, 1, 4}},
+    {VYNMERGEFAILRESOLVACTION,       ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 3, 1, 5}},
 
     // vynMergeMembersTable: feature, scope, peer address
-    {VYNMERGEMEMBERATTR1,            ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 4, 1, 3}},
-    {VYNMERGEMEMBERATTR2,            ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 4, 1, 4}},
+    {VYNMERGEMEMBERATTR1,            ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 4, 1, 3}},
+    {VYNMERGEMEMBERATTR2,            ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 4, 1, 4}},
 
     // vynPeersTable: peer address
-    {VYNPEERSADDR,                   ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 5, 1, 2}},
+    {VYNPEERSADDR,                   ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 5, 1, 2}},
 
     // vynFeaturePeersTable: feature, scope, peer address
-    {VYNFEATUREPEERSADDR,            ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 6, 1, 4}},
+    {VYNFEATUREPEERSADDR,            ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 6, 1, 4}},
 
     // vynFeatureOpExtTable: feature, scope
-    {VYNFEATUREOPEXTSTATUS,          ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 7, 1, 3}},
-    {VYNFEATUREOPEXTRESULT,          ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 7, 1, 4}},
-    {VYNFEATUREOPEXTFAILUREREASON,   ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 7, 1, 5}},
-    {VYNFEATUREOPEXTSHOWCFGOPTION,   ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 7, 1, 6}},
-    {VYNFEATUREOPEXTTIMESTAMP,       ASN_TIMETICKS, NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 7, 1, 7}},
+    {VYNFEATUREOPEXTSTATUS,          ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpExtTable,     5, {1, 1, 7, 1, 3}},
+    {VYNFEATUREOPEXTRESULT,          ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpExtTable,     5, {1, 1, 7, 1, 4}},
+    {VYNFEATUREOPEXTFAILUREREASON,   ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpExtTable,     5, {1, 1, 7, 1, 5}},
+    {VYNFEATUREOPEXTSHOWCFGOPTION,   ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynFeatureOpExtTable,     5, {1, 1, 7, 1, 6}},
+    {VYNFEATUREOPEXTTIMESTAMP,       ASN_TIMETICKS, NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpExtTable,     5, {1, 1, 7, 1, 7}},
 
     // vynRegionTable: scope and region
-    {VYNREGIONSTORAGE,               ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 9, 1, 4}},
-    {VYNREGIONSTATUS,                ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 9, 1, 5}},
+    {VYNREGIONSTORAGE,               ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 9, 1, 4}},
+    {VYNREGIONSTATUS,                ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 9, 1, 5}},
 
     // vynFeatureRegionTable: feature, scope
-    {VYNFEATUREREGIONID,             ASN_UNSIGNED,  NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 10, 1, 4}},
-    {VYNFEATUREREGIONSTORAGE,        ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 10, 1, 5}},
-    {VYNFEATUREREGIONSTATUS,         ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 10, 1, 6}},
+    {VYNFEATUREREGIONID,             ASN_UNSIGNED,  NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 10, 1, 4}},
+    {VYNFEATUREREGIONSTORAGE,        ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 10, 1, 5}},
+    {VYNFEATUREREGIONSTATUS,         ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 10, 1, 6}},
 
     // vynStatPeersTable: peer address
-    {VYNSTATPEERSTATUS,              ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value, 5, {1, 1, 11, 1, 3}},
-    {VYNSTATPEERADDRSTORAGETYPE,     ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 11, 1, 4}},
-    {VYNSTATPEERADDRROWSTATUS,       ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 1, 11, 1, 5}},
+    {VYNSTATPEERSTATUS,              ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 11, 1, 3}},
+    {VYNSTATPEERADDRSTORAGETYPE,     ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 11, 1, 4}},
+    {VYNSTATPEERADDRROWSTATUS,       ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 11, 1, 5}},
 
     // scalars
-    {VYNSTARTPEERSDISCOVERY,         ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vyn_mib,  3, {1, 3, 1}},
-    {VYNPEERSDISCOVERYSTATUS,        ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vyn_mib,  3, {1, 3, 2}},
-    {VYNPEERSDISCOVERYFAILUREREASON, ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vyn_mib,  3, {1, 3, 3}},
-    {VYNDISTENABLE,                  ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vyn_mib,  3, {1, 4, 1}},
+    {VYNSTARTPEERSDISCOVERY,         ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vyn_mib,                  3, {1, 3, 1}},
+    {VYNPEERSDISCOVERYSTATUS,        ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vyn_mib,                  3, {1, 3, 2}},
+    {VYNPEERSDISCOVERYFAILUREREASON, ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vyn_mib,                  3, {1, 3, 3}},
+    {VYNDISTENABLE,                  ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vyn_mib,                  3, {1, 4, 1}},
 
     // vynDistCtrlTable: address type
-    {VYNDISTCTRLADDR,                ASN_OCTET_STR, NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 4, 2, 1, 2}},
-    {VYNDISTCTRLACTION,              ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value, 5, {1, 4, 2, 1, 3}},
+    {VYNDISTCTRLADDR,                ASN_OCTET_STR, NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 4, 2, 1, 2}},
+    {VYNDISTCTRLACTION,              ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 4, 2, 1, 3}},
 };
 // clang-format on
-static_assert(sizeof(vyn_mib_variables) == 41 * sizeof(struct variable7));
 
 indxobj *vyn_regions;
 indxobj *vyn_app_regions;
@@ -106,7 +104,7 @@ static void register_objects()
         !snmp_get_do_debugging())
         return;
     constexpr const char *place[] = {"init_vyn_mib", "feature/vyn/snmp/vyn_mib.cpp"};
-    constexpr int line = 520; // a fixed mark: tools that read the agent's debug output look for it
+    constexpr int line = 520; // fixed; not the line of this source
     debugmsgtoken("trace", "%s(): %s, %d:\n", place[0], place[1], line);
     debugmsg("trace", "%s(): %s, %d:\n", place[0], place[1], line);
     debugmsgtoken("register_mib", "%s registration failed\n", "vyn_mib");
@@ -134,7 +132,7 @@ static void unregister_objects()
 {
     unregister_mib(vyn_mib_variables_oid, VYN_MIB_ROOT_LENGTH);
     for (struct variable7 &object : vyn_mib_variables) {
-        oid name[VYN_MIB_ROOT_LENGTH + std::size(object.name)];
+        oid name[VYN_MIB_ROOT_LENGTH + sizeof(object.name) / sizeof(oid)];
         memcpy(name, vyn_mib_variables_oid, sizeof(vyn_mib_variables_oid));
         memcpy(name + VYN_MIB_ROOT_LENGTH, object.name, sizeof(object.name));
         unregister_mib(name, VYN_MIB_ROOT_LENGTH + object.namelen);

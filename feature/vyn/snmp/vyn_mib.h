@@ -89,7 +89,7 @@ extern VYN_EXPORT oid vyn_mib_variables_oid[VYN_MIB_ROOT_LENGTH];
 extern VYN_EXPORT indxobj *vyn_regions;
 extern VYN_EXPORT indxobj *vyn_app_regions;
 
-// Start: called once after loading. Nothing in it is fatal; a failure is traced.
+// Start: called once after loading. Nothing in it is fatal: what can be served is served.
 VYN_EXPORT void init_vyn_mib(void);
 // Stop: called once before unloading; init_vyn_mib may follow. Returns what the last
 // unsubscription returns.
@@ -109,9 +109,17 @@ VYN_EXPORT int vyn_mib_region_compare(const void *row, const void *key);
 VYN_EXPORT int vyn_mib_app_region_compare(const void *row, const void *key);
 
 // Read functions: the agent's convention (FindVarMethod). Null: no value.
+VYN_EXPORT FindVarMethod get_vynFeatureOpTable;
+VYN_EXPORT FindVarMethod get_vynFeatureOpExtTable;
+VYN_EXPORT FindVarMethod get_vynPendingConfOwnerTable;
 VYN_EXPORT FindVarMethod get_vyn_mib;
 
 // Write functions: the agent's convention (WriteMethod), once for each phase. An SNMP error code.
+VYN_EXPORT WriteMethod set_vynFeatureOpAction;
+VYN_EXPORT WriteMethod set_vynFeatureOpScopeType;
+VYN_EXPORT WriteMethod set_vynFeatureOpScopeVal;
+VYN_EXPORT WriteMethod set_vynFeatureOpShowCfgOption;
+VYN_EXPORT WriteMethod set_vynFeatureOpExtShowCfgOption;
 VYN_EXPORT WriteMethod set_vynStartPeersDiscovery;
 VYN_EXPORT WriteMethod set_vynDistCtrl;
 

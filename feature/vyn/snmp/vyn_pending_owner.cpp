@@ -1,0 +1,200 @@
+// vynPendingConfOwnerTable: who holds a feature's lock while its configuration is being changed.
+// Rows exist where a lock is taken. Index: the feature's name and the scope: 1 for the physical
+// scope, 2.4 and the VSAN's four octets for a logical one. Read-only; a read is one query.
+//
+// Odd on purpose: the index of a physical lock ends with the scope, and a GET that goes on with the
+// zero of an empty VSAN is no row. The service's scopes are the other way around than the index's.
+// The merge process of the service holds locks under a name of its own; reading its user name
+// writes the name that managers see over the retained one, and what is read from the retained row
+// after that sees it. After a null reply the row before it is served again, under the OID that was
+// asked for.
+
+#include "vyn_index.h"
+#include "vyn_service.h"
+#include "vyn_values.h"
+
+static constexpr char merge_process[] = "$VYN$Merge";
+static constexpr char merge_process_shown[] = "VYN";
+static constexpr char mark = '\xF9'; // in front of a marked user's name, and no part of it
+
+// The row last read.
+static resp_app_lock_state row_lock;
+
+// --- Index ---
+
+static const char own_name[] = "get_vynPendingConfOwnerEntry_instance";
+
+static bool decode_exact(vyn_oid_cursor index, vyn_lock_key *key)
+{
+    if (index.left() == 0) {
+        vyn_trace(VYN_TRACE_FAILURE, "%s : return match -failed \n", own_name);
+        return false;
+    }
+    oid scope, vsan_length;
+    if (!index.take_app_name(key->app_name))
+        return false;
+    if (key->app_name[0] == '\0') {
+        vyn_trace(VYN_TRACE_FAILURE, "%s : app name - return match failed \n", own_name);
+        return false;
+    }
+    if (!index.take(&scope))
+        return false;
+    if (scope == VYN_SCOPE_PHYSICAL) {
+        key->scope = VYN_SERVICE_PHYSICAL;
+        return index.left() == 0;
+    }
+    key->scope = VYN_SERVICE_LOGICAL;
+    uint8_t vsan[sizeof(key->min_vsan)];
+    if (scope != VYN_SCOPE_LOGICAL || !index.take(&vsan_length) || vsan_length == 0 ||
+        index.take_octets(vsan, sizeof(vsan)) != sizeof(vsan))
+        return false;
+    memcpy(&key->min_vsan, vsan, sizeof(vsan));
+    return true;
+}
+
+static void decode_next(vyn_oid_cursor index, vyn_lock_key *key)
+{
+    oid scope = 0, vsan_length;
+    if (index.left() == 0)
+        return;
+    index.take_partial_app_name(key->app_name);
+    index.take(&scope);
+    key->scope = scope == VYN_SCOPE_PHYSICAL  ? VYN_SERVICE_PHYSICAL
+                 : scope == VYN_SCOPE_LOGICAL ? VYN_SERVICE_LOGICAL
+                                              : VYN_SERVICE_NO_SCOPE;
+    if (index.take(&vsan_length))
+        index.take_rest_into(key, offsetof(vyn_lock_key, min_vsan));
+}
+
+static bool commit_row(const struct variable *vp, const resp_app_lock_state &lock, oid *name,
+                       size_t *length)
+{
+    vyn_oid_builder row(vp->name, vp->namelen);
+    row.put_name(lock.app_name, vyn_field(lock.app_name).length());
+    if (lock.scope == VYN_SERVICE_PHYSICAL) {
+        row.put(VYN_SCOPE_PHYSICAL);
+    } else {
+        row.put(VYN_SCOPE_LOGICAL);
+        row.put_vsan(lock.vsan);
+    }
+    return row.commit(name, length);
+}
+
+// --- Query ---
+
+static void trace_request(vyn_msg_type msg_type, const vyn_lock_key &key)
+{
+    vyn_trace(VYN_TRACE_FLOW,
+              " %s : Sending cmi_req_resp for MTS_OPC_VYN_SNMP_QUERY :msg_type = %d"
+              "request.req_app_lock_state.local_app.name = %s, "
+              "request.req_app_lock_state.scope = %d,request.req_app_lock_state.min_vsan = %x",
+              "header_vynPendingConfOwnerEntry", uint32_t{msg_type}, vyn_field(key.app_name),
+              uint32_t{key.scope}, uint32_t{key.min_vsan});
+}
+
+static void trace_reply(vyn_msg_type msg_type, const resp_app_lock_state &lock)
+{
+    vyn_trace(VYN_TRACE_FLOW,
+              " %s : Reply for cmi_req_resp MTS_OPC_VYN_SNMP_QUERY  from vyn:msg_type = %d "
+              "resp_p->resp_app_lock_state.lock_info[0].app.name = %s,  "
+              "resp_p->resp_app_lock_state.scope = %d, "
+              "resp_p->resp_app_lock_state.lock_info[0].vsan = %x \n",
+              own_name, uint32_t{msg_type}, vyn_field(lock.app_name), uint32_t{lock.scope},
+              uint32_t{lock.vsan});
+    vyn_trace(VYN_TRACE_FLOW,
+              " resp_p->resp_app_lock_state.lock_info[0].user_name = %s, "
+              "resp_p->resp_app_lock_state.lock_info[0].ip_address = %x \n",
+              vyn_field(lock.user_name), uint32_t{lock.ip_address});
+}
+
+// Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
+// serve; otherwise -1 or the system error of the query.
+static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid *name,
+                                                 size_t *length, bool exact)
+{
+    vyn_trace(VYN_TRACE_FLOW, "%s : exact : %d , *len = %d , vp_namelen = %d \n", own_name,
+              int{exact}, static_cast<int>(*length), int{vp->namelen});
+    vyn_snmp_req request{};
+    request.query_type = VYN_SNMP_APP_LOCK_STATE;
+    request.argument = 1;
+    vyn_lock_key key{};
+    const vyn_oid_cursor index(name, *length,
+                               vyn_is_below(vp, name, *length) ? vp->namelen : *length);
+    if (!exact)
+        decode_next(index, &key);
+    else if (!decode_exact(index, &key))
+        return -1;
+    request.request.req_app_lock_state = key;
+
+    const vyn_msg_type msg_type = exact ? VYN_MSG_GET : VYN_MSG_GETNEXT;
+    trace_request(msg_type, key);
+    vyn_reply reply;
+    const u32 error =
+        vyn_query(MTS_OPC_VYN_SNMP_QUERY, msg_type, &request, &reply, own_name,
+                  "%s : VYN failed to return response for Pending config owner query: %s \n",
+                  "%s : VYN returned Null response for Pending config owner query \n");
+    if (error != 0)
+        return static_cast<int>(error);
+    if (!reply.present())
+        return 0;
+
+    const auto lock = reply.read<resp_app_lock_state>(VYN_SNMP_RESP_MEMBER);
+    trace_reply(msg_type, lock);
+    if (exact && lock.taken == 0) {
+        vyn_trace(VYN_TRACE_FAILURE,
+                  " %s : VYN returned response - lock is not taken for the app \n", own_name);
+        return -1;
+    }
+    row_lock = lock;
+    return commit_row(vp, lock, name, length) ? 0 : -1;
+}
+
+// --- Values ---
+
+static bool held_by_merge_process()
+{
+    const vyn_field user(row_lock.user_name);
+    return user.length() == strlen(merge_process) &&
+           memcmp(user.text, merge_process, user.length()) == 0;
+}
+
+static u_char *address_value(size_t *var_len)
+{
+    switch (row_lock.addr_type) {
+    case VYN_ADDR_IPV4: *var_len = 4; break;
+    case VYN_ADDR_IPV6: *var_len = 16; break;
+    default: *var_len = vyn_field(row_lock.addr).length(); break;
+    }
+    return reinterpret_cast<u_char *>(row_lock.addr);
+}
+
+static u_char *user_type_value(size_t *var_len)
+{
+    const u_char kind = held_by_merge_process()         ? 0x80
+                        : row_lock.user_name[0] != mark ? 0x30
+                                                        : 0x40;
+    return vyn_octets_value(&kind, sizeof(kind), var_len);
+}
+
+static u_char *user_name_value(size_t *var_len)
+{
+    if (held_by_merge_process())
+        memcpy(row_lock.user_name, merge_process_shown, sizeof(merge_process_shown));
+    const size_t skipped = row_lock.user_name[0] == mark ? 1 : 0;
+    *var_len = vyn_field(row_lock.user_name).length() - skipped;
+    return reinterpret_cast<u_char *>(row_lock.user_name) + skipped;
+}
+
+u_char *get_vynPendingConfOwnerTable(struct variable *vp, oid *name, size_t *length, int exact,
+                                     size_t *var_len, WriteMethod **)
+{
+    if (get_vynPendingConfOwnerEntry_instance(vp, name, length, exact != 0) != 0)
+        return nullptr;
+    switch (vp->magic) {
+    case VYNPENDINGCONFOWNERADDRTYPE: return vyn_integer_value(row_lock.addr_type, var_len);
+    case VYNPENDINGCONFOWNERADDR: return address_value(var_len);
+    case VYNPENDINGCONFOWNERUSERTYPE: return user_type_value(var_len);
+    case VYNPENDINGCONFOWNERUSERNAME: return user_name_value(var_len);
+    default: snmp_set_detail(""); return nullptr;
+    }
+}
