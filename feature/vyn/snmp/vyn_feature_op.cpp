@@ -5,17 +5,16 @@
 // the display option takes effect in ACTION and is stored at once; an action is noted in ACTION and
 // run in COMMIT, where the feature's state at that time decides.
 //
-// Odd on purpose: an exact read passes over the length of the name in the index, a SET insists on
-// it. A GETNEXT takes length and characters together as the key, which is how the registry orders
-// its features; the first greater one in the registry's own order is the answer. A walk starts by
-// writing the column's OID over the requested one, and that stays when there is no row. A scope
-// value that is refused in ACTION stays in memory, not stored.
+// Odd on purpose: an exact read passes over the length of the name in the index, a write insists on
+// it (an agent that reads before it writes hands the write the row's own OID). A GETNEXT takes
+// length and characters together as the key, which is how the registry orders its features; the
+// first greater one in the registry's own order is the answer. A walk starts by writing the
+// column's OID over the requested one, and that stays when there is no row. A scope value that is
+// refused in ACTION stays in memory, not stored.
 
-#include <cstdlib>
-
+#include "vyn_feature_op.h"
 #include "snmp_context.h"
 #include "syserr.h"
-#include "vyn_feature_op.h"
 #include "vyn_index.h"
 #include "vyn_service.h"
 #include "vyn_values.h"
@@ -305,7 +304,8 @@ static int store_scope_value(const u_char *var_val, size_t var_val_len, const oi
     if (entry == nullptr)
         return SNMP_NOSUCHINSTANCE;
     be32 value = 0; // fewer than four octets are followed by zeros
-    memcpy(&value, var_val, std::min(var_val_len, sizeof(value)));
+    if (var_val_len > 0)
+        memcpy(&value, var_val, std::min(var_val_len, sizeof(value)));
     entry->scope_value = value;
     if (entry->scope_type == VYN_SCOPE_LOGICAL &&
         (entry->scope_value < lowest_vsan || entry->scope_value > highest_vsan))

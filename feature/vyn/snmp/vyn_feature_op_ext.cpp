@@ -6,9 +6,10 @@
 // that it passes. A SET of the option stores it at once, in ACTION, in the scope of the row.
 //
 // Odd on purpose: where a walk goes on from a name that is no feature's, the registry's entries
-// with their length in front are compared with the plain name. A length is less than any letter, so
-// such a walk ends. It also ends where it would have to go on from a name of 81 or 82 characters,
-// which is too long for a key: cut to 80 it might find the same feature for ever.
+// with their length in front are compared with the plain name. Any length is less than a lower-case
+// letter, so from such a name the walk ends. It also ends where it would have to go on from a name
+// of 81 or 82 characters, which is too long for a key: cut to 80 it might find the same feature for
+// ever; and at any other name that is not all there.
 
 #include <sys/time.h>
 
@@ -49,31 +50,59 @@ static ext_key start_of(vyn_feature_entry *feature)
 
 // --- Index ---
 
-// The VSAN behind a logical scope, its length in front. False when it is not all there.
-static bool take_vsan(vyn_oid_cursor &index, be32 *vsan)
+// The name in front of every index: all of it, and nothing in it that ends a string.
+static bool take_feature_name(vyn_oid_cursor &index, char (&name)[VYN_LONGEST_APP_NAME + 1])
 {
-    oid length;
-    uint8_t octets[sizeof(*vsan)];
-    if (!index.take(&length) || length != sizeof(octets) ||
-        index.take_octets(octets, sizeof(octets)) != sizeof(octets))
+    const size_t before = index.left();
+    return index.take_app_name(name) && strlen(name) == before - index.left() - 1;
+}
+
+// What follows the scope in a row's own index: the VSAN with its length for a logical scope; for
+// the physical scope a 0, which may be missing.
+static bool take_exact_vsan(vyn_oid_cursor &index, oid scope, be32 *vsan)
+{
+    oid length = 0;
+    char octets[sizeof(*vsan) + 1];
+    index.take(&length);
+    if (scope == VYN_SCOPE_PHYSICAL)
+        return length == 0 && index.left() == 0;
+    if (length != sizeof(*vsan) || index.left() != length ||
+        !index.take_string(octets, sizeof(*vsan)))
         return false;
-    memcpy(vsan, octets, sizeof(octets));
+    memcpy(vsan, octets, sizeof(*vsan));
     return true;
+}
+
+// The last VSAN in front of the OIDs that come behind a logical scope's index, of which there may
+// be any part, or which may be none of a row's.
+static uint32_t vsan_to_go_on_from(vyn_oid_cursor &index)
+{
+    oid length = 0;
+    index.take(&length);
+    if (length != sizeof(be32))
+        return length < sizeof(be32) ? 0 : UINT32_MAX;
+    uint32_t vsan = 0;
+    bool past = false; // behind all that begin with the octets so far
+    for (size_t i = 0; i < sizeof(be32); i++) {
+        oid octet = 0;
+        index.take(&octet);
+        past = past || octet > 255;
+        vsan = vsan << 8 | (past ? 255 : static_cast<uint32_t>(octet));
+    }
+    return vsan;
 }
 
 // A GET names a row: 0, with a null feature when there is none of that name; or -1.
 static int decode_exact(vyn_oid_cursor index, ext_key *key)
 {
-    char app_name[VYN_LONGEST_APP_NAME + 1];
+    char name[VYN_LONGEST_APP_NAME + 1];
     oid scope;
     be32 vsan = 0;
-    if (!index.take_app_name(app_name) || app_name[0] == '\0' || !index.take(&scope))
+    if (!take_feature_name(index, name) || name[0] == '\0' || !index.take(&scope) ||
+        (scope != VYN_SCOPE_PHYSICAL && scope != VYN_SCOPE_LOGICAL) ||
+        !take_exact_vsan(index, scope, &vsan))
         return -1;
-    if (scope != VYN_SCOPE_PHYSICAL && scope != VYN_SCOPE_LOGICAL)
-        return -1;
-    if (scope == VYN_SCOPE_LOGICAL && !take_vsan(index, &vsan))
-        return -1;
-    *key = {vyn_getFeatureEntry(app_name), static_cast<uint32_t>(scope), vsan};
+    *key = {vyn_getFeatureEntry(name), static_cast<uint32_t>(scope), vsan};
     return 0;
 }
 
@@ -87,16 +116,12 @@ static vyn_feature_entry *first_behind(const char *plain_name)
     return nullptr;
 }
 
-// A GETNEXT names what the wanted row comes behind: any part of an index.
+// A GETNEXT names what the wanted row comes behind: nothing, or a name and what follows it.
 static int decode_next(vyn_oid_cursor index, ext_key *key)
 {
     char name[VYN_LONGEST_APP_NAME + 1] = "";
-    oid length = 0, scope = 0;
-    index.take(&length);
-    if (length > VYN_LONGEST_APP_NAME)
-        return -1;
-    vyn_oid_cursor characters = index.take_part(length);
-    if (!characters.take_string(name, VYN_LONGEST_APP_NAME))
+    oid scope = VYN_SCOPE_NONE;
+    if (index.left() > 0 && !take_feature_name(index, name))
         return -1;
     index.take(&scope);
 
@@ -105,9 +130,7 @@ static int decode_next(vyn_oid_cursor index, ext_key *key)
         feature = first_behind(name);
         *key = feature != nullptr ? start_of(feature) : ext_key{};
     } else if (scope == VYN_SCOPE_LOGICAL) {
-        be32 vsan = 0;
-        take_vsan(index, &vsan);
-        *key = {feature, VYN_SCOPE_LOGICAL, vsan};
+        *key = {feature, VYN_SCOPE_LOGICAL, vsan_to_go_on_from(index)};
     } else if (scope != VYN_SCOPE_PHYSICAL) {
         *key = start_of(feature);
     } else if ((feature->flags & VYN_FEATURE_LOGICAL) != 0) {

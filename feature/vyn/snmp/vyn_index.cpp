@@ -83,13 +83,6 @@ size_t vyn_oid_cursor::take_octets(uint8_t *octets, oid count)
     return taken;
 }
 
-vyn_oid_cursor vyn_oid_cursor::take_part(oid count)
-{
-    const size_t taken = count < left() ? static_cast<size_t>(count) : left();
-    next_ += taken;
-    return vyn_oid_cursor(next_ - taken, taken, 0);
-}
-
 bool vyn_oid_cursor::take_string(char *string, size_t longest)
 {
     const size_t count = left();
@@ -145,7 +138,9 @@ void vyn_oid_builder::put_octets(const uint8_t *octets, size_t count)
 void vyn_oid_builder::put_name(const char *name, size_t length)
 {
     put(length);
-    put_octets(reinterpret_cast<const uint8_t *>(name), length);
+    if (length <= MAX_OID_LEN && length_ <= MAX_OID_LEN - length)
+        string_to_oid(name, name_, length_, length);
+    length_ += length;
 }
 
 void vyn_oid_builder::put_vsan(be32 vsan)

@@ -54,9 +54,6 @@ class vyn_oid_cursor {
     // buffer must have room for `count`, which therefore never comes from an OID unchecked.
     size_t take_octets(uint8_t *octets, oid count);
 
-    // Takes up to `count` as a cursor of their own.
-    vyn_oid_cursor take_part(oid count);
-
     // Takes all as characters of a string with room for `longest` of them and a NUL. False when
     // there are more, or when one is no character.
     bool take_string(char *string, size_t longest);

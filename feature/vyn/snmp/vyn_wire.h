@@ -137,8 +137,10 @@ struct resp_app_lock_state {
 };
 static_assert(sizeof(resp_app_lock_state) == 508 && offsetof(resp_app_lock_state, app_name) == 8 &&
               offsetof(resp_app_lock_state, scope) == 92 &&
+              offsetof(resp_app_lock_state, vsan) == 96 &&
               offsetof(resp_app_lock_state, taken) == 100 &&
               offsetof(resp_app_lock_state, ip_address) == 116 &&
+              offsetof(resp_app_lock_state, addr_type) == 120 &&
               offsetof(resp_app_lock_state, addr) == 124 &&
               offsetof(resp_app_lock_state, user_name) == 380);
 static_assert(std::is_trivially_copyable_v<resp_app_lock_state>);
@@ -161,6 +163,7 @@ static_assert(sizeof(vyn_feature_state) == 44 && offsetof(vyn_feature_state, las
               offsetof(vyn_feature_state, result) == 24 &&
               offsetof(vyn_feature_state, error_code) == 28 &&
               offsetof(vyn_feature_state, seconds) == 32 &&
+              offsetof(vyn_feature_state, microseconds) == 36 &&
               offsetof(vyn_feature_state, show_cfg_option) == 40);
 static_assert(std::is_trivially_copyable_v<vyn_feature_state>);
 
