@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "document.h"
 #include "scenario.h"
 #include "vynd_protocol.h"
 
@@ -19,13 +20,15 @@ const char command_help[] =
     "  set PATH VALUE               changes it: set discovery.status failed,\n"
     "                               set features.0.scopes [\"logical\"], set features.- {...}\n"
     "  remove PATH                  takes out an element, or sets a field to its default\n"
+    "  merge FEATURE SCOPE MS [TEXT...]\n"
+    "                               a merge that takes so long, and fails if a text says why\n"
     "  event discovery STATUS [REASON]\n"
     "                               posts the end of a discovery; the fabric stays as it is\n"
     "  event action FEATURE SCOPE ACTION RESULT\n"
     "                               posts the end of an action: event action ntp 10 commit failed\n"
     "  event merge-failure FEATURE SCOPE [TEXT...]\n"
     "                               posts the failure of a merge\n"
-    "  event raw OPCODE HEX         posts any event\n"
+    "  event raw OPCODE [HEX]       posts any event\n"
     "  fault list                   the faults that are on\n"
     "  fault off                    all faults off\n"
     "  fault NAME off               one fault off\n"
@@ -39,7 +42,7 @@ const char command_help[] =
     "    error CODE                 refuse requests with this system error code\n"
     "    disconnect                 close the connection instead of a reply\n"
     "    wrong-query N              repeat query type N in replies instead of their own\n"
-    "SCOPE of an event is physical, a VSAN, or TYPE/VALUE as the event is to carry them. ACTION\n"
+    "SCOPE is physical, a VSAN, or TYPE/VALUE as an event is to carry them. ACTION\n"
     "is none, enable, disable, commit, abort, clear or a number; RESULT is none, success, failed,\n"
     "in-progress, partly or a number. FEATURE and TEXT are posted byte for byte as far as they "
     "fit.\n"
@@ -172,11 +175,12 @@ event merge_failure_of(words rest)
 
 event raw_of(words rest)
 {
-    const auto opcode = rest.size() == 2 ? parse_number(rest[0]) : std::nullopt;
-    const auto payload = rest.size() == 2 ? from_hex(rest[1]) : std::nullopt;
+    const std::string digits = rest.size() == 2 ? rest[1] : "";
+    const auto opcode = rest.empty() || rest.size() > 2 ? std::nullopt : parse_number(rest[0]);
+    const auto payload = from_hex(digits);
     if (!opcode || !payload)
         refuse("expected raw, an opcode and an even number of hexadecimal digits");
-    return {*opcode, *payload, "raw " + rest[1].substr(0, 256)};
+    return {*opcode, *payload, "raw " + digits.substr(0, 256)};
 }
 
 event event_of(words rest)
@@ -192,6 +196,18 @@ event event_of(words rest)
         if (!rest.empty() && rest[0] == word)
             return read(rest.subspan(1));
     refuse("expected discovery, action, merge-failure or raw");
+}
+
+std::string merge(words rest, const command_target &target)
+{
+    const auto takes = rest.size() >= 3 ? parse_number(rest[2], longest_wait_ms) : std::nullopt;
+    if (!takes)
+        refuse("expected merge FEATURE SCOPE MS [TEXT...]");
+    const place where = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
+    if (!target.model.start_merge(rest[0], where, std::chrono::milliseconds(*takes),
+                                  joined(rest.subspan(3)), target.now))
+        refuse("no such feature");
+    return "";
 }
 
 std::string post(words rest, const command_target &target)
@@ -217,8 +233,8 @@ constexpr struct {
     const char *word;
     std::string (*run)(words rest, const command_target &target);
 } commands[] = {
-    {"ping", ping},     {"show", show},  {"set", set},
-    {"remove", remove}, {"event", post}, {"fault", change_faults},
+    {"ping", ping},   {"show", show},           {"set", set}, {"remove", remove}, {"event", post},
+    {"merge", merge}, {"fault", change_faults},
 };
 
 } // namespace

@@ -19,6 +19,7 @@ extern const char command_help[];
 struct command_target {
     fabric &model;
     fault_board &faults;
+    time_point now;
     std::function<size_t(const event &)> post; // returns how many subscribers there are
 };
 

@@ -121,6 +121,18 @@ uint32_t fabric::store_show_option(std::string_view name, const place &where, ui
     return 0;
 }
 
+bool fabric::start_merge(std::string_view name, const place &where, std::chrono::milliseconds takes,
+                         std::string_view failure, time_point now)
+{
+    feature *owner = find_feature(state_.features, name);
+    if (!owner)
+        return false;
+    if (owner->name.size() <= longest_locked_name)
+        owner->locks.emplace(where, lock{merge_user, "127.0.0.1"});
+    merges_.emplace(now + takes, running_merge{owner->name, where, std::string(failure)});
+    return true;
+}
+
 void fabric::stamp(scope_state &state) const
 {
     const auto count = static_cast<uint64_t>(clock_().count());
@@ -156,29 +168,51 @@ void fabric::end_action(feature &owner, place where, uint32_t result, uint32_t f
     pending_.push_back(action_event(owner.name, state.action, where.scope, where.vsan, result));
 }
 
+// The feature may have gone in the meantime; what is told of its merge is true all the same.
+void fabric::end_merge(const running_merge &merge)
+{
+    if (feature *owner = find_feature(state_.features, merge.feature)) {
+        const auto held = owner->locks.find(merge.where);
+        if (held != owner->locks.end() && held->second.user == merge_user)
+            owner->locks.erase(held);
+    }
+    if (merge.failure.empty())
+        return;
+    const bool physical = merge.where.scope == VYN_SCOPE_PHYSICAL;
+    pending_.push_back(merge_failure_event(merge.feature,
+                                           physical ? VYN_SERVICE_PHYSICAL : VYN_SERVICE_LOGICAL,
+                                           merge.where.vsan, merge.failure));
+}
+
+fabric::ends fabric::next_ends() const
+{
+    return {discovery_ends_.value_or(never), running_.empty() ? never : running_.front().ends,
+            merges_.empty() ? never : merges_.begin()->first};
+}
+
 std::optional<time_point> fabric::next_change() const
 {
     if (!pending_.empty())
         return time_point::min();
-    if (!running_.empty() && (!discovery_ends_ || running_.front().ends < *discovery_ends_))
-        return running_.front().ends;
-    return discovery_ends_;
+    const time_point next = next_ends().first();
+    return next == never ? std::nullopt : std::optional(next);
 }
 
 std::vector<event> fabric::advance(time_point now)
 {
     for (;;) {
-        const bool discovery = discovery_ends_ && *discovery_ends_ <= now;
-        const bool action = !running_.empty() && running_.front().ends <= now;
-        if (action && (!discovery || running_.front().ends < *discovery_ends_)) {
+        const ends next = next_ends();
+        if (next.first() > now)
+            return std::exchange(pending_, {});
+        if (next.first() == next.discovery) {
+            end_discovery();
+        } else if (next.first() == next.action) {
             // There is one of that name: replace() drops the actions of features that go.
             feature &owner = *find_feature(state_.features, running_.front().feature);
             end_action(owner, running_.front().where, owner.next_action.result,
                        owner.next_action.failure);
-        } else if (discovery) {
-            end_discovery();
         } else {
-            return std::exchange(pending_, {});
+            end_merge(merges_.extract(merges_.begin()).mapped());
         }
     }
 }

@@ -8,8 +8,10 @@
 // written out, edited and read back as one.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -81,6 +83,12 @@ class fabric {
                          uint32_t scope_value);
     uint32_t store_show_option(std::string_view name, const place &where, uint32_t value);
 
+    // Starts a merge of a feature's configuration there: it holds the lock of its place, unless
+    // somebody holds it already, for as long as it takes, and fails in the end if `failure` says
+    // why. False when there is no such feature.
+    bool start_merge(std::string_view name, const place &where, std::chrono::milliseconds takes,
+                     std::string_view failure, time_point now);
+
     // When advance() will next have something to do, if ever.
     std::optional<time_point> next_change() const;
 
@@ -95,15 +103,31 @@ class fabric {
         std::optional<lock> held; // as it was taken for this action
     };
 
+    struct running_merge {
+        std::string feature;
+        place where;
+        std::string failure;
+    };
+
+    // When what runs will end; never, where nothing does.
+    static constexpr time_point never = time_point::max();
+    struct ends {
+        time_point discovery, action, merge;
+        time_point first() const { return std::min({discovery, action, merge}); }
+    };
+
+    ends next_ends() const;
     void end_discovery();
+    void end_merge(const running_merge &merge);
     void end_action(feature &owner, place where, uint32_t result, uint32_t failure);
     void stamp(scope_state &state) const;
 
     fabric_state state_;
     wall_clock clock_;
     std::optional<time_point> discovery_ends_;
-    std::vector<running_action> running_; // in the order of their ends
-    std::vector<event> pending_;          // for the next advance()
+    std::vector<running_action> running_;             // in the order of their ends
+    std::multimap<time_point, running_merge> merges_; // by the time of their end
+    std::vector<event> pending_;                      // for the next advance()
 };
 
 } // namespace vynd

@@ -261,7 +261,7 @@ void server::command(connection &client, const frame_header &header, std::string
                      time_point now)
 {
     const auto post_now = [&](const event &posted) { return post(posted, now); };
-    const command_answer result = run_command(line, {model_, faults_, post_now});
+    const command_answer result = run_command(line, {model_, faults_, now, post_now});
     log_.line("command \"" + escaped(line.substr(0, 512)) + "\" -> " +
               (result.done ? "done" : "refused: " + escaped(result.text)));
     frame_header reply = header_of(frame_kind::answer);

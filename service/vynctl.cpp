@@ -1,4 +1,4 @@
-// vynctl: one command to a running vynd, its answer, and an exit status that scripts can use.
+// vynctl: commands to a running vynd, their answers, and an exit status that scripts can use.
 //
 // It sends without waiting for the greeting, which a stalled service does not send, and passes
 // over it when it comes. What the words mean is the service's business.
@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iostream>
 #include <system_error>
 #include <vector>
 
@@ -22,6 +23,7 @@ namespace {
 constexpr char usage[] =
     "usage: vynctl [--socket PATH] [--timeout MS] COMMAND...\n"
     "Controls a running vynd: changes its fabric, posts events, switches faults on and off.\n"
+    "With - for the command, reads commands from standard input, one a line, up to one refused.\n"
     "  --socket PATH  where it listens ($VYN_SOCKET by default)\n"
     "  --timeout MS   how long to wait for it, 5000 by default\n"
     "  --help         this text\n"
@@ -60,27 +62,31 @@ vynd::bytes next_frame(int socket, steady::time_point deadline)
     }
 }
 
-exit_status run(const std::string &path, const std::string &command,
-                std::chrono::milliseconds timeout)
+vynd::unique_fd connect_to(const std::string &path)
 {
     const sockaddr_un address = vynd::address_of(path);
-    const vynd::unique_fd socket = vynd::make_socket();
+    vynd::unique_fd socket = vynd::make_socket();
     if (connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
         fail(errno, path);
+    return socket;
+}
+
+exit_status ask(int socket, const std::string &command, std::chrono::milliseconds timeout)
+{
     const vynd::bytes asked =
         vynd::make_frame(vynd::header_of(vynd::frame_kind::command), vynd::as_bytes(command));
     if (asked.size() > vynd::largest_frame) {
         std::fputs("vynctl: the command is too long\n", stderr);
         return refused;
     }
-    if (send(socket.get(), asked.data(), asked.size(), MSG_NOSIGNAL) < 0)
-        fail(errno, path);
+    if (send(socket, asked.data(), asked.size(), MSG_NOSIGNAL) < 0)
+        fail(errno, "not sent");
 
     const steady::time_point deadline = steady::now() + timeout;
     vynd::frame_header header;
     vynd::bytes frame;
     do {
-        frame = next_frame(socket.get(), deadline);
+        frame = next_frame(socket, deadline);
         std::memcpy(&header, frame.data(), sizeof header);
     } while (header.kind != static_cast<uint32_t>(vynd::frame_kind::answer));
 
@@ -92,6 +98,18 @@ exit_status run(const std::string &path, const std::string &command,
     if (!text.empty())
         std::puts(text.c_str());
     return done;
+}
+
+exit_status run(const std::string &path, const std::string &command,
+                std::chrono::milliseconds timeout)
+{
+    const vynd::unique_fd socket = connect_to(path);
+    if (command != "-")
+        return ask(socket.get(), command, timeout);
+    exit_status status = done;
+    for (std::string line; status == done && std::getline(std::cin, line);)
+        status = ask(socket.get(), line, timeout);
+    return status;
 }
 
 int show_usage(std::FILE *to, exit_status status)
