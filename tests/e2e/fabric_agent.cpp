@@ -3,8 +3,6 @@
 #include "fabric_agent.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <signal.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,215 +12,150 @@
 #include <sstream>
 #include <thread>
 
-static const std::string root = ".1.3.6.1.4.1.57193.12.7";
+static const std::string root = ".1.3.6.1.4.1.57193.12.7", failed = "vynctl has failed", or_else = " || echo " + failed;
 
-bool wait_until(const std::function<bool()> &condition)
-{
+bool wait_until(const std::function<bool()> &condition) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     while (!condition()) {
-        if (std::chrono::steady_clock::now() > limit)
-            return false;
+        if (std::chrono::steady_clock::now() > limit) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return true;
 }
 
-outcome run(const std::string &command)
-{
-    outcome result;
+std::string run(const std::string &command) {
+    std::string text;
     FILE *pipe = popen(("( " + command + " ) 2>&1").c_str(), "r");
-    if (pipe == nullptr)
-        return result;
     char buffer[4096];
-    while (size_t length = fread(buffer, 1, sizeof(buffer), pipe))
-        result.text.append(buffer, length);
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
+    while (size_t length = fread(buffer, 1, sizeof(buffer), pipe)) text.append(buffer, length);
+    pclose(pipe);
+    return text;
 }
 
-size_t count(const std::string &text, const std::string &part)
-{
+size_t count(const std::string &text, const std::string &part) {
     size_t found = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        found++;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) found++;
     return found;
 }
 
-static std::string replace_all(std::string text, const std::string &from, const std::string &to)
-{
+testing::AssertionResult has(const std::string &text, const std::string &part) {
+    return testing::AssertionResult(text.find(part) != std::string::npos) << "\"" << part << "\" in:\n" << text;
+}
+
+static std::string replace_all(std::string text, const std::string &from, const std::string &to) {
     for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
         text.replace(at, from.size(), to);
     return text;
 }
 
-static std::string read_file(const std::filesystem::path &path)
-{
-    std::stringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
-
-static int free_udp_port()
-{
+static int free_udp_port() {
     const int fd = socket(AF_INET, SOCK_DGRAM, 0);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof(address);
-    if (bind(fd, reinterpret_cast<sockaddr *>(&address), length) != 0 ||
-        getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) != 0)
-        ADD_FAILURE() << "no free port";
+    auto *any = reinterpret_cast<sockaddr *>(&address);
+    EXPECT_TRUE(bind(fd, any, length) == 0 && getsockname(fd, any, &length) == 0) << "no free port";
     close(fd);
     return ntohs(address.sin_port);
 }
 
-fabric_agent::fabric_agent()
-{
+fabric_agent::fabric_agent() {
     char name[] = "/tmp/vyn-e2e-XXXXXX";
     folder = mkdtemp(name);
-    agent_port = free_udp_port();
-    trap_port = free_udp_port();
-    environment["VYN_SOCKET"] = folder / "vynd.sock";
+    agent_port = std::to_string(free_udp_port());
+    trap_port = std::to_string(free_udp_port());
+    setenv("VYN_SOCKET", (folder + "/vynd.sock").c_str(), 1);
+    setenv("SNMP_PERSISTENT_DIR", (folder + "/persistent").c_str(), 1);
+    setenv("SNMPCONFPATH", folder.c_str(), 1);
+    setenv("MIBS", "", 1);
 }
 
-fabric_agent::~fabric_agent()
-{
-    for (pid_t *process : {&agent, &trap_receiver, &service})
-        if (*process > 0)
-            end(*process, SIGKILL);
-    if (HasFailure())
-        fprintf(stderr, "-- snmpd:\n%s-- vynd:\n%s-- snmptrapd:\n%s", agent_log().c_str(),
-                service_log().c_str(), trap_log().c_str());
+fabric_agent::~fabric_agent() {
+    stop_all();
+    if (HasFailure()) std::cerr << run("cd " + folder + " && tail -n +1 *.log *.out");
     std::filesystem::remove_all(folder);
 }
 
-pid_t fabric_agent::start(const std::vector<std::string> &command, const std::string &output)
-{
+pid_t fabric_agent::spawn(const std::string &command) {
     const pid_t process = fork();
-    if (process != 0)
-        return process;
-    std::vector<char *> arguments;
-    for (const std::string &word : command)
-        arguments.push_back(const_cast<char *>(word.c_str()));
-    arguments.push_back(nullptr);
-    const int file = open((folder / output).c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    dup2(file, STDOUT_FILENO);
-    dup2(file, STDERR_FILENO);
-    close(file);
-    for (const auto &[name, value] : environment)
-        setenv(name.c_str(), value.c_str(), 1);
-    setenv("SNMP_PERSISTENT_DIR", (folder / "persistent").c_str(), 1);
-    setenv("SNMPCONFPATH", folder.c_str(), 1);
-    setenv("MIBS", "", 1);
-    execvp(arguments[0], arguments.data());
+    if (process != 0) return process;
+    for (const auto &[name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
+    execl("/bin/sh", "sh", "-c", ("cd " + folder + " && exec " + command + " 2>&1").c_str(), nullptr);
     _exit(127);
 }
 
-void fabric_agent::end(pid_t &process, int signal)
-{
+int fabric_agent::end(pid_t &process, int signal) {
+    int status = 0;
     kill(process, signal);
     kill(process, SIGCONT);
-    waitpid(process, nullptr, 0);
-    process = 0;
+    waitpid(std::exchange(process, 0), &status, 0);
+    return status;
 }
 
-void fabric_agent::start_service(const std::filesystem::path &scenario)
-{
-    const std::string socket = folder / "vynd.sock";
-    service = start({VYN_SERVICE, "--socket", socket, "--scenario",
-                     std::filesystem::path(VYN_SCENARIOS) / scenario},
-                    "vynd.log");
-    ASSERT_TRUE(wait_until([&] {
-        return run(std::string(VYN_CONTROL) + " --socket " + socket + " ping").status == 0;
-    })) << service_log();
+void fabric_agent::start(const std::filesystem::path &scenario) {
+    for (const std::string log : {"/vynd.log", "/snmptrapd.log", "/snmpd.log"}) std::filesystem::remove(folder + log);
+    start_service(scenario);
+    std::ofstream(folder + "/receiver.conf") << "disableAuthorization yes\n"
+                                                "createUser carol SHA carol-auth AES carol-priv\n";
+    trap_receiver = spawn("snmptrapd -f -C -c receiver.conf -On -n -Lf snmptrapd.log -F '%v\\n' " + transport +
+                          ":127.0.0.1:" + trap_port + " >>snmptrapd.out");
+    ASSERT_TRUE(wait_until([&] { return has(trap_log(), "NET-SNMP version"); }));
+    start_agent();
+    ASSERT_TRUE(wait_until([&] { return subscriptions() == 1; }));
 }
 
-void fabric_agent::stop_service(int signal)
-{
-    end(service, signal);
+void fabric_agent::start_service(const std::filesystem::path &scenario) {
+    const std::string path = std::filesystem::path(VYN_SCENARIOS) / scenario;
+    service = spawn(VYN_SERVICE " --socket vynd.sock --scenario " + path + " >>vynd.log");
+    ASSERT_TRUE(wait_until([&] { return !has(run(VYN_CONTROL " ping" + or_else), failed); }));
 }
 
-void fabric_agent::stop_agent()
-{
-    end(agent, SIGTERM);
+void fabric_agent::stop_all() {
+    for (pid_t *process : {&agent, &trap_receiver, &service})
+        if (*process > 0) end(*process, SIGKILL);
 }
 
-void fabric_agent::start_agent()
-{
-    std::ofstream(folder / "agent.conf")
-        << "agentaddress udp:127.0.0.1:" << agent_port << "\n"
-        << "dlmod vyn_mib " << VYN_MODULE << "\n"
-        << "view fabric included .1.3.6.1.2.1.1\n"
-        << "view fabric included " << root << "\n"
-        << "view fabric included .1.3.6.1.6.3.1\n" // something behind it, where walks end
-        << "rocommunity watcher default -V fabric\n"
-        << "rwcommunity oper default -V fabric\n"
-        << "createUser alice SHA alice-auth AES alice-priv\n"
-        << "rwuser alice priv -V fabric\n"
-        << "trap2sink udp:127.0.0.1:" << trap_port << " traps\n";
-    std::vector<std::string> command = {
-        "snmpd", "-f", "-C", "-c", folder / "agent.conf", "-Lf", folder / "snmpd.log"};
-    if (!agent_modules.empty())
-        command.insert(command.end(), {"-I", agent_modules});
-    agent = start(command, "snmpd.out");
-    ASSERT_TRUE(wait_until([&] {
-        return manager("snmpget -r 0 -t 0.1", watcher, ".1.3.6.1.2.1.1.3.0").find("Timeticks") !=
-               std::string::npos;
-    })) << agent_log();
+void fabric_agent::start_agent() {
+    std::ofstream(folder + "/agent.conf")
+        << "agentaddress udp:127.0.0.1:" + agent_port + "\ndlmod vyn_mib " VYN_MODULE "\n"
+        << "rocommunity watcher default\nrwcommunity oper default\n"
+        << "createUser alice SHA alice-auth AES alice-priv\nrwuser alice priv\n"
+        << replace_all(trap_sink, "{}", transport + ":127.0.0.1:" + trap_port) << "\n";
+    agent = spawn("snmpd -f -C -c agent.conf -Lf snmpd.log " + agent_options + " >>snmpd.out");
+    const std::string hasty = "-r 0 -t 0.1 " + watcher;
+    ASSERT_TRUE(wait_until([&] { return has(manager("snmpget", hasty, ".1.3.6.1.2.1.1.3.0"), "Timeticks"); }));
 }
 
-void fabric_agent::start_trap_receiver()
-{
-    std::ofstream(folder / "receiver.conf") << "disableAuthorization yes\n";
-    trap_receiver = start({"snmptrapd", "-f", "-C", "-c", folder / "receiver.conf", "-On", "-n",
-                           "-Lf", folder / "snmptrapd.log", "-F", "%v\n",
-                           "udp:127.0.0.1:" + std::to_string(trap_port)},
-                          "snmptrapd.out");
-    ASSERT_TRUE(
-        wait_until([&] { return trap_log().find("NET-SNMP version") != std::string::npos; }));
+void fabric_agent::restart_agent() {
+    const size_t before = count(agent_log(), "restarted");
+    kill(agent, SIGHUP);
+    ASSERT_TRUE(wait_until([&] { return count(agent_log(), "restarted") > before; }));
 }
 
-std::string fabric_agent::control(const std::string &words)
-{
-    const outcome result = run(std::string(VYN_CONTROL) + " --socket " +
-                               (folder / "vynd.sock").string() + " " + words);
-    EXPECT_EQ(result.status, 0) << "vynctl " << words << ": " << result.text;
-    return result.text;
+std::string fabric_agent::control(const std::string &words) {
+    const std::string text = run(VYN_CONTROL " " + words + or_else);
+    EXPECT_FALSE(has(text, failed)) << words;
+    return text;
 }
 
-std::string fabric_agent::manager(const std::string &tool, const std::string &who,
-                                  const std::string &what)
-{
-    const std::string text =
-        run("MIBS= SNMPCONFPATH=" + folder.string() + " SNMP_PERSISTENT_DIR=" + folder.string() +
-            "/manager " + tool + " -On -Oe " + who + " 127.0.0.1:" + std::to_string(agent_port) +
-            " " + replace_all(what, "{}", root))
-            .text;
-    return replace_all(text, root, "{}");
+std::string fabric_agent::manager(const std::string &tool, const std::string &who, const std::string &what) {
+    const std::string command = tool + " -t 10 --hexOutputLength=0 -On -Oe " + who + " 127.0.0.1:" + agent_port + " ";
+    return replace_all(run(command + replace_all(what, "{}", root)), root, "{}");
 }
 
-std::string fabric_agent::get(const std::string &object)
-{
-    return manager("snmpget", oper, "{}." + object);
+std::string fabric_agent::ask(const std::string &tool, const std::string &object, const std::string &who) {
+    const std::string front = "{}." + object.substr(0, object.find(' ')) + " = ";
+    const std::string answer = manager(tool, who, "{}." + object);
+    return answer.find(front) == 0 ? answer.substr(front.size(), answer.size() - front.size() - 1) : answer;
 }
 
-std::string fabric_agent::set(const std::string &assignment)
-{
-    return manager("snmpset", oper, "{}." + assignment);
+std::string fabric_agent::log_of(const std::string &process) const {
+    std::stringstream text;
+    text << std::ifstream(folder + "/" + process + ".log").rdbuf();
+    return replace_all(text.str(), root, "{}");
 }
 
-std::string fabric_agent::service_log() const
-{
-    return read_file(folder / "vynd.log");
-}
-
-std::string fabric_agent::agent_log() const
-{
-    return read_file(folder / "snmpd.log");
-}
-
-std::string fabric_agent::trap_log() const
-{
-    return replace_all(read_file(folder / "snmptrapd.log"), root, "{}");
+long fabric_agent::agent_memory() const {
+    return std::stol(run("awk '/^VmData/ {print $2}' /proc/" + std::to_string(agent) + "/status"));
 }

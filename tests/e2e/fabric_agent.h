@@ -3,12 +3,12 @@
 // are the Net-SNMP tools.
 //
 // Nothing here waits for a time: what takes time is waited for with wait_until, whose limit only a
-// broken system reaches.
+// broken system reaches. What a manager is told is given with {} for vynMIB.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <sys/types.h>
+#include <signal.h>
 
 #include <filesystem>
 #include <functional>
@@ -19,55 +19,58 @@
 // Polls until the condition holds; false when it still does not after a minute.
 bool wait_until(const std::function<bool()> &condition);
 
-// A command of the shell: what it printed, standard error included, and its exit status.
-struct outcome {
-    std::string text;
-    int status = -1;
-};
-outcome run(const std::string &command);
+// What a command of the shell prints, standard error included.
+std::string run(const std::string &command);
+
+// How many times a text occurs in another, and whether it does; a failed check of that shows the text.
+size_t count(const std::string &text, const std::string &part);
+testing::AssertionResult has(const std::string &text, const std::string &part);
 
 class fabric_agent : public testing::Test {
   protected:
     fabric_agent();
     ~fabric_agent() override;
 
-    // A scenario of the tree, or any by its whole path.
-    void start_service(const std::filesystem::path &scenario = "default.json");
-    void stop_service(int signal); // and wait until the process is gone
+    // Everything, with new logs, up to the agent's subscription to events.
+    void start(const std::filesystem::path &scenario = "default.json");
+    void start_service(const std::filesystem::path &scenario = "default.json"); // of the tree, or a whole path
+    void stop_service(int signal) { end(service, signal); }                     // and wait until it is gone
     void start_agent();
-    void stop_agent();
-    void start_trap_receiver();
+    void restart_agent(); // as a manager of processes does it, by SIGHUP
+    void stop_agent() { EXPECT_EQ(end(agent, SIGTERM), 0); }
+    void stop_all();
 
     // vynctl with these words; its output.
     std::string control(const std::string &words);
 
-    // A manager: the tool's name, the arguments that say who asks, and what is asked. {} stands for
-    // vynMIB, in the output too.
+    // A manager: the tool's name, the arguments that say who asks, and what is asked.
     std::string manager(const std::string &tool, const std::string &who, const std::string &what);
 
-    // Like manager("snmpget", ...) of the operator, for one object below vynMIB.
-    std::string get(const std::string &object);
-    std::string set(const std::string &assignment);
+    // A GET and a SET of one object below vynMIB: its value ("INTEGER: 1"), or all of the answer if that is none.
+    std::string get(const std::string &object, const std::string &who = oper) { return ask("snmpget", object, who); }
+    std::string set(const std::string &object, const std::string &who = oper) { return ask("snmpset", object, who); }
 
-    std::string service_log() const;
-    std::string agent_log() const;
-    std::string trap_log() const;
+    std::string log_of(const std::string &process) const;
+    std::string service_log() const { return log_of("vynd"); }
+    std::string agent_log() const { return log_of("snmpd"); }
+    std::string trap_log() const { return log_of("snmptrapd"); }
+    size_t subscriptions() const { return count(service_log(), "subscribe 8475"); }
+    long agent_memory() const; // its heap and other private memory, in KiB
 
-    std::filesystem::path folder;
+    std::string folder;
     std::map<std::string, std::string> environment; // of the agent
-    std::string agent_modules;                      // of the stock agent; empty: all it has
+    std::string agent_options;
+    std::string transport = "udp";                // to the receiver of notifications
+    std::string trap_sink = "trap2sink {} traps"; // {}: the receiver's address
     pid_t service = 0, agent = 0, trap_receiver = 0;
 
     static inline const std::string watcher = "-v2c -c watcher", oper = "-v2c -c oper",
-                                    alice = "-v3 -u alice -l authPriv -a SHA -A alice-auth "
-                                            "-x AES -X alice-priv";
+                                    alice = "-v3 -u alice -l authPriv -a SHA -A alice-auth -x AES -X alice-priv",
+                                    no_instance = "No Such Instance currently exists at this OID";
 
   private:
-    pid_t start(const std::vector<std::string> &command, const std::string &output);
-    void end(pid_t &process, int signal);
-
-    int agent_port = 0, trap_port = 0;
+    std::string ask(const std::string &tool, const std::string &object, const std::string &who);
+    pid_t spawn(const std::string &command);
+    int end(pid_t &process, int signal);
+    std::string agent_port, trap_port;
 };
-
-// How many times a text occurs in another.
-size_t count(const std::string &text, const std::string &part);

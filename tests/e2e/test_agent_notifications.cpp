@@ -1,0 +1,137 @@
+// Notifications as a real receiver gets them: every variable, v2c and v3, bursts in order, and
+// events that are none.
+
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+#include "fabric_agent.h"
+
+namespace {
+
+class agent_notifications : public fabric_agent {
+  protected:
+    // vynctl with each of these commands, over one connection.
+    void control_all(const std::string &commands) {
+        std::ofstream(folder + "/commands") << commands;
+        control("- <" + folder + "/commands >/dev/null");
+    }
+
+    // What the receiver has got of the module's notifications, without the two variables in front,
+    // which are checked.
+    std::vector<std::string> received() {
+        static const std::regex pattern("\\.1\\.3\\.6\\.1\\.2\\.1\\.1\\.3\\.0 = Timeticks: \\(\\d+\\) [^\t]*\t"
+                                        "\\.1\\.3\\.6\\.1\\.6\\.3\\.1\\.1\\.4\\.1\\.0 = OID: (\\{\\}\\.0\\.[^]*)");
+        std::vector<std::string> found;
+        std::istringstream lines(trap_log());
+        for (std::string line; std::getline(lines, line);) {
+            std::smatch match;
+            EXPECT_EQ(std::regex_match(line, match, pattern), bool(has(line, "{}.0."))) << line;
+            if (!match.empty()) found.push_back(match[1]);
+        }
+        return found;
+    }
+};
+
+// A notification with these values of its variables.
+std::string notification(size_t number, const std::vector<std::string> &values) {
+    const std::string op = "1.1.1.1.", ntp = ".3.110.116.112";
+    const std::vector<std::string> objects[] = {{op + "5" + ntp, op + "6" + ntp, op + "7" + ntp, op + "8" + ntp},
+                                                {"1.2.1.0", "1.2.2.0", "1.2.3.0", "1.2.4.0"},
+                                                {"1.3.2.0", "1.3.3.0"}};
+    std::string text = "{}.0." + std::to_string(number);
+    for (size_t i = 0; i < values.size(); i++) text += "\t{}." + objects[number - 1][i] + " = " + values[i];
+    return text;
+}
+
+const std::string empty = "\"\"", vsan = "Hex-STRING: 00 00 00 0A ", name = "STRING: \"ntp\"",
+                  completed = notification(3, {"INTEGER: 3", empty});
+
+const std::pair<std::string, std::string> cases[] = {
+    {"merge-failure ntp 5/10 first", notification(2, {name, "INTEGER: 0", empty, "STRING: \"first\""})},
+    {"discovery failed 0x40B30050", notification(3, {"INTEGER: 4", "STRING: \"Success\""})},
+    {"discovery completed", completed},
+    {"merge-failure abcdefgh 10 lost",
+     notification(2, {"STRING: \"abcdefgh\"", "INTEGER: 2", vsan, "STRING: \"lost\""})},
+    {"discovery failed 0x40B30050", notification(3, {"INTEGER: 4", "STRING: \"Unknown error 0x65666768\""})},
+    {"merge-failure ntp physical", notification(2, {name, "INTEGER: 1", empty, empty})},
+    {"action ntp physical commit success", notification(1, {"INTEGER: 4", "INTEGER: 1", empty, "INTEGER: 2"})},
+    {"action ntp 10 abort failed", notification(1, {"INTEGER: 5", "INTEGER: 2", vsan, "INTEGER: 3"})},
+    {"action ntp 7/10 9 5", notification(1, {"INTEGER: 9", "INTEGER: 7", empty, "INTEGER: 5"})},
+};
+
+TEST_F(agent_notifications, carry_every_variable) {
+    for (const bool inform : {false, true}) {
+        if (inform) // SNMPv3, authenticated and encrypted, and answered by the receiver
+            trap_sink = "trapsess -v3 -Ci -u carol -l authPriv -a SHA -A carol-auth -x AES -X carol-priv {}";
+        start();
+        for (const auto &test : cases) control("event " + test.first);
+        ASSERT_TRUE(wait_until([&] { return received().size() == std::size(cases); })) << received().size();
+        const std::vector<std::string> got = received();
+        for (size_t i = 0; i < got.size(); i++) EXPECT_EQ(got[i], cases[i].second) << cases[i].first;
+        stop_all();
+    }
+}
+
+TEST_F(agent_notifications, burst_arrives_whole_and_in_order) {
+    constexpr int burst = 1000;
+    transport = "tcp";
+    start();
+    std::string commands;
+    for (int i = 1; i <= burst; i++) commands += "event action ntp 2/" + std::to_string(i) + " commit success\n";
+    control("fault stall"); // so that all of them come at once
+    control_all(commands);
+    control("fault off");
+    ASSERT_TRUE(wait_until([&] {
+        EXPECT_TRUE(has(manager("snmpbulkwalk", oper, "{}"), "{}.1.4.1.0 = INTEGER: 1\n"));
+        return received().size() >= burst;
+    })) << received().size();
+    const std::vector<std::string> got = received();
+    EXPECT_EQ(got.size(), size_t{burst});
+    for (int i = 1; i <= burst; i++) {
+        char end[32];
+        snprintf(end, sizeof(end), "%02X %02X \t", i >> 8, i & 255);
+        ASSERT_TRUE(has(got[i - 1], end)) << i;
+    }
+}
+
+TEST_F(agent_notifications, malformed_events_harm_nobody) {
+    environment["VYN_DEBUG"] = "100";
+    transport = "tcp"; // thousands, and none may be lost on the way
+    start();
+    // Every length of each kind, all bytes set: names and texts without an end. The agent takes
+    // what an event lacks for zero, also behind a long one.
+    std::string commands;
+    for (const std::string opcode : {"8470", "8475"})
+        for (const std::string type : {"", "00000016", "0000001b", "00000017"})
+            for (int size = 400; size >= 0; size--)
+                commands += "event raw " + opcode + " " + (size < 4 ? "" : type) + std::string(2 * size, 'f') + "\n";
+    commands += "event raw 8475 0000001b\nevent raw 8475 00000017\n";
+    control_all(commands);
+    control("event discovery completed");
+    ASSERT_TRUE(wait_until([&] { return !received().empty() && received().back() == completed; }));
+    EXPECT_EQ(received().end()[-2], notification(3, {"INTEGER: 0", empty}));
+    EXPECT_TRUE(has(agent_log(), "handle_VYNNotifications : Invalid VYN notificationType"));
+    EXPECT_EQ(get("1.4.1.0"), "INTEGER: 1");
+}
+
+TEST_F(agent_notifications, memory_is_flat_over_many) {
+    start("minimal.json");
+    std::string commands;
+    for (int i = 0; i < 1000; i++)
+        commands += "event action ntp 10 commit success\nevent merge-failure ntp physical text\n";
+    long settled = 0;
+    for (int round = 1; round <= 5; round++) {
+        control_all(commands);
+        // Datagrams may be lost, so the last event of a round is told by what no other one has.
+        const std::string last = "round" + std::to_string(round);
+        ASSERT_TRUE(wait_until([&] {
+            control("event merge-failure " + last + " physical");
+            return !received().empty() && has(received().back(), last);
+        }));
+        if (round == 2) settled = agent_memory();
+    }
+    EXPECT_LE(agent_memory(), settled + 64) << "KiB";
+}
+
+} // namespace
