@@ -18,10 +18,6 @@ namespace {
 constexpr uint32_t option_show_cfg = 7;
 constexpr uint32_t most_show_cfg = 2; // its values are 1 and 2; 0 in an entry: never set
 
-// Words of a state record, counted from 0.
-constexpr size_t word_scope = 4;
-constexpr size_t word_vsan = 5;
-
 using name_field = uint8_t[84];
 
 // The plain name; empty, which no feature is called, where its length does not fit.
@@ -78,8 +74,8 @@ outcome read_registry(fabric &model, const be32 &index, const request &, time_po
 outcome read_state(fabric &model, const state_request &key, const request &asked, time_point)
 {
     const bool next = asked.msg_type == VYN_MSG_GETNEXT;
-    const uint32_t scope = key.record[word_scope];
-    const uint32_t vsan = scope == VYN_SCOPE_LOGICAL ? uint32_t{key.record[word_vsan]} : 0;
+    const uint32_t scope = key.record.scope;
+    const uint32_t vsan = scope == VYN_SCOPE_LOGICAL ? uint32_t{key.record.vsan} : 0;
     if ((!next && asked.msg_type != VYN_MSG_GET) || scope > VYN_SCOPE_LOGICAL)
         return refused(VYN_ERR_BAD_REQUEST, "operation or scope does not fit");
     const feature *owner = find_feature(model.state().features, plain(key.name));
@@ -97,13 +93,17 @@ outcome read_state(fabric &model, const state_request &key, const request &asked
         return done(VYN_ERR_NO_MORE_ENTRIES);
 
     const auto &[where, state] = *row;
-    // clang-format off
-    const be32 record[] = {0, 0, 0, state.action, where.scope, where.vsan, state.result,
-                           state.failure, state.seconds, state.microseconds, state.show_cfg_option};
-    // clang-format on
-    static_assert(sizeof record == sizeof key.record);
+    const vyn_feature_state record{{},
+                                   state.action,
+                                   where.scope,
+                                   where.vsan,
+                                   state.result,
+                                   state.failure,
+                                   state.seconds,
+                                   state.microseconds,
+                                   state.show_cfg_option};
     outcome result{0, bytes(sizeof record), {}};
-    std::memcpy(result.reply.data(), record, sizeof record);
+    std::memcpy(result.reply.data(), &record, sizeof record);
     return result;
 }
 
@@ -154,8 +154,7 @@ std::string registry_text(const be32 &index)
 
 std::string state_text(const state_request &key)
 {
-    return "state of " + quoted(key.name) +
-           scope_text(key.record[word_scope], key.record[word_vsan], "last");
+    return "state of " + quoted(key.name) + scope_text(key.record.scope, key.record.vsan, "last");
 }
 
 std::string action_text(const registry_entry &entry)

@@ -16,7 +16,7 @@ namespace {
 
 constexpr uint32_t lock_header = 0x4C4F434B;
 constexpr uint32_t loopback = 0x7F000001;
-enum address_type : uint32_t { address_ipv4 = 1, address_ipv6 = 2, address_text = 16 };
+constexpr uint32_t address_text = 16; // beside the types that have a meaning
 
 static_assert(sizeof(resp_app_lock_state::user_name) == longest_user + 1 &&
               sizeof(resp_app_lock_state::addr) == longest_address + 1 &&
@@ -41,10 +41,10 @@ void fill_address(resp_app_lock_state &reply, const std::string &address)
 {
     reply.ip_address = loopback;
     if (inet_pton(AF_INET, address.c_str(), reply.addr) == 1) {
-        reply.addr_type = address_ipv4;
+        reply.addr_type = VYN_ADDR_IPV4;
         std::memcpy(&reply.ip_address, reply.addr, sizeof reply.ip_address);
     } else if (inet_pton(AF_INET6, address.c_str(), reply.addr) == 1) {
-        reply.addr_type = address_ipv6;
+        reply.addr_type = VYN_ADDR_IPV6;
     } else {
         reply.addr_type = address_text;
         std::memcpy(reply.addr, address.data(), address.size());

@@ -15,6 +15,7 @@
 #include <type_traits>
 
 #include "be32.h"
+#include "vyn_wire.h"
 
 namespace vynd {
 
@@ -69,13 +70,13 @@ struct registry_entry {
 static_assert(sizeof(registry_entry) == 112 && offsetof(registry_entry, show_cfg_option) == 84);
 static_assert(std::is_trivially_copyable_v<registry_entry>);
 
-// The state of a feature. On entry, words 5 and 6 of the record (from 1) are the scope and VSAN
-// wanted. get: that row, or with scope 0 the feature's last action in whatever scope. getnext: with
-// scope 1 the physical row, with scope 2 the row of the next VSAN behind the one given, with scope
-// 0 none. VYN_ERR_NO_MORE_ENTRIES: there is no such row.
+// The state of a feature. On entry, scope and VSAN of the record are those wanted. get: that row,
+// or with scope 0 the feature's last action in whatever scope. getnext: with scope 1 the physical
+// row, with scope 2 the row of the next VSAN behind the one given, with scope 0 none.
+// VYN_ERR_NO_MORE_ENTRIES: there is no such row.
 struct state_request {
     uint8_t name[84]; // as in registry_entry
-    be32 record[11];
+    vyn_feature_state record;
 };
 static_assert(sizeof(state_request) == 128 && std::is_trivially_copyable_v<state_request>);
 

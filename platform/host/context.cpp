@@ -11,7 +11,6 @@
 // Over AgentX nobody knows the manager: there the user is "agentx". Nor does a refusal in COMMIT
 // reach it there: the master takes what COMMIT means for a subagent as done.
 
-#include <cctype>
 #include <cstdlib>
 #include <cstring>
 

@@ -33,6 +33,11 @@ struct syserr_entry {
 // Never null: codes that are not known have an entry that is made up for the call.
 const syserr_entry *syserr_find(uint32_t code);
 
+// A request of the client library on behalf of the SNMP request that is being served; as
+// cmi_req_resp, which it is.
+uint32_t ask_service(uint32_t opcode, uint32_t msg_type, void *request, void **response_out,
+                     uint32_t *length_inout);
+
 // Counts the times that a service has come (back): what was read from it under another count is
 // stale.
 uint32_t service_generation();

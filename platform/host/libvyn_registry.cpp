@@ -28,8 +28,6 @@
 #include <net-snmp/net-snmp-includes.h>
 
 #include "host.h"
-#include "mts.h"
-#include "snmp_context.h"
 #include "vyn_wire.h"
 #include "vynd_protocol.h"
 
@@ -75,9 +73,7 @@ u32 read_page(size_t index, page *features, size_t *received)
     be32 first = static_cast<uint32_t>(index);
     void *block = nullptr;
     u32 length = sizeof(first);
-    const u32 error =
-        cmi_req_resp(vynd::opcode_registry, VYN_MSG_GET, &first, &block, &length,
-                     get_snmp_username(0), get_snmp_sessionid(0), 0, mts_response_q, 0);
+    const u32 error = ask_service(vynd::opcode_registry, VYN_MSG_GET, &first, &block, &length);
     const std::unique_ptr<void, decltype(&free)> owner(block, free);
     if (error != 0)
         return error;

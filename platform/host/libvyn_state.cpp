@@ -11,8 +11,6 @@
 #include <memory>
 
 #include "host.h"
-#include "mts.h"
-#include "snmp_context.h"
 #include "vyn_wire.h"
 #include "vynd_protocol.h"
 
@@ -23,9 +21,7 @@ namespace {
 template <typename Request> int change(vynd::client_opcode opcode, Request request)
 {
     u32 length = sizeof(request);
-    return static_cast<int>(cmi_req_resp(opcode, VYN_MSG_SET, &request, nullptr, &length,
-                                         get_snmp_username(0), get_snmp_sessionid(0), 0,
-                                         mts_response_q, 0));
+    return static_cast<int>(ask_service(opcode, VYN_MSG_SET, &request, nullptr, &length));
 }
 
 vynd::registry_entry wire_of(const vyn_feature_entry &entry)
@@ -50,12 +46,11 @@ VYN_EXPORT int get_vyn_entry_from_module(vyn_feature_entry *entry, void *state, 
         return failed;
     vynd::state_request request;
     memcpy(request.name, entry->name, sizeof(request.name));
-    memcpy(request.record, state, sizeof(request.record));
+    memcpy(&request.record, state, sizeof(request.record));
     void *block = nullptr;
     u32 length = sizeof(request);
-    const u32 error = cmi_req_resp(vynd::opcode_state, op == exact ? VYN_MSG_GET : VYN_MSG_GETNEXT,
-                                   &request, &block, &length, get_snmp_username(0),
-                                   get_snmp_sessionid(0), 0, mts_response_q, 0);
+    const u32 error = ask_service(vynd::opcode_state, op == exact ? VYN_MSG_GET : VYN_MSG_GETNEXT,
+                                  &request, &block, &length);
     const std::unique_ptr<void, decltype(&free)> owner(block, free);
     if (error == VYN_ERR_NO_MORE_ENTRIES)
         return none;

@@ -20,6 +20,7 @@
 #include "connection.h"
 #include "host.h"
 #include "mts.h"
+#include "snmp_context.h"
 
 namespace vyn_host {
 namespace {
@@ -227,6 +228,13 @@ bool requests_closed()
 struct mts_queue {};
 static mts_queue response_queue;
 VYN_EXPORT mts_queue *mts_response_q = &response_queue;
+
+uint32_t vyn_host::ask_service(uint32_t opcode, uint32_t msg_type, void *request,
+                               void **response_out, uint32_t *length_inout)
+{
+    return cmi_req_resp(opcode, msg_type, request, response_out, length_inout, get_snmp_username(0),
+                        get_snmp_sessionid(0), 0, mts_response_q, 0);
+}
 
 VYN_EXPORT u32 cmi_req_resp(u32 opcode, u32 msg_type, void *request, void **response_out,
                             u32 *length_inout, const char *user, u32 session, u32, mts_queue *, u32)

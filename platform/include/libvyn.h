@@ -38,7 +38,7 @@ typedef struct vyn_cfg_option {
 int query_and_build_vyn_registrations(void);
 
 /* Starts a scan of the registry. Next: the following feature, or null behind the last. Entries
- * stay the library's, and stay where they are until the registry is read anew. */
+ * stay the library's, and stay where they are for as long as one SNMP request is served. */
 void vyn_scanFeatureInit(void);
 vyn_feature_entry *vyn_scanFeatureNext(void);
 

@@ -21,15 +21,6 @@
 
 // --- Rows ---
 
-static vyn_feature_entry *next_feature(const char *key)
-{
-    vyn_scanFeatureInit();
-    while (vyn_feature_entry *entry = vyn_scanFeatureNext())
-        if (strcmp(reinterpret_cast<const char *>(entry->name), key) > 0)
-            return entry;
-    return nullptr;
-}
-
 // The feature that a read is about; name and length become those of its row.
 static vyn_feature_entry *find_feature(const struct variable *vp, oid *name, size_t *length,
                                        bool exact)
@@ -44,7 +35,7 @@ static vyn_feature_entry *find_feature(const struct variable *vp, oid *name, siz
     char key[VYN_LONGEST_FEATURE + 1];
     if (!vyn_oid_cursor(name, *length, start).take_string(key, VYN_LONGEST_FEATURE))
         return nullptr;
-    vyn_feature_entry *entry = exact ? vyn_getFeatureEntry(key) : next_feature(key);
+    vyn_feature_entry *entry = exact ? vyn_getFeatureEntry(key) : vyn_first_feature_behind(key);
     if (entry == nullptr)
         return nullptr;
     vyn_oid_builder row(vp->name, vp->namelen);
@@ -140,7 +131,6 @@ static constexpr vyn_integer_checks action_checks = {
     .highest = 6,
     .wrong_type = "write to vynFeatureOpAction not ASN_INTEGER\n",
     .wrong_length = "write to vynFeatureOpAction: bad length\n",
-    .wrong_value = nullptr,
     .function = "set_vynFeatureOpAction",
 };
 
@@ -151,7 +141,6 @@ static constexpr vyn_integer_checks scope_type_checks = {
     .highest = 2,
     .wrong_type = "write to vynFeatureOpScopeType not ASN_INTEGER\n",
     .wrong_length = "write to vynFeatureOpScopeType: bad length\n",
-    .wrong_value = nullptr,
     .function = "set_vynFeatureOpScopeType",
 };
 
@@ -162,7 +151,6 @@ static constexpr vyn_integer_checks show_cfg_option_checks = {
     .highest = 2,
     .wrong_type = "write to vynFeatureOpShowCfgOption not ASN_INTEGER\n",
     .wrong_length = "wwrite to vynFeatureOpShowCfgOption: bad length\n",
-    .wrong_value = nullptr,
     .function = "set_vynFeatureOpShowCfgOption",
 };
 
@@ -182,8 +170,7 @@ static int check_action_is_allowed(const oid *name, size_t length)
     const vyn_feature_entry *entry = vyn_parse_FeatureEntry(name, length);
     if (entry == nullptr)
         return SNMP_NOSUCHINSTANCE;
-    const char *plain_name = reinterpret_cast<const char *>(entry->name) + 1;
-    if (strcmp(plain_name, "role") == 0 && !vacm_is_user_network_admin()) {
+    if (strcmp(vyn_plain_name(*entry), "role") == 0 && !vacm_is_user_network_admin()) {
         vyn_trace(VYN_TRACE_FAILURE, "%s : syserr_snmp_err_not_sufficient_access_right\n",
                   "set_vynFeatureOpAction");
         return SNMP_ERR_GENERR;

@@ -106,16 +106,6 @@ static int decode_exact(vyn_oid_cursor index, ext_key *key)
     return 0;
 }
 
-// The first feature in scan order that is greater than a plain name; see the head of the file.
-static vyn_feature_entry *first_behind(const char *plain_name)
-{
-    vyn_scanFeatureInit();
-    while (vyn_feature_entry *entry = vyn_scanFeatureNext())
-        if (strcmp(reinterpret_cast<const char *>(entry->name), plain_name) > 0)
-            return entry;
-    return nullptr;
-}
-
 // A GETNEXT names what the wanted row comes behind: nothing, or a name and what follows it.
 static int decode_next(vyn_oid_cursor index, ext_key *key)
 {
@@ -127,7 +117,7 @@ static int decode_next(vyn_oid_cursor index, ext_key *key)
 
     vyn_feature_entry *feature = vyn_getFeatureEntry(name);
     if (feature == nullptr) {
-        feature = first_behind(name);
+        feature = vyn_first_feature_behind(name); // no length in front: see the head of the file
         *key = feature != nullptr ? start_of(feature) : ext_key{};
     } else if (scope == VYN_SCOPE_LOGICAL) {
         *key = {feature, VYN_SCOPE_LOGICAL, vsan_to_go_on_from(index)};
@@ -176,8 +166,7 @@ static bool commit_row(const struct variable *vp, const vyn_feature_entry &featu
                        const vyn_feature_state &state, oid *name, size_t *length)
 {
     vyn_oid_builder row(vp->name, vp->namelen);
-    const char *plain_name = reinterpret_cast<const char *>(feature.name) + 1;
-    row.put_name(plain_name, strnlen(plain_name, sizeof(feature.name) - 1));
+    row.put_name(vyn_plain_name(feature), strnlen(vyn_plain_name(feature), VYN_LONGEST_FEATURE));
     if (state.scope == VYN_SCOPE_PHYSICAL) {
         row.put(VYN_SCOPE_PHYSICAL);
         row.put(0);
@@ -257,7 +246,6 @@ static constexpr vyn_integer_checks show_cfg_option_checks = {
     .highest = 2,
     .wrong_type = "write to vynFeatureOpExtShowCfgOption not ASN_INTEGER\n",
     .wrong_length = "write to vynFeatureOpExtShowCfgOption: bad length\n",
-    .wrong_value = nullptr,
     .function = "set_vynFeatureOpExtShowCfgOption",
 };
 

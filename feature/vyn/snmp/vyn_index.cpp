@@ -1,8 +1,8 @@
 // Reading and writing OID indexes: names of features, the cursor and the builder.
 //
-// Everything that decodes here narrows a sub-identifier only after it has looked at it as it is,
-// and compares a count with what is left before it uses it. The decoders trace nothing: an index
-// that names no row is nothing unusual.
+// Everything here compares a count with what is left before it uses it. What insists on characters
+// looks at a sub-identifier as it is; what takes octets narrows it. The decoders trace nothing: an
+// index that names no row is nothing unusual.
 
 #include "vyn_index.h"
 
@@ -61,6 +61,20 @@ vyn_feature_entry *vyn_parse_FeatureEntry(const oid *name, size_t length)
     return entry;
 }
 
+const char *vyn_plain_name(const vyn_feature_entry &entry)
+{
+    return reinterpret_cast<const char *>(entry.name) + 1;
+}
+
+vyn_feature_entry *vyn_first_feature_behind(const char *key)
+{
+    vyn_scanFeatureInit();
+    while (vyn_feature_entry *entry = vyn_scanFeatureNext())
+        if (strcmp(reinterpret_cast<const char *>(entry->name), key) > 0)
+            return entry;
+    return nullptr;
+}
+
 bool vyn_is_below(const struct variable *column, const oid *name, size_t length)
 {
     return length > column->namelen &&
@@ -75,9 +89,9 @@ bool vyn_oid_cursor::take(oid *value)
     return true;
 }
 
-size_t vyn_oid_cursor::take_octets(uint8_t *octets, oid count)
+size_t vyn_oid_cursor::take_octets(uint8_t *octets, size_t count)
 {
-    const size_t taken = count < left() ? static_cast<size_t>(count) : left();
+    const size_t taken = std::min(count, left());
     for (size_t i = 0; i < taken; i++)
         octets[i] = static_cast<uint8_t>(*next_++);
     return taken;

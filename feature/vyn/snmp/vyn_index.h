@@ -32,6 +32,13 @@ int vynFeature_parse_oid(const oid *index, size_t index_length, char **name_out,
 // The feature whose row of the operation table an OID names, its length agreeing; or null.
 vyn_feature_entry *vyn_parse_FeatureEntry(const oid *name, size_t length);
 
+// The first entry of the registry, in its own scan order, that is greater than a key by strcmp: the
+// entry's name has its length in front. Null at the end.
+vyn_feature_entry *vyn_first_feature_behind(const char *key);
+
+// A feature's name without its length, at most VYN_LONGEST_FEATURE characters and a NUL.
+const char *vyn_plain_name(const vyn_feature_entry &entry);
+
 // True when an OID lies below that of a column.
 bool vyn_is_below(const struct variable *column, const oid *name, size_t length);
 
@@ -52,7 +59,7 @@ class vyn_oid_cursor {
 
     // Takes up to `count` as octets, the low 8 bits of each, and returns how many there were. The
     // buffer must have room for `count`, which therefore never comes from an OID unchecked.
-    size_t take_octets(uint8_t *octets, oid count);
+    size_t take_octets(uint8_t *octets, size_t count);
 
     // Takes all as characters of a string with room for `longest` of them and a NUL. False when
     // there are more, or when one is no character.

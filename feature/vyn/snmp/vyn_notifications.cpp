@@ -10,6 +10,7 @@
 // discovery is not the event's own: it is read from the copy that merge failures share, where bytes
 // 4 to 7 of the last one's feature name lie.
 
+#include <cstdio>
 #include <cstring>
 
 #include "snmp_context.h"
@@ -64,6 +65,15 @@ class vyn_varbinds {
     netsnmp_variable_list *head_ = nullptr;
     netsnmp_variable_list *last_ = nullptr;
 };
+
+// How every handler begins. The flag is set whether or not a notification comes of the event. The
+// payload, or null.
+static const void *begin_event(const char *function, mts_msg *message, int *flag)
+{
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying", function);
+    *flag = 1;
+    return message != nullptr ? mts_payload_get(message) : nullptr;
+}
 
 template <typename Record> static Record read_event(const void *payload, size_t offset)
 {
@@ -141,9 +151,7 @@ static netsnmp_variable_list *discovery_ended(const void *payload, oid *notifica
 netsnmp_variable_list *handle_VYNNotifications(mts_msg *message, oid *notification_oid,
                                                size_t *notification_oid_length, int *flag)
 {
-    vyn_trace(VYN_TRACE_FLOW, "%s : entrying", "handle_VYNNotifications");
-    *flag = 1;
-    const void *payload = message != nullptr ? mts_payload_get(message) : nullptr;
+    const void *payload = begin_event("handle_VYNNotifications", message, flag);
     if (payload == nullptr)
         return nullptr;
     switch (read_event<be32>(payload, 0)) {
@@ -191,9 +199,7 @@ static vyn_oid_builder feature_op_row(oid column, const vyn_feature_action_notif
 netsnmp_variable_list *handle_VYNFeatureActionNotif(mts_msg *message, oid *notification_oid,
                                                     size_t *notification_oid_length, int *flag)
 {
-    vyn_trace(VYN_TRACE_FLOW, "%s : entrying", "handle_VYNFeatureActionNotif");
-    *flag = 1;
-    const void *payload = message != nullptr ? mts_payload_get(message) : nullptr;
+    const void *payload = begin_event("handle_VYNFeatureActionNotif", message, flag);
     if (payload == nullptr)
         return nullptr;
     const auto event = read_event<vyn_feature_action_notif>(payload, 0);

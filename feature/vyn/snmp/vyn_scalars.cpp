@@ -127,7 +127,6 @@ static constexpr vyn_integer_checks discovery_checks = {
     .wrong_type = "write to vynStartPeersDiscoverynot ASN_INTEGER\n",
     .wrong_length = "write to vynStartPeersDiscovery:bad length\n",
     .wrong_value = "write to vynStartPeersDiscovery:wrong value\n",
-    .function = "set_vynStartPeersDiscovery",
 };
 
 static constexpr vyn_integer_checks distribution_checks = {
@@ -138,7 +137,6 @@ static constexpr vyn_integer_checks distribution_checks = {
     .wrong_type = "write to set_vynDistCtrlnot ASN_INTEGER\n",
     .wrong_length = "write to set_vynDistCtrl:bad length\n",
     .wrong_value = "write to set_vynDistCtrl:wrong value\n",
-    .function = "set_vynDistCtrl",
 };
 
 static int check_no_discovery_runs()

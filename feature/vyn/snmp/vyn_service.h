@@ -127,7 +127,7 @@ class vyn_reply {
         Record record{};
         if (present() && offset < length_)
             memcpy(&record, static_cast<const uint8_t *>(block_) + offset,
-                   length_ - offset < sizeof(Record) ? length_ - offset : sizeof(Record));
+                   std::min<size_t>(length_ - offset, sizeof(Record)));
         return record;
     }
 
@@ -172,8 +172,8 @@ struct vyn_integer_checks {
     int32_t lowest, highest; // the values accepted
     const char *wrong_type;
     const char *wrong_length;
-    const char *wrong_value; // null: "%s : Wrong range : %d", with the function and the value
-    const char *function;
+    const char *wrong_value = nullptr; // null: "%s : Wrong range : %d", with the value and
+    const char *function = nullptr;    // the name of the write function
 };
 
 // Runs the checks; traces and returns the SNMP error of the first that fails, else
