@@ -257,13 +257,27 @@ void buginf(int a, const char *module, int b, const char *text, ...) {
 
 const char *syserr2str(u32 code) {
     static std::string text;
-    return (text = "E" + std::to_string(code)).c_str();
+    return (text = fake->error_text.empty() ? "E" + std::to_string(code) : fake->error_text).c_str();
 }
 
 const char *syserr_format(u32 code) {
     static std::string text;
     return (text = code == 300 ? std::string(300, 'x') : "reason " + std::to_string(code)).c_str();
 }
+
+// A word that tells both arguments.
+u32 vyn_mr_status2syserr(u32 code, u32 flag) { return flag << 16 | code; }
+
+// --- The host, for which the linker puts these in front ---
+
+int __real_close(int file);
+
+int __wrap_open(const char *path, int flags, ...) {
+    log("open %s %d", path, flags);
+    return fake->files.contains(path) ? 0 : -1; // 0 is a descriptor like any other
+}
+
+int __wrap_close(int file) { return file == 0 ? log("close 0"), 0 : __real_close(file); }
 
 // --- The agent ---
 

@@ -5,7 +5,7 @@
 //   debug vyn the text                                            a line of debug output
 //   state ntp op=2 scope=2 vsan=10                                a question for a feature's state
 //   run ntp 4, store ntp, option ntp 7 2 10 1                     changes of the client library
-//   indxobj_create, register_mib, ... with their arguments
+//   indxobj_create, register_mib, open, ... with their arguments
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,6 +13,7 @@
 #include <deque>
 #include <list>
 #include <optional>
+#include <set>
 
 #include "libvyn.h"
 #include "vyn_mib.h"
@@ -40,6 +41,8 @@ struct fake_platform {
          registry_fails = false;
     int container_result = INDXOBJ_SUCCESS;
     size_t rows_visited = 0;
+    std::string error_text;      // of every system error, instead of E and its number
+    std::set<std::string> files; // what the module finds on the host
     // A message without a payload; all others are their own payload.
     mts_msg *const empty_message = reinterpret_cast<mts_msg *>(this);
     lines log;

@@ -97,8 +97,10 @@ TEST_F(frame, unknown_identifiers_have_no_value) {
     platform.history = false;
     platform.add_feature("n", 2);
     platform.states = {{0, {}}, {0, {}}};
-    platform.answers = {{.error = 0, .reply = octets(512)}};
-    for (auto read : {get_vyn_mib, get_vynFeatureOpTable, get_vynFeatureOpExtTable, get_vynPendingConfOwnerTable}) {
+    platform.answers.assign(6, {.error = 0, .reply = reply_of(512, {{92, 1}})});
+    for (auto read :
+         {get_vyn_mib, get_vynFeatureOpTable, get_vynFeatureOpExtTable, get_vynPendingConfOwnerTable, get_vynMergeTable,
+          get_vynMergeMembersTable, get_vynPeersTable, get_vynFeaturePeersTable, get_vynStatPeersTable}) {
         struct variable vp = {};
         vp.magic = 200;
         oid name[MAX_OID_LEN] = {};

@@ -59,6 +59,7 @@ TEST_F(pending_owner, asks_for_what_the_index_says) {
         std::string request; // behind the query
     } cases[] = {
         {true, ntp_physical, " 12=6e747000 96=00000002"},
+        {true, {3, 'n', 't', 'p' + 256, 1}, " 12=6e747000 96=00000002"}, // octets are all there is of it
         {true, ntp_vsan_10, " 12=6e747000 96=00000001 100=0000000a"},
         {true, ntp + sub_ids{2, 9, 1, 2, 3, 4, 5}, " 12=6e747000 96=00000001 100=01020304"},
         {false, {}, ""}, {false, {3}, " 12=20202000"}, {false, {3, 'n'}, " 12=6e202000"},
@@ -71,7 +72,7 @@ TEST_F(pending_owner, asks_for_what_the_index_says) {
         {false, long_name, cut},
     };
     const sub_ids refused[] = {
-        {}, {0, 1}, {1, 0, 1}, {4, 'n', 't', 'p'}, {3, 'n', 't', 'p' + 256, 1}, {huge, 'n', 1}, long_name,
+        {}, {0, 1}, {1, 0, 1}, {4, 'n', 't', 'p'}, {huge, 'n', 1}, long_name,
         ntp, ntp + sub_ids{1, 0}, ntp + sub_ids{3, 4, 0, 0, 0, 10}, ntp + sub_ids{257}, ntp + sub_ids{2},
         ntp + sub_ids{2, 0, 0, 0, 0, 10}, ntp + sub_ids{2, 4, 0, 0, 10}};
     // clang-format on

@@ -54,7 +54,7 @@ static ext_key start_of(vyn_feature_entry *feature)
 static bool take_feature_name(vyn_oid_cursor &index, char (&name)[VYN_LONGEST_APP_NAME + 1])
 {
     const size_t before = index.left();
-    return index.take_app_name(name) && strlen(name) == before - index.left() - 1;
+    return index.take_strict_app_name(name) && strlen(name) == before - index.left() - 1;
 }
 
 // What follows the scope in a row's own index: the VSAN with its length for a logical scope; for

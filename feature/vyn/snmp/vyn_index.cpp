@@ -9,8 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "vyn_service.h"
-
 void oid_to_string(const oid *name, char *buffer, size_t start, size_t count)
 {
     for (size_t i = 0; i < count; i++)
@@ -50,7 +48,7 @@ int vynFeature_parse_oid(const oid *index, size_t index_length, char **name_out,
 
 vyn_feature_entry *vyn_parse_FeatureEntry(const oid *name, size_t length)
 {
-    constexpr size_t index = 14; // behind vynMIB.1.1.1.1 and the column
+    constexpr size_t index = VYN_TABLE_INDEX;
     char *feature = nullptr;
     size_t feature_length = 0;
     if (length <= index ||
@@ -66,11 +64,12 @@ const char *vyn_plain_name(const vyn_feature_entry &entry)
     return reinterpret_cast<const char *>(entry.name) + 1;
 }
 
-vyn_feature_entry *vyn_first_feature_behind(const char *key)
+vyn_feature_entry *vyn_first_feature_behind(const char *key, size_t longest)
 {
     vyn_scanFeatureInit();
     while (vyn_feature_entry *entry = vyn_scanFeatureNext())
-        if (strcmp(reinterpret_cast<const char *>(entry->name), key) > 0)
+        if (strcmp(reinterpret_cast<const char *>(entry->name), key) > 0 &&
+            strlen(vyn_plain_name(*entry)) <= longest)
             return entry;
     return nullptr;
 }
@@ -107,15 +106,28 @@ bool vyn_oid_cursor::take_string(char *string, size_t longest)
     return true;
 }
 
+bool vyn_oid_cursor::skip(oid count)
+{
+    if (count > left())
+        return false;
+    next_ += count;
+    return true;
+}
+
 bool vyn_oid_cursor::take_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1])
 {
     oid length;
-    if (!take(&length) || length > VYN_LONGEST_APP_NAME || length > left() ||
-        !are_characters(next_, length))
+    if (!take(&length) || length > VYN_LONGEST_APP_NAME || length > left())
         return false;
     oid_to_string(next_, name, 0, length);
     next_ += length;
     return true;
+}
+
+bool vyn_oid_cursor::take_strict_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1])
+{
+    const oid *length = next_;
+    return take_app_name(name) && are_characters(length + 1, *length);
 }
 
 void vyn_oid_cursor::take_partial_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1])
@@ -128,6 +140,62 @@ void vyn_oid_cursor::take_partial_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1
     next_ += present;
     memset(name + present, ' ', length - present);
     name[length] = '\0';
+}
+
+bool vyn_oid_cursor::take_service_scope(be32 *scope, be32 *vsan)
+{
+    oid index_scope, vsan_length;
+    uint8_t octets[sizeof(*vsan)];
+    if (!take(&index_scope))
+        return false;
+    *scope = vyn_service_scope_of(index_scope);
+    if (index_scope == VYN_SCOPE_PHYSICAL)
+        return left() == 0;
+    if (index_scope != VYN_SCOPE_LOGICAL || !take(&vsan_length) || vsan_length == 0 ||
+        take_octets(octets, sizeof(octets)) != sizeof(octets))
+        return false;
+    memcpy(vsan, octets, sizeof(octets));
+    return true;
+}
+
+size_t vyn_oid_cursor::take_count()
+{
+    oid count = 0;
+    take(&count);
+    return std::min<oid>(count, 255);
+}
+
+vyn_oid_cursor vyn_index_of(const struct variable *column, const oid *name, size_t length,
+                            bool exact)
+{
+    return {name, length, exact || vyn_is_below(column, name, length) ? column->namelen : length};
+}
+
+void vyn_trace_read(const char *function, bool exact, size_t length, const struct variable *column)
+{
+    vyn_trace(VYN_TRACE_FLOW, "%s : exact : %d , *len = %d , vp_namelen = %d \n", function,
+              int{exact}, static_cast<int>(length), int{column->namelen});
+}
+
+bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_LONGEST_APP_NAME + 1],
+                       const char *function, vyn_trace_level level)
+{
+    if (index->left() == 0) {
+        vyn_trace(level, "%s : return match -failed \n", function);
+        return false;
+    }
+    if (!index->take_app_name(name))
+        return false;
+    if (name[0] == '\0')
+        vyn_trace(level, "%s : app name - return match failed \n", function);
+    return name[0] != '\0';
+}
+
+vyn_service_scope vyn_service_scope_of(oid scope)
+{
+    return scope == VYN_SCOPE_PHYSICAL  ? VYN_SERVICE_PHYSICAL
+           : scope == VYN_SCOPE_LOGICAL ? VYN_SERVICE_LOGICAL
+                                        : VYN_SERVICE_NO_SCOPE;
 }
 
 vyn_oid_builder::vyn_oid_builder(const oid *base, size_t length)
@@ -163,6 +231,21 @@ void vyn_oid_builder::put_vsan(be32 vsan)
     memcpy(octets, &vsan, sizeof(octets));
     put(sizeof(octets));
     put_octets(octets, sizeof(octets));
+}
+
+void vyn_oid_builder::put_service_scope(be32 scope, be32 vsan)
+{
+    if (scope == VYN_SERVICE_PHYSICAL) {
+        put(VYN_SCOPE_PHYSICAL);
+    } else {
+        put(VYN_SCOPE_LOGICAL);
+        put_vsan(vsan);
+    }
+}
+
+void vyn_oid_builder::put_as_in(const oid *name, size_t length)
+{
+    put(length_ < length ? name[length_] : 0);
 }
 
 bool vyn_oid_builder::commit(oid *name, size_t *length) const

@@ -9,8 +9,15 @@
 // on the length agreeing with the characters, and who does not, is told where it is done.
 #pragma once
 
+#include <algorithm>
+
 #include "libvyn.h"
 #include "vyn_mib.h"
+#include "vyn_service.h"
+
+// Where the index of a table's object begins: behind vynMIB.1.1.<table>.1.<column>, and as deep in
+// the one table that lies elsewhere.
+inline constexpr size_t VYN_TABLE_INDEX = 14;
 
 // A feature's name may have 82 characters in the registry, and 80 in a message of the service.
 inline constexpr size_t VYN_LONGEST_FEATURE = 82;
@@ -32,9 +39,9 @@ int vynFeature_parse_oid(const oid *index, size_t index_length, char **name_out,
 // The feature whose row of the operation table an OID names, its length agreeing; or null.
 vyn_feature_entry *vyn_parse_FeatureEntry(const oid *name, size_t length);
 
-// The first entry of the registry, in its own scan order, that is greater than a key by strcmp: the
-// entry's name has its length in front. Null at the end.
-vyn_feature_entry *vyn_first_feature_behind(const char *key);
+// The first entry of the registry, in its own scan order, that is greater than a key by strcmp and
+// whose name is not too long: the entry's name has its length in front. Null at the end.
+vyn_feature_entry *vyn_first_feature_behind(const char *key, size_t longest = VYN_LONGEST_FEATURE);
 
 // A feature's name without its length, at most VYN_LONGEST_FEATURE characters and a NUL.
 const char *vyn_plain_name(const vyn_feature_entry &entry);
@@ -65,28 +72,56 @@ class vyn_oid_cursor {
     // there are more, or when one is no character.
     bool take_string(char *string, size_t longest);
 
-    // Takes a name for the exact key of a message: false when it is longer than such names are,
-    // does not lie inside the OID, or has a sub-identifier that is no character.
+    // Passes over `count`. False, and nothing is passed over, when there are fewer.
+    bool skip(oid count);
+
+    // Takes a name for the exact key of a message, the low 8 bits of each sub-identifier: false
+    // when it is longer than such names are or does not lie inside the OID.
     bool take_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1]);
+
+    // The same, and false also when a sub-identifier is no character.
+    bool take_strict_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1]);
 
     // Takes a name for a key to go on from: cut to the length of such names, and what the OID lacks
     // of it is blanks, which sort before all that a name is made of.
     void take_partial_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1]);
 
-    // Takes the rest as octets into a record, from a byte offset on. They run on over the following
-    // fields and stop at the record's end.
-    template <typename Record> void take_rest_into(Record *record, size_t offset)
+    // Takes the scope that ends an exact index as the records of merges, locks and assignments have
+    // it: 1 and nothing behind it for the physical scope; 2, the VSAN's length, which may be wrong
+    // but not 0, and its four octets for a logical one. False for everything else.
+    bool take_service_scope(be32 *scope, be32 *vsan);
+
+    // Takes the count in front of octets to go on from: 0 at the end, 255 for more.
+    size_t take_count();
+
+    // Takes up to `count` octets into a record, from a byte offset on. They run on over the
+    // following fields and stop at the record's end.
+    template <typename Record> void take_into(Record *record, size_t offset, size_t count)
     {
-        uint8_t bytes[sizeof(Record)];
-        memcpy(bytes, record, sizeof(bytes));
-        take_octets(bytes + offset, sizeof(bytes) - offset);
-        memcpy(record, bytes, sizeof(bytes));
+        take_octets(reinterpret_cast<uint8_t *>(record) + offset,
+                    std::min(count, sizeof(Record) - offset));
     }
 
   private:
     const oid *next_;
     const oid *end_;
 };
+
+// The index of a requested OID. A GET's or a SET's begins where the column's OID ends; to a GETNEXT
+// from elsewhere in the tree, the index is empty.
+vyn_oid_cursor vyn_index_of(const struct variable *column, const oid *name, size_t length,
+                            bool exact);
+
+// Traces what a read function was asked for.
+void vyn_trace_read(const char *function, bool exact, size_t length, const struct variable *column);
+
+// Takes the name that an exact index of a message's key begins with; traces and returns false when
+// there is no index or the name is empty, at the level of the table.
+bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_LONGEST_APP_NAME + 1],
+                       const char *function, vyn_trace_level level);
+
+// The scope of an index in the records of merges, locks and assignments; 0 for what is neither.
+vyn_service_scope vyn_service_scope_of(oid scope);
 
 // Builds the OID of an answer.
 class vyn_oid_builder {
@@ -101,6 +136,13 @@ class vyn_oid_builder {
 
     // A VSAN as an octet string: 4, and its octets, most significant first.
     void put_vsan(be32 vsan);
+
+    // A scope as in the records of merges, locks and assignments. The physical one is a 1 alone,
+    // without the length of the VSAN that it does not have.
+    void put_service_scope(be32 scope, be32 vsan);
+
+    // What another OID has in this place, or 0 where it does not reach.
+    void put_as_in(const oid *name, size_t length);
 
     // Hands the OID over, or traces, returns false and leaves name and length alone when it is
     // longer than the agent's OIDs can be.

@@ -46,19 +46,19 @@ struct variable7 vyn_mib_variables[] = { // 41 rows, or this is not what vyn_mib
     {VYNPENDINGCONFOWNERUSERNAME,    ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vynPendingConfOwnerTable, 5, {1, 1, 2, 1, 6}},
 
     // vynMergeTable: feature, scope
-    {VYNMERGESTATUS,                 ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 3, 1, 3}},
-    {VYNMERGEFAILREASON,             ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 3, 1, 4}},
-    {VYNMERGEFAILRESOLVACTION,       ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 3, 1, 5}},
+    {VYNMERGESTATUS,                 ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynMergeTable,            5, {1, 1, 3, 1, 3}},
+    {VYNMERGEFAILREASON,             ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vynMergeTable,            5, {1, 1, 3, 1, 4}},
+    {VYNMERGEFAILRESOLVACTION,       ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynMergeTable,            5, {1, 1, 3, 1, 5}},
 
     // vynMergeMembersTable: feature, scope, peer address
-    {VYNMERGEMEMBERATTR1,            ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 4, 1, 3}},
-    {VYNMERGEMEMBERATTR2,            ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 4, 1, 4}},
+    {VYNMERGEMEMBERATTR1,            ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynMergeMembersTable,     5, {1, 1, 4, 1, 3}},
+    {VYNMERGEMEMBERATTR2,            ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynMergeMembersTable,     5, {1, 1, 4, 1, 4}},
 
     // vynPeersTable: peer address
-    {VYNPEERSADDR,                   ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 5, 1, 2}},
+    {VYNPEERSADDR,                   ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vynPeersTable,            5, {1, 1, 5, 1, 2}},
 
     // vynFeaturePeersTable: feature, scope, peer address
-    {VYNFEATUREPEERSADDR,            ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 6, 1, 4}},
+    {VYNFEATUREPEERSADDR,            ASN_OCTET_STR, NETSNMP_OLDAPI_RONLY,  get_vynFeaturePeersTable,     5, {1, 1, 6, 1, 4}},
 
     // vynFeatureOpExtTable: feature, scope
     {VYNFEATUREOPEXTSTATUS,          ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpExtTable,     5, {1, 1, 7, 1, 3}},
@@ -77,9 +77,9 @@ struct variable7 vyn_mib_variables[] = { // 41 rows, or this is not what vyn_mib
     {VYNFEATUREREGIONSTATUS,         ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 10, 1, 6}},
 
     // vynStatPeersTable: peer address
-    {VYNSTATPEERSTATUS,              ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_no_value,                 5, {1, 1, 11, 1, 3}},
-    {VYNSTATPEERADDRSTORAGETYPE,     ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 11, 1, 4}},
-    {VYNSTATPEERADDRROWSTATUS,       ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 11, 1, 5}},
+    {VYNSTATPEERSTATUS,              ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynStatPeersTable,        5, {1, 1, 11, 1, 3}},
+    {VYNSTATPEERADDRSTORAGETYPE,     ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynStatPeersTable,        5, {1, 1, 11, 1, 4}},
+    {VYNSTATPEERADDRROWSTATUS,       ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynStatPeersTable,        5, {1, 1, 11, 1, 5}},
 
     // scalars
     {VYNSTARTPEERSDISCOVERY,         ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vyn_mib,                  3, {1, 3, 1}},
@@ -149,6 +149,15 @@ int deinit_vyn_mib(void)
     unregister_objects();
     unregister_for_notification(MTS_OPC_VYN_FEATURE_ACTION);
     return unregister_for_notification(MTS_OPC_VYN_NOTIFICATION);
+}
+
+void set_vynWriteMethod(int column, WriteMethod **write_method)
+{
+    switch (column) {
+    case VYNSTATPEERADDRSTORAGETYPE: *write_method = set_vynStatPeerAddrStorageType; break;
+    case VYNSTATPEERADDRROWSTATUS: *write_method = set_vynStatPeerAddrRowStatus; break;
+    default: break;
+    }
 }
 
 int vyn_mib_destroy_indxobj(indxobj *cache)

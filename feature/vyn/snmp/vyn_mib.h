@@ -108,10 +108,19 @@ VYN_EXPORT void vyn_mib_obj_free(void *row);
 VYN_EXPORT int vyn_mib_region_compare(const void *row, const void *key);
 VYN_EXPORT int vyn_mib_app_region_compare(const void *row, const void *key);
 
+// Chooses the write function of a column whose rows a SET creates, so that it is chosen without a
+// row as well. Other columns leave *write_method as it is.
+VYN_EXPORT void set_vynWriteMethod(int column, WriteMethod **write_method);
+
 // Read functions: the agent's convention (FindVarMethod). Null: no value.
 VYN_EXPORT FindVarMethod get_vynFeatureOpTable;
 VYN_EXPORT FindVarMethod get_vynFeatureOpExtTable;
 VYN_EXPORT FindVarMethod get_vynPendingConfOwnerTable;
+VYN_EXPORT FindVarMethod get_vynMergeTable;
+VYN_EXPORT FindVarMethod get_vynMergeMembersTable;
+VYN_EXPORT FindVarMethod get_vynPeersTable;
+VYN_EXPORT FindVarMethod get_vynFeaturePeersTable;
+VYN_EXPORT FindVarMethod get_vynStatPeersTable;
 VYN_EXPORT FindVarMethod get_vyn_mib;
 
 // Write functions: the agent's convention (WriteMethod), once for each phase. An SNMP error code.
@@ -120,6 +129,9 @@ VYN_EXPORT WriteMethod set_vynFeatureOpScopeType;
 VYN_EXPORT WriteMethod set_vynFeatureOpScopeVal;
 VYN_EXPORT WriteMethod set_vynFeatureOpShowCfgOption;
 VYN_EXPORT WriteMethod set_vynFeatureOpExtShowCfgOption;
+VYN_EXPORT WriteMethod set_vynMergeFailResolvAction;
+VYN_EXPORT WriteMethod set_vynStatPeerAddrStorageType;
+VYN_EXPORT WriteMethod set_vynStatPeerAddrRowStatus;
 VYN_EXPORT WriteMethod set_vynStartPeersDiscovery;
 VYN_EXPORT WriteMethod set_vynDistCtrl;
 

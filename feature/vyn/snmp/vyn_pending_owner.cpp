@@ -9,6 +9,7 @@
 // after that sees it. After a null reply the row before it is served again, under the OID that was
 // asked for.
 
+#include "vyn_app_peer.h"
 #include "vyn_index.h"
 #include "vyn_service.h"
 #include "vyn_values.h"
@@ -26,30 +27,8 @@ static const char own_name[] = "get_vynPendingConfOwnerEntry_instance";
 
 static bool decode_exact(vyn_oid_cursor index, vyn_lock_key *key)
 {
-    if (index.left() == 0) {
-        vyn_trace(VYN_TRACE_FAILURE, "%s : return match -failed \n", own_name);
-        return false;
-    }
-    oid scope, vsan_length;
-    if (!index.take_app_name(key->app_name))
-        return false;
-    if (key->app_name[0] == '\0') {
-        vyn_trace(VYN_TRACE_FAILURE, "%s : app name - return match failed \n", own_name);
-        return false;
-    }
-    if (!index.take(&scope))
-        return false;
-    if (scope == VYN_SCOPE_PHYSICAL) {
-        key->scope = VYN_SERVICE_PHYSICAL;
-        return index.left() == 0;
-    }
-    key->scope = VYN_SERVICE_LOGICAL;
-    uint8_t vsan[sizeof(key->min_vsan)];
-    if (scope != VYN_SCOPE_LOGICAL || !index.take(&vsan_length) || vsan_length == 0 ||
-        index.take_octets(vsan, sizeof(vsan)) != sizeof(vsan))
-        return false;
-    memcpy(&key->min_vsan, vsan, sizeof(vsan));
-    return true;
+    return vyn_take_key_name(&index, key->app_name, own_name, VYN_TRACE_FAILURE) &&
+           index.take_service_scope(&key->scope, &key->min_vsan);
 }
 
 static void decode_next(vyn_oid_cursor index, vyn_lock_key *key)
@@ -59,11 +38,9 @@ static void decode_next(vyn_oid_cursor index, vyn_lock_key *key)
         return;
     index.take_partial_app_name(key->app_name);
     index.take(&scope);
-    key->scope = scope == VYN_SCOPE_PHYSICAL  ? VYN_SERVICE_PHYSICAL
-                 : scope == VYN_SCOPE_LOGICAL ? VYN_SERVICE_LOGICAL
-                                              : VYN_SERVICE_NO_SCOPE;
+    key->scope = vyn_service_scope_of(scope);
     if (index.take(&vsan_length))
-        index.take_rest_into(key, offsetof(vyn_lock_key, min_vsan));
+        index.take_into(key, offsetof(vyn_lock_key, min_vsan), index.left());
 }
 
 static bool commit_row(const struct variable *vp, const resp_app_lock_state &lock, oid *name,
@@ -71,12 +48,7 @@ static bool commit_row(const struct variable *vp, const resp_app_lock_state &loc
 {
     vyn_oid_builder row(vp->name, vp->namelen);
     row.put_name(lock.app_name, vyn_field(lock.app_name).length());
-    if (lock.scope == VYN_SERVICE_PHYSICAL) {
-        row.put(VYN_SCOPE_PHYSICAL);
-    } else {
-        row.put(VYN_SCOPE_LOGICAL);
-        row.put_vsan(lock.vsan);
-    }
+    row.put_service_scope(lock.scope, lock.vsan);
     return row.commit(name, length);
 }
 
@@ -112,14 +84,12 @@ static void trace_reply(vyn_msg_type msg_type, const resp_app_lock_state &lock)
 static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid *name,
                                                  size_t *length, bool exact)
 {
-    vyn_trace(VYN_TRACE_FLOW, "%s : exact : %d , *len = %d , vp_namelen = %d \n", own_name,
-              int{exact}, static_cast<int>(*length), int{vp->namelen});
+    vyn_trace_read(own_name, exact, *length, vp);
     vyn_snmp_req request{};
     request.query_type = VYN_SNMP_APP_LOCK_STATE;
     request.argument = 1;
     vyn_lock_key key{};
-    const vyn_oid_cursor index(name, *length,
-                               vyn_is_below(vp, name, *length) ? vp->namelen : *length);
+    const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (!exact)
         decode_next(index, &key);
     else if (!decode_exact(index, &key))
@@ -160,11 +130,7 @@ static bool held_by_merge_process()
 
 static u_char *address_value(size_t *var_len)
 {
-    switch (row_lock.addr_type) {
-    case VYN_ADDR_IPV4: *var_len = 4; break;
-    case VYN_ADDR_IPV6: *var_len = 16; break;
-    default: *var_len = vyn_field(row_lock.addr).length(); break;
-    }
+    *var_len = vyn_addr_length(row_lock.addr_type, row_lock.addr);
     return reinterpret_cast<u_char *>(row_lock.addr);
 }
 

@@ -30,13 +30,15 @@ void vyn_trace_history(vyn_trace_level level, const char *format, ...)
 u32 vyn_call(vyn_opcode opcode, vyn_msg_type msg_type, vyn_snmp_req *request, vyn_reply *reply)
 {
     constexpr u32 fixed_8th = 126, fixed_10th = 4;
-    reply->release();
+    if (reply != nullptr)
+        reply->release();
     u32 length = sizeof(*request);
-    const u32 error =
-        cmi_req_resp(opcode, msg_type, request, &reply->block_, &length, get_snmp_username(0),
-                     get_snmp_sessionid(0), fixed_8th, mts_response_q, fixed_10th);
-    reply->length_ = length;
-    if (error != 0)
+    const u32 error = cmi_req_resp(
+        opcode, msg_type, request, reply != nullptr ? &reply->block_ : nullptr, &length,
+        get_snmp_username(0), get_snmp_sessionid(0), fixed_8th, mts_response_q, fixed_10th);
+    if (reply != nullptr)
+        reply->length_ = length;
+    if (reply != nullptr && error != 0)
         reply->release();
     return error;
 }
@@ -65,22 +67,55 @@ int vyn_refuse(const char *message, int snmp_error)
     return snmp_error;
 }
 
+int vyn_send_change(vyn_opcode opcode, vyn_snmp_req *request, const char *function,
+                    vyn_format<const char *, const char *> failed)
+{
+    const u32 error = vyn_call(opcode, VYN_MSG_SET, request, nullptr);
+    if (error == 0)
+        return SNMP_ERR_NOERROR;
+    vyn_trace(VYN_TRACE_FAILURE, failed, function, syserr2str(error));
+    vyn_report_set_error(error);
+    return SNMP_ERR_GENERR;
+}
+
+// The agent hands over a long where the wire had up to 4 bytes. `shortest`: in bytes.
+static bool is_integer_length(size_t length, size_t shortest)
+{
+    return (length >= shortest && length <= sizeof(int32_t)) || length == sizeof(long);
+}
+
 int vyn_check_integer(const vyn_integer_checks &checks, const u_char *value, u_char type,
                       size_t length)
 {
     if (type != checks.type)
         return vyn_refuse(checks.wrong_type, SNMP_ERR_WRONGTYPE);
-    const bool short_enough = length >= checks.shortest && length <= sizeof(int32_t);
-    if (!short_enough && length != sizeof(long))
+    if (!is_integer_length(length, checks.shortest))
         return vyn_refuse(checks.wrong_length, SNMP_ERR_WRONGLENGTH);
     const long number = vyn_set_integer(value, length);
-    if (number >= checks.lowest && number <= checks.highest)
+    if (number >= checks.lowest && number <= checks.highest &&
+        (number > 31 || (checks.excluded >> number & 1) == 0))
         return SNMP_ERR_NOERROR;
     if (checks.wrong_value != nullptr)
         return vyn_refuse(checks.wrong_value, SNMP_ERR_WRONGVALUE);
     vyn_trace(VYN_TRACE_FAILURE, "%s : Wrong range : %d", checks.function,
               static_cast<int>(number));
     return SNMP_ERR_WRONGVALUE;
+}
+
+int vyn_set_storage_type(int action, u_char type, size_t length, const char *wrong_type,
+                         const char *wrong_length)
+{
+    if (action != SNMP_MSG_INTERNAL_SET_RESERVE1)
+        return SNMP_ERR_NOERROR;
+    if (type != ASN_INTEGER) {
+        fputs(wrong_type, stderr);
+        return SNMP_ERR_WRONGTYPE;
+    }
+    if (!is_integer_length(length, 0)) {
+        fputs(wrong_length, stderr);
+        return SNMP_ERR_WRONGLENGTH;
+    }
+    return SNMP_ERR_NOERROR;
 }
 
 long vyn_set_integer(const u_char *value, size_t length)

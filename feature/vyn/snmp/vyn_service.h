@@ -147,7 +147,7 @@ class vyn_reply {
 
 // Sends a request on behalf of the SNMP user whose operation is being served, and waits for the
 // answer. Returns 0, or the system error code of the service or the transport; then there is no
-// reply.
+// reply. With a null `reply`, none is asked for: the service only says whether it is done.
 u32 vyn_call(vyn_opcode opcode, vyn_msg_type msg_type, vyn_snmp_req *request, vyn_reply *reply);
 
 // The query of a read: the call, and a trace when it has failed or when the reply is a null one;
@@ -164,6 +164,11 @@ void vyn_report_set_error(u32 code);
 // Traces the message of a refusal and returns its SNMP error.
 int vyn_refuse(const char *message, int snmp_error);
 
+// Sends a change that needs no reply. When it fails, traces that with the name of the function,
+// tells the agent of the error, and returns SNMP_ERR_GENERR; else SNMP_ERR_NOERROR.
+int vyn_send_change(vyn_opcode opcode, vyn_snmp_req *request, const char *function,
+                    vyn_format<const char *, const char *> failed);
+
 // What RESERVE1 demands of an integer, and the messages of a refusal, in the order of the checks.
 // The messages are literals, irregular as they are: they are what an operator greps for.
 struct vyn_integer_checks {
@@ -174,12 +179,22 @@ struct vyn_integer_checks {
     const char *wrong_length;
     const char *wrong_value = nullptr; // null: "%s : Wrong range : %d", with the value and
     const char *function = nullptr;    // the name of the write function
+    uint32_t excluded = 0;             // bit n: n is no value either
 };
+
+// The bits of the row statuses that no row can be set to: those of a row that waits to be complete.
+inline constexpr uint32_t VYN_WAITING_ROW_STATUSES =
+    1u << SNMP_ROW_NOTINSERVICE | 1u << SNMP_ROW_NOTREADY | 1u << SNMP_ROW_CREATEANDWAIT;
 
 // Runs the checks; traces and returns the SNMP error of the first that fails, else
 // SNMP_ERR_NOERROR.
 int vyn_check_integer(const vyn_integer_checks &checks, const u_char *value, u_char type,
                       size_t length);
+
+// A phase of a SET of a storage type, which is fixed: RESERVE1 looks at the type and the length,
+// and the value is of no consequence. These refusals are no traces; they go to standard error.
+int vyn_set_storage_type(int action, u_char type, size_t length, const char *wrong_type,
+                         const char *wrong_length);
 
 // The integer that a SET carries. The agent hands it over as a long, so the length is the size of a
 // long there, whatever was on the wire; every other length means the 4 bytes at `value`, in host

@@ -31,10 +31,16 @@ enum vyn_msg_type : uint32_t {
 // Word 0 of every request and reply.
 enum vyn_query_type : uint32_t {
     VYN_SNMP_APP_LOCK_STATE = 6,
+    VYN_SNMP_MERGE_ENTRY = 14,
     VYN_SNMP_START_DISCOVERY = 24,
     VYN_SNMP_GET_DISC_STATUS = 25,
+    VYN_SNMP_PHY_DISC_PEER = 26,
+    VYN_SNMP_APP_PEER = 28,
+    VYN_SNMP_MERGE_MEMBER = 29,
     VYN_SNMP_GET_DIST_STATUS = 30,
     VYN_SNMP_SET_DIST = 31,
+    VYN_SNMP_MERGE_FAIL_RESOLVE = 58,
+    VYN_SNMP_STATIC_PEER = 66,
 };
 
 // Discovery status values that mean something here; the service may send others.
@@ -87,6 +93,61 @@ static_assert(sizeof(vyn_lock_key) == 356 && offsetof(vyn_lock_key, app_name) ==
               offsetof(vyn_lock_key, scope) == 88 && offsetof(vyn_lock_key, min_vsan) == 92);
 static_assert(std::is_trivially_copyable_v<vyn_lock_key>);
 
+// A peer: a switch that takes part in distribution, in the whole fabric or in one VSAN, for one
+// feature or for the discovery of peers itself.
+struct vyn_app_peer {
+    char local_app_name[81]; // at most 80 characters, NUL; empty for the discovery
+    uint8_t local_app_rest[3];
+    be32 scope; // vyn_scope_type, or 0
+    be32 vsan;  // in logical scope
+    be32 addr_type;
+    char addr[256]; // 4 octets, 16 octets or a text that ends with a NUL; as its type says
+};
+static_assert(sizeof(vyn_app_peer) == 352 && offsetof(vyn_app_peer, scope) == 84 &&
+              offsetof(vyn_app_peer, vsan) == 88 && offsetof(vyn_app_peer, addr_type) == 92 &&
+              offsetof(vyn_app_peer, addr) == 96);
+static_assert(std::is_trivially_copyable_v<vyn_app_peer>);
+
+// A peer as the key of a query, from offset 8 of the request on.
+struct vyn_peer_key {
+    be32 zero;
+    vyn_app_peer peer;
+};
+static_assert(sizeof(vyn_peer_key) == 356 && offsetof(vyn_peer_key, peer) == 4);
+static_assert(std::is_trivially_copyable_v<vyn_peer_key>);
+
+// The key of a merge query and of the resolution of a failed merge, from offset 8 on.
+struct vyn_merge_key {
+    be32 zero;
+    char app_name[81]; // at most 80 characters, NUL
+    uint8_t app_rest[3];
+    be32 vsan;
+    be32 query_mark; // VYN_MERGE_QUERY_MARK in a query
+    be32 scope;      // vyn_service_scope
+    uint8_t rest[256];
+};
+static_assert(sizeof(vyn_merge_key) == 356 && offsetof(vyn_merge_key, app_name) == 4 &&
+              offsetof(vyn_merge_key, vsan) == 88 && offsetof(vyn_merge_key, query_mark) == 92 &&
+              offsetof(vyn_merge_key, scope) == 96);
+static_assert(std::is_trivially_copyable_v<vyn_merge_key>);
+inline constexpr uint32_t VYN_MERGE_QUERY_MARK = 4096; // its meaning is the service's
+
+// A static peer as the key of a query, and as it is added or removed.
+struct vyn_static_peer {
+    be32 op; // in a change: VYN_OP_ADD or VYN_OP_REMOVE; 0 in a query
+    be32 addr_type;
+    char addr[256];
+};
+static_assert(sizeof(vyn_static_peer) == 264 && offsetof(vyn_static_peer, addr_type) == 4 &&
+              offsetof(vyn_static_peer, addr) == 8);
+static_assert(std::is_trivially_copyable_v<vyn_static_peer>);
+
+// What a change does with its record.
+enum vyn_change_op : uint32_t {
+    VYN_OP_ADD = 0,
+    VYN_OP_REMOVE = 1,
+};
+
 // A request. Bytes that the query type does not use are zero.
 struct vyn_snmp_req {
     be32 query_type;
@@ -94,7 +155,10 @@ struct vyn_snmp_req {
     union {
         uint8_t bytes[356];
         vyn_lock_key req_app_lock_state; // VYN_SNMP_APP_LOCK_STATE
-        be32 dist_disable;               // VYN_SNMP_SET_DIST: 1 disables distribution, 0 enables it
+        vyn_merge_key req_merge;         // VYN_SNMP_MERGE_ENTRY, VYN_SNMP_MERGE_FAIL_RESOLVE
+        vyn_peer_key req_peer; // VYN_SNMP_PHY_DISC_PEER, VYN_SNMP_APP_PEER, VYN_SNMP_MERGE_MEMBER
+        vyn_static_peer static_peer; // VYN_SNMP_STATIC_PEER
+        be32 dist_disable;           // VYN_SNMP_SET_DIST: 1 disables distribution, 0 enables it
     } request;
 };
 static_assert(sizeof(vyn_snmp_req) == 364 && offsetof(vyn_snmp_req, argument) == 4 &&
@@ -144,6 +208,58 @@ static_assert(sizeof(resp_app_lock_state) == 508 && offsetof(resp_app_lock_state
               offsetof(resp_app_lock_state, addr) == 124 &&
               offsetof(resp_app_lock_state, user_name) == 380);
 static_assert(std::is_trivially_copyable_v<resp_app_lock_state>);
+
+// The member of a reply to VYN_SNMP_PHY_DISC_PEER and VYN_SNMP_APP_PEER: the peer found.
+struct resp_app_peer {
+    be32 header;
+    vyn_app_peer peer;
+};
+static_assert(sizeof(resp_app_peer) == 356 && offsetof(resp_app_peer, peer) == 4);
+static_assert(std::is_trivially_copyable_v<resp_app_peer>);
+
+// The member of a reply to VYN_SNMP_MERGE_MEMBER. What the attributes mean is the service's.
+struct resp_merge_member {
+    be32 header;
+    vyn_app_peer member;
+    uint8_t attr1;
+    uint8_t attr2;
+    uint8_t pad[2];
+};
+static_assert(sizeof(resp_merge_member) == 360 && offsetof(resp_merge_member, member) == 4 &&
+              offsetof(resp_merge_member, attr1) == 356 &&
+              offsetof(resp_merge_member, attr2) == 357);
+static_assert(std::is_trivially_copyable_v<resp_merge_member>);
+
+// The member of a reply to VYN_SNMP_MERGE_ENTRY.
+struct resp_merge {
+    uint8_t pad1[2];
+    uint8_t failure_code[2]; // most significant byte first; see vyn_mr_status2syserr
+    char app_name[81];
+    uint8_t pad2[3];
+    be32 entries; // how many rows this is: 0, there is none, or 1
+    be32 status;
+    be32 scope; // vyn_service_scope
+    be32 vsan;
+    uint8_t pad3[28];
+    uint8_t failed; // 0: the merge has not failed, there is no code
+};
+static_assert(sizeof(resp_merge) == 133 && offsetof(resp_merge, failure_code) == 2 &&
+              offsetof(resp_merge, app_name) == 4 && offsetof(resp_merge, entries) == 88 &&
+              offsetof(resp_merge, status) == 92 && offsetof(resp_merge, scope) == 96 &&
+              offsetof(resp_merge, vsan) == 100 && offsetof(resp_merge, failed) == 132);
+static_assert(std::is_trivially_copyable_v<resp_merge>);
+
+// The member of a reply to a query of VYN_SNMP_STATIC_PEER.
+struct resp_static_peer {
+    be32 addr_type;
+    char addr[256];
+    uint8_t pad1[8];
+    be32 status; // its meaning is the service's
+    uint8_t pad2[4];
+};
+static_assert(sizeof(resp_static_peer) == 276 && offsetof(resp_static_peer, addr) == 4 &&
+              offsetof(resp_static_peer, status) == 268);
+static_assert(std::is_trivially_copyable_v<resp_static_peer>);
 
 // The state of a feature in one scope, as the client library hands it over. On entry, scope and
 // VSAN are the row wanted; scope 0 is the feature's last action in whatever scope.

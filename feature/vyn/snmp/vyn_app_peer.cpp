@@ -1,0 +1,119 @@
+// Peers: the address part and the feature peer's key of an index, and the one query by which three
+// tables ask for a peer.
+//
+// Octets of an index are narrowed to their low 8 bits. What an exact index must have, a partial one
+// may lack: the service orders what is left as if the rest were zero.
+
+#include "vyn_app_peer.h"
+
+#include <cstring>
+
+// In front of every text, in place of its type.
+static constexpr oid text_mark = 16;
+
+size_t vyn_addr_length(uint32_t addr_type, const char (&addr)[256])
+{
+    switch (addr_type) {
+    case VYN_ADDR_IPV4: return 4;
+    case VYN_ADDR_IPV6: return 16;
+    default: return vyn_field(addr).length();
+    }
+}
+
+bool vyn_take_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256])
+{
+    oid type, count;
+    if (!index->take(&type) || !index->take(&count) || count >= sizeof(addr) ||
+        count > index->left())
+        return false;
+    *addr_type = static_cast<uint32_t>(type);
+    uint8_t octets[sizeof(addr)] = {};
+    index->take_octets(octets, count);
+    memcpy(addr, octets, sizeof(addr));
+    return true;
+}
+
+bool vyn_take_only_address(vyn_oid_cursor index, be32 *addr_type, char (&addr)[256])
+{
+    constexpr size_t shortest = 6;
+    return index.left() >= shortest && vyn_take_address(&index, addr_type, addr);
+}
+
+void vyn_take_partial_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256])
+{
+    oid type;
+    if (!index->take(&type))
+        return;
+    *addr_type = static_cast<uint32_t>(type);
+    const size_t count = index->take_count();
+    if (count == 0)
+        return;
+    uint8_t octets[sizeof(addr)] = {};
+    const size_t taken = index->take_octets(octets, count);
+    memcpy(addr, octets, taken < count ? taken : sizeof(addr));
+}
+
+bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char *function)
+{
+    oid scope, vsan_length;
+    if (!vyn_take_key_name(&index, peer->local_app_name, function, VYN_TRACE_FLOW) ||
+        !index.take(&scope) || !index.take(&vsan_length) ||
+        (scope != VYN_SCOPE_PHYSICAL && scope != VYN_SCOPE_LOGICAL))
+        return false;
+    peer->scope = static_cast<uint32_t>(scope);
+    if (scope == VYN_SCOPE_LOGICAL) {
+        uint8_t vsan[sizeof(peer->vsan)];
+        if (vsan_length == 0 ||
+            vyn_oid_cursor(index).take_octets(vsan, sizeof(vsan)) < sizeof(vsan))
+            return false;
+        memcpy(&peer->vsan, vsan, sizeof(vsan));
+        if (!index.skip(vsan_length))
+            return false;
+    }
+    return vyn_take_address(&index, &peer->addr_type, peer->addr);
+}
+
+void vyn_put_address(vyn_oid_builder *index, uint32_t addr_type, const char (&addr)[256])
+{
+    const bool text = addr_type != VYN_ADDR_IPV4 && addr_type != VYN_ADDR_IPV6;
+    index->put(text ? text_mark : addr_type);
+    index->put_name(addr, vyn_addr_length(addr_type, addr));
+}
+
+bool vyn_put_peer_scope(vyn_oid_builder *index, const vyn_app_peer &peer)
+{
+    switch (peer.scope) {
+    case VYN_SCOPE_PHYSICAL:
+        index->put(VYN_SCOPE_PHYSICAL);
+        index->put(0);
+        return true;
+    case VYN_SCOPE_LOGICAL:
+        index->put(VYN_SCOPE_LOGICAL);
+        index->put_vsan(peer.vsan);
+        return true;
+    default: return false;
+    }
+}
+
+u32 vyn_query_peer(const vyn_peer_query &query, bool exact, const vyn_app_peer &key,
+                   vyn_reply *reply)
+{
+    vyn_snmp_req request{};
+    request.query_type = query.type;
+    request.argument = 1;
+    request.request.req_peer.peer = key;
+    const vyn_msg_type msg_type = exact ? VYN_MSG_GET : VYN_MSG_GETNEXT;
+    vyn_trace(VYN_TRACE_FLOW, query.sending, query.sender, uint32_t{msg_type},
+              vyn_field(key.local_app_name), uint32_t{key.scope}, uint32_t{key.vsan});
+    vyn_trace(VYN_TRACE_FLOW, query.sending_address, uint32_t{key.addr_type}, vyn_field(key.addr));
+    const u32 error = vyn_query(MTS_OPC_VYN_SNMP_QUERY, msg_type, &request, reply, query.function,
+                                query.failed, query.null_reply);
+    if (!reply->present())
+        return error;
+    const vyn_app_peer found = reply->read<resp_app_peer>(VYN_SNMP_RESP_MEMBER).peer;
+    vyn_trace(VYN_TRACE_FLOW, query.received, query.function, uint32_t{msg_type},
+              vyn_field(found.local_app_name), uint32_t{found.scope}, uint32_t{found.vsan});
+    vyn_trace(VYN_TRACE_FLOW, query.received_address, uint32_t{found.addr_type},
+              vyn_field(found.addr));
+    return error;
+}

@@ -1,0 +1,53 @@
+// Peers as the service names them and as indexes do, for every table that has peers in its rows.
+//
+// The address part of an index is the type of the address, the number of its octets, and the octets
+// themselves. A text leads with 16, whatever type its record says. The key of a feature's peer is
+// the feature's name, the scope (1, or 2 for a VSAN), the VSAN as an octet string, empty in the
+// physical scope, and the address part.
+#pragma once
+
+#include "vyn_index.h"
+#include "vyn_service.h"
+
+// Octets of an address: 4 or 16, or the length of a text.
+size_t vyn_addr_length(uint32_t addr_type, const char (&addr)[256]);
+
+// Takes the address part of an exact index: false when it is not all there or has more than 255
+// octets. What follows it is left.
+bool vyn_take_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256]);
+
+// The same for an index that is an address and nothing else. One that is shorter than an IPv4
+// address's is refused, be it a short text's.
+bool vyn_take_only_address(vyn_oid_cursor index, be32 *addr_type, char (&addr)[256]);
+
+// Takes as much of an address part as there is, for a key to go on from.
+void vyn_take_partial_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256]);
+
+// Takes the key of a feature's peer, of an exact index; the traces carry the name of the function.
+// The octets of the VSAN are always four, but the length in front of them says where the address
+// begins.
+bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char *function);
+
+void vyn_put_address(vyn_oid_builder *index, uint32_t addr_type, const char (&addr)[256]);
+
+// Puts the scope of a peer and its VSAN. False, and nothing is put, when it has neither scope.
+bool vyn_put_peer_scope(vyn_oid_builder *index, const vyn_app_peer &peer);
+
+// What tells the queries of peers apart: the type, the traces, and the names of functions that
+// these carry.
+struct vyn_peer_query {
+    vyn_query_type type;
+    const char *function;
+    const char *sender; // in the trace of the request
+    vyn_format<const char *, uint32_t, vyn_field, uint32_t, uint32_t> sending;
+    vyn_format<uint32_t, vyn_field> sending_address;
+    vyn_format<const char *, uint32_t, vyn_field, uint32_t, uint32_t> received;
+    vyn_format<uint32_t, vyn_field> received_address;
+    vyn_format<const char *, const char *> failed;
+    vyn_format<const char *> null_reply;
+};
+
+// Sends a query for the peer of that key, or for the one behind it, with its traces. Returns what
+// the call returned; a reply has the peer found in a resp_app_peer at VYN_SNMP_RESP_MEMBER.
+u32 vyn_query_peer(const vyn_peer_query &query, bool exact, const vyn_app_peer &key,
+                   vyn_reply *reply);

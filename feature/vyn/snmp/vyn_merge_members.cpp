@@ -1,0 +1,106 @@
+// vynMergeMembersTable: the switches that take part in each merge, with two values of the
+// service's for each. Index: the feature's name, its scope, and the member's address. Read-only; a
+// read is one query, and the order of the rows is the service's.
+//
+// Odd on purpose: what is missing of a VSAN or an address that a walk goes on from is 0xFF, so it
+// goes on behind all that begin like that, and what is missing of a name is blanks. A member in
+// neither scope leaves the scope's places in the OID as they were asked for. After a null reply the
+// row before it is served again, under the OID that was asked for.
+
+#include "vyn_app_peer.h"
+#include "vyn_values.h"
+
+// The row last read.
+static resp_merge_member row_member;
+
+static constexpr vyn_peer_query members_query = {
+    .type = VYN_SNMP_MERGE_MEMBER,
+    .function = "get_vynMergeMembersEntry_instance",
+    .sender = "header_vynMergeMembersEntry",
+    .sending = " %s : Sending cmi_req_resp for MTS_OPC_VYN_SNMP_QUERY : msg_type = %d "
+               "request.req_merge_member.local_app.name = %s, "
+               "request.req_merge_member.scope = %d,request.req_merge_member.vsan = %x, ",
+    .sending_address = "request.req_merge_member.addr_type = %d, "
+                       "request.req_merge_member.addr = %s ",
+    .received = " %s : Reply for cmi_req_resp MTS_OPC_VYN_SNMP_QUERY from vyn: msg_type = %d "
+                "resp_p->resp_merge_member.member.local_app.name = %s, "
+                "resp_p->resp_merge_member.member.scope = %d,"
+                "resp_p->resp_merge_member.member.vsan = %x \n",
+    .received_address = "resp_p->resp_merge_member.member.addr_type = %d, "
+                        "resp_p->resp_merge_member.member.addr = %s ",
+    .failed = "%s : VYN failed to return response for Merge Member query: %s \n",
+    .null_reply = "%s : VYN returned Null response for Merge Member query \n",
+};
+
+// Takes a count and so many octets into the key, which run on over the fields behind; what the OID
+// lacks of them is 0xFF.
+static void take_filled(vyn_oid_cursor *index, vyn_app_peer *key, size_t offset)
+{
+    uint8_t octets[255];
+    const size_t count = index->take_count();
+    memset(octets, 0xFF, count);
+    index->take_octets(octets, count);
+    memcpy(reinterpret_cast<uint8_t *>(key) + offset, octets, count);
+}
+static_assert(offsetof(vyn_app_peer, addr) + 255 <= sizeof(vyn_app_peer));
+
+static void decode_next(vyn_oid_cursor index, vyn_app_peer *key)
+{
+    oid value;
+    if (oid length; !vyn_oid_cursor(index).take(&length) || length == 0)
+        return;
+    index.take_partial_app_name(key->local_app_name);
+    if (index.take(&value))
+        key->scope = static_cast<uint32_t>(value);
+    take_filled(&index, key, offsetof(vyn_app_peer, vsan));
+    if (index.take(&value))
+        key->addr_type = static_cast<uint32_t>(value);
+    take_filled(&index, key, offsetof(vyn_app_peer, addr));
+}
+
+static bool commit_row(const struct variable *vp, const vyn_app_peer &member, oid *name,
+                       size_t *length)
+{
+    vyn_oid_builder row(vp->name, vp->namelen);
+    row.put_name(member.local_app_name, vyn_field(member.local_app_name).length());
+    if (!vyn_put_peer_scope(&row, member)) {
+        row.put_as_in(name, *length);
+        row.put_as_in(name, *length);
+    }
+    vyn_put_address(&row, member.addr_type, member.addr);
+    return row.commit(name, length);
+}
+
+// Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
+// serve; otherwise -1 or the system error of the query.
+static int get_vynMergeMembersEntry_instance(const struct variable *vp, oid *name, size_t *length,
+                                             bool exact)
+{
+    vyn_trace_read(members_query.function, exact, *length, vp);
+    vyn_app_peer key{};
+    const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
+    if (!exact)
+        decode_next(index, &key);
+    else if (!vyn_take_feature_peer(index, &key, members_query.function))
+        return -1;
+
+    vyn_reply reply;
+    if (u32 error = vyn_query_peer(members_query, exact, key, &reply))
+        return static_cast<int>(error);
+    if (!reply.present())
+        return 0;
+    row_member = reply.read<resp_merge_member>(VYN_SNMP_RESP_MEMBER);
+    return commit_row(vp, row_member.member, name, length) ? 0 : -1;
+}
+
+u_char *get_vynMergeMembersTable(struct variable *vp, oid *name, size_t *length, int exact,
+                                 size_t *var_len, WriteMethod **)
+{
+    if (get_vynMergeMembersEntry_instance(vp, name, length, exact != 0) != 0)
+        return nullptr;
+    switch (vp->magic) {
+    case VYNMERGEMEMBERATTR1: return vyn_integer_value(row_member.attr1, var_len);
+    case VYNMERGEMEMBERATTR2: return vyn_integer_value(row_member.attr2, var_len);
+    default: snmp_set_detail(""); return nullptr;
+    }
+}

@@ -1,0 +1,149 @@
+// vynPeersTable: the switches that the discovery has found. Index: the peer's address.
+// vynFeaturePeersTable: the peers with which a feature's configuration is distributed. Index: the
+// feature's name, its scope, and the peer's address. One column each, the address; read-only.
+//
+// A read is one query, for the row named or for the one behind it. From a part of an index, a walk
+// goes on as if the rest of it were zero, and as if a name that is cut short ended in blanks.
+//
+// Odd on purpose: textual addresses have index type 16, and one under 4 characters can be walked in
+// the peers table but not be read by a GET. After a null reply the row before it is served again,
+// under the OID that was asked for.
+
+#include "vyn_app_peer.h"
+#include "vyn_values.h"
+
+// The rows last read.
+static resp_app_peer row_peer, row_feature_peer;
+
+static u_char *address_value(vyn_app_peer &peer, size_t *var_len)
+{
+    *var_len = vyn_addr_length(peer.addr_type, peer.addr);
+    return reinterpret_cast<u_char *>(peer.addr);
+}
+
+// --- The peers of the fabric ---
+
+static constexpr vyn_peer_query peers_query = {
+    .type = VYN_SNMP_PHY_DISC_PEER,
+    .function = "get_vynPeersEntry_instance",
+    .sender = "header_vynPeersEntry",
+    .sending = " %s : Sending cmi_req_respfor MTS_OPC_VYN_SNMP_QUERY : msg_type = %d "
+               "request.req_phy_disc_peer.local_app.name = %s, "
+               "request.req_phy_disc_peer.scope = %d,request.req_phy_disc_peer.vsan = %x, ",
+    .sending_address = "request.req_phy_disc_peer.addr_type = %d, "
+                       "request.req_phy_disc_peer.addr = %s ",
+    .received = " %s : Reply for cmi_req_resp MTS_OPC_VYN_SNMP_QUERYfrom vyn: msg_type = %d "
+                "resp_p->resp_phy_disc_peer.local_app.name = %s, "
+                "resp_p->resp_phy_disc_peer.scope = %d,resp_p->resp_phy_disc_peer.vsan = %x \n",
+    .received_address = "resp_p->resp_phy_disc_peer.addr_type = %d, "
+                        "resp_p->resp_phy_disc_peer.addr = %s ",
+    .failed = "%s : VYN failed to return response for Peers query: %s \n",
+    .null_reply = "%s : VYN returned Null response for Peers query \n",
+};
+
+// Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
+// serve; otherwise -1 or the system error of the query.
+static int header_vynPeersEntry(const struct variable *vp, oid *name, size_t *length, bool exact)
+{
+    vyn_trace_read(peers_query.function, exact, *length, vp);
+    vyn_app_peer key{};
+    vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
+    if (!exact) {
+        vyn_take_partial_address(&index, &key.addr_type, key.addr);
+    } else if (index.left() == 0) {
+        vyn_trace(VYN_TRACE_FLOW, "%s : return match -failed \n", peers_query.function);
+        return -1;
+    } else if (!vyn_take_only_address(index, &key.addr_type, key.addr)) {
+        return -1;
+    }
+
+    vyn_reply reply;
+    if (u32 error = vyn_query_peer(peers_query, exact, key, &reply))
+        return static_cast<int>(error);
+    if (!reply.present())
+        return 0;
+    row_peer = reply.read<resp_app_peer>(VYN_SNMP_RESP_MEMBER);
+    vyn_oid_builder row(vp->name, vp->namelen);
+    vyn_put_address(&row, row_peer.peer.addr_type, row_peer.peer.addr);
+    return row.commit(name, length) ? 0 : -1;
+}
+
+u_char *get_vynPeersTable(struct variable *vp, oid *name, size_t *length, int exact,
+                          size_t *var_len, WriteMethod **)
+{
+    if (header_vynPeersEntry(vp, name, length, exact != 0) != 0)
+        return nullptr;
+    switch (vp->magic) {
+    case VYNPEERSADDR: return address_value(row_peer.peer, var_len);
+    default: snmp_set_detail(""); return nullptr;
+    }
+}
+
+// --- The peers of each feature ---
+
+static constexpr vyn_peer_query feature_peers_query = {
+    .type = VYN_SNMP_APP_PEER,
+    .function = "get_vynFeaturePeersEntry_instance",
+    .sender = "get_vynFeaturePeersEntry_instance",
+    .sending = " %s : Sending cmi_req_resp for  MTS_OPC_VYN_SNMP_QUERY : msg_type = %d "
+               "request.req_app_peer.local_app.name = %s, request.req_app_peer.scope = %d,"
+               "request.req_app_peer.vsan = %x, ",
+    .sending_address = "request.req_app_peer.addr_type = %d, request.req_app_peer.addr = %s ",
+    .received = " %s : Reply for cmi_req_resp MTS_OPC_VYN_SNMP_QUERYfrom vyn: msg_type = %d "
+                "resp_p->resp_app_peer.local_app.name = %s, resp_p->resp_app_peer.scope = %d,"
+                "resp_p->resp_app_peer.vsan = %x \n",
+    .received_address = "resp_p->resp_app_peer.addr_type = %d, resp_p->resp_app_peer.addr = %s ",
+    .failed = "%s : VYN failed to return response for Peers Feature query: %s \n",
+    .null_reply = "%s : VYN returned Null response for Peers Feature query \n",
+};
+
+// The octets of a VSAN that has more than four run on into the address.
+static void decode_next(vyn_oid_cursor index, vyn_app_peer *key)
+{
+    oid scope;
+    index.take_partial_app_name(key->local_app_name);
+    if (index.take(&scope))
+        key->scope = static_cast<uint32_t>(scope);
+    index.take_into(key, offsetof(vyn_app_peer, vsan), index.take_count());
+    vyn_take_partial_address(&index, &key->addr_type, key->addr);
+}
+
+// As header_vynPeersEntry.
+static int header_vynFeaturePeersEntry(const struct variable *vp, oid *name, size_t *length,
+                                       bool exact)
+{
+    vyn_trace_read(feature_peers_query.function, exact, *length, vp);
+    vyn_app_peer key{};
+    const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
+    if (!exact)
+        decode_next(index, &key);
+    else if (!vyn_take_feature_peer(index, &key, feature_peers_query.function))
+        return -1;
+
+    vyn_reply reply;
+    if (u32 error = vyn_query_peer(feature_peers_query, exact, key, &reply))
+        return static_cast<int>(error);
+    if (!reply.present())
+        return 0;
+    row_feature_peer = reply.read<resp_app_peer>(VYN_SNMP_RESP_MEMBER);
+    const vyn_app_peer &peer = row_feature_peer.peer;
+    vyn_oid_builder row(vp->name, vp->namelen);
+    row.put_name(peer.local_app_name, vyn_field(peer.local_app_name).length());
+    if (!vyn_put_peer_scope(&row, peer)) {
+        row.put(peer.scope);
+        row.put(0);
+    }
+    vyn_put_address(&row, peer.addr_type, peer.addr);
+    return row.commit(name, length) ? 0 : -1;
+}
+
+u_char *get_vynFeaturePeersTable(struct variable *vp, oid *name, size_t *length, int exact,
+                                 size_t *var_len, WriteMethod **)
+{
+    if (header_vynFeaturePeersEntry(vp, name, length, exact != 0) != 0)
+        return nullptr;
+    switch (vp->magic) {
+    case VYNFEATUREPEERSADDR: return address_value(row_feature_peer.peer, var_len);
+    default: snmp_set_detail(""); return nullptr;
+    }
+}

@@ -1,0 +1,192 @@
+// vynStatPeersTable: peers given by their address instead of being discovered. Index: the address.
+// A row is the status of the peer, which is the service's to explain, a fixed storage type and a
+// fixed row status; a read is one query.
+//
+// A SET of the row status adds the peer (createAndGo) or removes it (destroy), sent in ACTION and
+// not undone; active changes nothing. Every one of them needs NPV mode, whose mark is that one of
+// two files is there, and an IPv4 address. Nothing is kept between the phases.
+//
+// Odd on purpose: a GET of a textual address under 4 characters is refused, though a walk returns
+// it. After a null reply the row before it is served again, under the OID that was asked for.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "vyn_app_peer.h"
+#include "vyn_index.h"
+#include "vyn_service.h"
+#include "vyn_values.h"
+
+// The row last read.
+static resp_static_peer row_static_peer;
+
+// --- Reads ---
+
+// Fills the key from an index: 0, or -1 when an exact one is none.
+static int get_vynStatPeersEntry_instance(vyn_oid_cursor index, bool exact, vyn_static_peer *key)
+{
+    *key = {};
+    if (!exact) {
+        vyn_take_partial_address(&index, &key->addr_type, key->addr);
+        return 0;
+    }
+    if (index.left() == 0) {
+        vyn_trace(VYN_TRACE_FLOW, "%s : return match -failed \n", "get_vynStatPeersEntry_instance");
+        return -1;
+    }
+    return vyn_take_only_address(index, &key->addr_type, key->addr) ? 0 : -1;
+}
+
+static vyn_snmp_req request_for(const vyn_static_peer &peer)
+{
+    vyn_snmp_req request{};
+    request.query_type = VYN_SNMP_STATIC_PEER;
+    request.argument = 1;
+    request.request.static_peer = peer;
+    return request;
+}
+
+// Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
+// serve; otherwise -1 or the system error of the query.
+static int header_vynStatPeersEntry(const struct variable *vp, oid *name, size_t *length,
+                                    bool exact)
+{
+    static constexpr char own_name[] = "header_vynStatPeersEntry";
+    vyn_static_peer key;
+    vyn_trace_read("get_vynStatPeersEntry_instance", exact, *length, vp);
+    if (int none =
+            get_vynStatPeersEntry_instance(vyn_index_of(vp, name, *length, exact), exact, &key))
+        return none;
+
+    vyn_snmp_req request = request_for(key);
+    // The text says msg_type, and what it shows is the type of the query.
+    vyn_trace(VYN_TRACE_FLOW,
+              " %s : Sending cmi_req_respfor MTS_OPC_VYN_CONFIG_REQ : msg_type = %d ", own_name,
+              uint32_t{request.query_type});
+    vyn_trace(VYN_TRACE_FLOW, "request.static_peer.addr_type = %d, request.static_peer.addr = %s ",
+              uint32_t{key.addr_type}, vyn_field(key.addr));
+    vyn_reply reply;
+    if (u32 error =
+            vyn_query(MTS_OPC_VYN_CONFIG_REQ, exact ? VYN_MSG_GET : VYN_MSG_GETNEXT, &request,
+                      &reply, own_name, "%s : VYN failed to return response for Peers query: %s \n",
+                      "%s : VYN returned Null response for Static Peers query \n"))
+        return static_cast<int>(error);
+    if (!reply.present())
+        return 0;
+    row_static_peer = reply.read<resp_static_peer>(VYN_SNMP_RESP_MEMBER);
+    vyn_trace(VYN_TRACE_FLOW,
+              "resp_p->resp_static_peer.addr_type = %d, resp_p->resp_static_peer.addr = %s ",
+              uint32_t{row_static_peer.addr_type}, vyn_field(row_static_peer.addr));
+    vyn_oid_builder row(vp->name, vp->namelen);
+    vyn_put_address(&row, row_static_peer.addr_type, row_static_peer.addr);
+    return row.commit(name, length) ? 0 : -1;
+}
+
+u_char *get_vynStatPeersTable(struct variable *vp, oid *name, size_t *length, int exact,
+                              size_t *var_len, WriteMethod **write_method)
+{
+    set_vynWriteMethod(vp->magic, write_method);
+    if (header_vynStatPeersEntry(vp, name, length, exact != 0) != 0)
+        return nullptr;
+    switch (vp->magic) {
+    case VYNSTATPEERSTATUS: return vyn_integer_value(row_static_peer.status, var_len);
+    case VYNSTATPEERADDRSTORAGETYPE: return vyn_integer_value(ST_NONVOLATILE, var_len);
+    case VYNSTATPEERADDRROWSTATUS: return vyn_integer_value(SNMP_ROW_ACTIVE, var_len);
+    default: snmp_set_detail(""); return nullptr;
+    }
+}
+
+// --- Writes ---
+
+static constexpr char row_status_name[] = "set_vynStatPeerAddrRowStatus";
+
+static constexpr vyn_integer_checks row_status_checks = {
+    .type = ASN_INTEGER,
+    .shortest = 0,
+    .lowest = SNMP_ROW_ACTIVE,
+    .highest = SNMP_ROW_DESTROY,
+    .wrong_type = "write to set_vynStatPeerAddrRowStatus not ASN_INTEGER\n",
+    .wrong_length = "write toset_vynStatPeerAddrRowStatus: bad length\n",
+    .wrong_value = "write to vynStatPeerAddrRowStatus:wrong value\n",
+    .excluded = VYN_WAITING_ROW_STATUSES,
+};
+
+static bool in_npv_mode()
+{
+    constexpr int open_flags = 128; // reads, and for the rest the platform's
+    for (const char *mark : {"/tmp/fc_nport_mux", "/mnt/pss/fc_nport_mux"})
+        if (const int file = open(mark, open_flags); file >= 0) {
+            close(file);
+            return true;
+        }
+    return false;
+}
+
+// Whether a change of this peer is possible at all.
+static int reserve_change(vyn_oid_cursor index)
+{
+    vyn_static_peer peer;
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", row_status_name);
+    if (!in_npv_mode()) {
+        vyn_trace(VYN_TRACE_FAILURE, "%s : Operation failed: NPV mode is not enabled\n",
+                  row_status_name);
+        vyn_report_set_error(VYN_ERR_NPV_DISABLED);
+        return SNMP_ERR_GENERR;
+    }
+    if (get_vynStatPeersEntry_instance(index, true, &peer) != 0) {
+        vyn_trace(VYN_TRACE_FAILURE, "%s : RESERVE2 instance parse fail \n", row_status_name);
+        return SNMP_ERR_INCONSISTENTVALUE;
+    }
+    if (peer.addr_type != VYN_ADDR_IPV4) {
+        vyn_trace(VYN_TRACE_FAILURE, "%s : Address type is not IPV4\n", row_status_name);
+        vyn_report_set_error(VYN_ERR_PEER_NOT_IPV4);
+        return SNMP_ERR_INCONSISTENTVALUE;
+    }
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 -- done", row_status_name);
+    return SNMP_ERR_NOERROR;
+}
+
+static int send_change(vyn_static_peer peer, long row_status)
+{
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", row_status_name);
+    if (row_status == SNMP_ROW_ACTIVE)
+        return SNMP_ERR_NOERROR;
+    peer.op = row_status == SNMP_ROW_DESTROY ? VYN_OP_REMOVE : VYN_OP_ADD;
+    vyn_snmp_req request = request_for(peer);
+    if (int failure = vyn_send_change(MTS_OPC_VYN_CONFIG_REQ, &request, row_status_name,
+                                      "%s : vyn_req_resp Set failed:%s"))
+        return failure;
+    vyn_trace(VYN_TRACE_FLOW, "%s : ACTION done", row_status_name);
+    return SNMP_ERR_NOERROR;
+}
+
+int set_vynStatPeerAddrRowStatus(int action, u_char *var_val, u_char var_val_type,
+                                 size_t var_val_len, u_char *, oid *name, size_t name_len)
+{
+    const vyn_oid_cursor index(name, name_len, VYN_TABLE_INDEX);
+    vyn_static_peer peer;
+    switch (action) {
+    case SNMP_MSG_INTERNAL_SET_RESERVE1:
+        if (int refusal = vyn_check_integer(row_status_checks, var_val, var_val_type, var_val_len))
+            return refusal;
+        if (get_vynStatPeersEntry_instance(index, true, &peer) != 0) {
+            vyn_trace(VYN_TRACE_FAILURE, "%s : RESERVE1 instance parse fail \n", row_status_name);
+            return SNMP_ERR_INCONSISTENTVALUE;
+        }
+        vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", row_status_name);
+        return SNMP_ERR_NOERROR;
+    case SNMP_MSG_INTERNAL_SET_RESERVE2: return reserve_change(index);
+    case SNMP_MSG_INTERNAL_SET_ACTION:
+        get_vynStatPeersEntry_instance(index, true, &peer);
+        return send_change(peer, vyn_set_integer(var_val, var_val_len));
+    default: return SNMP_ERR_NOERROR;
+    }
+}
+
+int set_vynStatPeerAddrStorageType(int action, u_char *, u_char var_val_type, size_t var_val_len,
+                                   u_char *, oid *, size_t)
+{
+    return vyn_set_storage_type(action, var_val_type, var_val_len,
+                                "write to set_vynStatPeerAddrStorageTypeASN_INTEGER\n",
+                                "write to set_vynStatPeerAddrStorageType bad length\n");
+}
