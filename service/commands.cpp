@@ -20,8 +20,9 @@ const char command_help[] =
     "  set PATH VALUE               changes it: set discovery.status failed,\n"
     "                               set features.0.scopes [\"logical\"], set features.- {...}\n"
     "  remove PATH                  takes out an element, or sets a field to its default\n"
-    "  merge FEATURE SCOPE MS [TEXT...]\n"
-    "                               a merge that takes so long, and fails if a text says why\n"
+    "  merge FEATURE SCOPE MS [CODE] [TEXT...]\n"
+    "                               a merge that takes so long, and fails if a code from 1 to\n"
+    "                               65535 or a text says why; a text alone has the code 1\n"
     "  event discovery STATUS [REASON]\n"
     "                               posts the end of a discovery; the fabric stays as it is\n"
     "  event action FEATURE SCOPE ACTION RESULT\n"
@@ -198,14 +199,28 @@ event event_of(words rest)
     refuse("expected discovery, action, merge-failure or raw");
 }
 
+// A number in front is the code, unless it is too large for one.
+merge_failure failure_of(words rest)
+{
+    if (rest.empty())
+        return {};
+    const auto code = parse_number(rest[0], highest_merge_failure);
+    if (code == 0)
+        refuse("codes count from 1");
+    return {code.value_or(usual_merge_failure), joined(rest.subspan(code ? 1 : 0))};
+}
+
 std::string merge(words rest, const command_target &target)
 {
     const auto takes = rest.size() >= 3 ? parse_number(rest[2], longest_wait_ms) : std::nullopt;
     if (!takes)
-        refuse("expected merge FEATURE SCOPE MS [TEXT...]");
+        refuse("expected merge FEATURE SCOPE MS [CODE] [TEXT...]");
     const place where = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
+    if (where != place{} &&
+        (where.scope != VYN_SCOPE_LOGICAL || where.vsan == 0 || where.vsan > highest_vsan))
+        refuse("expected physical or a VSAN");
     if (!target.model.start_merge(rest[0], where, std::chrono::milliseconds(*takes),
-                                  joined(rest.subspan(3)), target.now))
+                                  failure_of(rest.subspan(3)), target.now))
         refuse("no such feature");
     return "";
 }

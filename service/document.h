@@ -55,6 +55,7 @@ class node {
     }
 
     bool has(const char *key) const { return value_.contains(key); }
+    bool is_text() const { return value_.is_string(); }
 
     // All of these refuse a value of another kind.
     uint32_t number(uint32_t most = UINT32_MAX) const;

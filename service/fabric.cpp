@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "keys.h"
+
 namespace vynd {
 
 namespace {
@@ -79,8 +81,8 @@ uint32_t fabric::start_action(std::string_view name, const place &where, uint32_
 
     running_action running{owner->name, where, now + owner->next_action.after, {}};
     const bool locks = action == action_commit || action == action_abort;
-    const lock mine{std::string(user.substr(0, longest_user)), "127.0.0.1"};
-    if (locks && owner->name.size() <= longest_locked_name &&
+    const lock mine{std::string(user.substr(0, longest_user)), address_of("127.0.0.1")};
+    if (locks && owner->name.size() <= longest_record_name &&
         owner->locks.emplace(where, mine).second)
         running.held = mine;
     scope_state &state = owner->states[where];
@@ -121,15 +123,43 @@ uint32_t fabric::store_show_option(std::string_view name, const place &where, ui
     return 0;
 }
 
+uint32_t fabric::add_static_peer(const net_address &peer)
+{
+    if (!state_.static_peers.emplace(peer, static_peer_added).second)
+        return VYN_ERR_PEER_EXISTS;
+    return 0;
+}
+
+uint32_t fabric::remove_static_peer(const net_address &peer)
+{
+    if (state_.static_peers.erase(peer) == 0)
+        return VYN_ERR_NO_SUCH_PEER;
+    return 0;
+}
+
+uint32_t fabric::resolve_merge(std::string_view name, const place &where)
+{
+    feature *owner = find_feature(state_.features, name);
+    if (!owner)
+        return VYN_ERR_NO_SUCH_FEATURE;
+    const auto merge = owner->merges.find(where);
+    if (merge == owner->merges.end() || !merge->second.failed())
+        return VYN_ERR_NO_FAILED_MERGE;
+    merge->second = {merge_success, 0};
+    return 0;
+}
+
 bool fabric::start_merge(std::string_view name, const place &where, std::chrono::milliseconds takes,
-                         std::string_view failure, time_point now)
+                         const merge_failure &failure, time_point now)
 {
     feature *owner = find_feature(state_.features, name);
     if (!owner)
         return false;
-    if (owner->name.size() <= longest_locked_name)
-        owner->locks.emplace(where, lock{merge_user, "127.0.0.1"});
-    merges_.emplace(now + takes, running_merge{owner->name, where, std::string(failure)});
+    if (owner->name.size() <= longest_record_name) {
+        owner->locks.emplace(where, lock{merge_user, address_of("127.0.0.1")});
+        owner->merges[where] = {merge_in_progress, 0};
+    }
+    merges_.emplace(now + takes, running_merge{owner->name, where, failure});
     return true;
 }
 
@@ -168,20 +198,22 @@ void fabric::end_action(feature &owner, place where, uint32_t result, uint32_t f
     pending_.push_back(action_event(owner.name, state.action, where.scope, where.vsan, result));
 }
 
-// The feature may have gone in the meantime; what is told of its merge is true all the same.
+// The feature or its row may have gone in the meantime, and does not come back for it; what is told
+// of its merge is true all the same.
 void fabric::end_merge(const running_merge &merge)
 {
+    const bool failed = merge.failure.code != 0;
     if (feature *owner = find_feature(state_.features, merge.feature)) {
         const auto held = owner->locks.find(merge.where);
         if (held != owner->locks.end() && held->second.user == merge_user)
             owner->locks.erase(held);
+        const auto row = owner->merges.find(merge.where);
+        if (row != owner->merges.end())
+            row->second = {failed ? merge_failed : merge_success, merge.failure.code};
     }
-    if (merge.failure.empty())
-        return;
-    const bool physical = merge.where.scope == VYN_SCOPE_PHYSICAL;
-    pending_.push_back(merge_failure_event(merge.feature,
-                                           physical ? VYN_SERVICE_PHYSICAL : VYN_SERVICE_LOGICAL,
-                                           merge.where.vsan, merge.failure));
+    if (failed)
+        pending_.push_back(merge_failure_event(merge.feature, service_scope(merge.where),
+                                               merge.where.vsan, merge.failure.text));
 }
 
 fabric::ends fabric::next_ends() const

@@ -30,6 +30,9 @@ enum service_syserr : uint32_t {
     VYN_ERR_BAD_REQUEST = 0x40B30003,       // its operation, size or a value does not fit
     VYN_ERR_NO_SUCH_FEATURE = 0x40B30004,   // it names a feature that is not registered
     VYN_ERR_DISCOVERY_RUNNING = 0x40B30042, // one discovery at a time
+    VYN_ERR_NO_SUCH_PEER = 0x40B30043,      // a static peer to remove is not there
+    VYN_ERR_PEER_EXISTS = 0x40B30044,       // a static peer to add is there already
+    VYN_ERR_NO_FAILED_MERGE = 0x40B30045,   // there is none to resolve in that place
 };
 
 inline constexpr named_value disc_status_names[] = {
@@ -50,8 +53,19 @@ struct discovery_state {
 struct fabric_state {
     discovery_state discovery;
     bool distribution_enabled = true;
-    std::vector<feature> features; // in registry order
+    std::set<net_address> peers;                  // that physical discovery has found
+    std::map<net_address, uint32_t> static_peers; // and their status
+    std::vector<feature> features;                // in registry order
 };
+
+inline constexpr uint32_t static_peer_added = 1; // the status of one that a client has added
+
+// Why a merge is going to fail.
+struct merge_failure {
+    uint32_t code = 0; // the service's; 0: it will not
+    std::string text;
+};
+inline constexpr uint32_t usual_merge_failure = 1; // the code where nothing else is said
 
 // The wall clock, since 1970.
 using wall_clock = std::chrono::microseconds (*)();
@@ -83,11 +97,15 @@ class fabric {
                          uint32_t scope_value);
     uint32_t store_show_option(std::string_view name, const place &where, uint32_t value);
 
-    // Starts a merge of a feature's configuration there: it holds the lock of its place, unless
-    // somebody holds it already, for as long as it takes, and fails in the end if `failure` says
-    // why. False when there is no such feature.
+    uint32_t add_static_peer(const net_address &peer);
+    uint32_t remove_static_peer(const net_address &peer);
+    uint32_t resolve_merge(std::string_view name, const place &where);
+
+    // Starts a merge of a feature's configuration there: it is in progress and holds the lock of
+    // its place, unless somebody holds it already, for as long as it takes. What is known of its
+    // members stays. False when there is no such feature.
     bool start_merge(std::string_view name, const place &where, std::chrono::milliseconds takes,
-                     std::string_view failure, time_point now);
+                     const merge_failure &failure, time_point now);
 
     // When advance() will next have something to do, if ever.
     std::optional<time_point> next_change() const;
@@ -106,7 +124,7 @@ class fabric {
     struct running_merge {
         std::string feature;
         place where;
-        std::string failure;
+        merge_failure failure;
     };
 
     // When what runs will end; never, where nothing does.

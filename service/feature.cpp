@@ -1,4 +1,4 @@
-// Finding features, and walking their locks.
+// Finding features by their names.
 //
 // Nothing here changes a feature: what requests change is in the fabric, which owns them.
 #include "feature.h"
@@ -8,8 +8,6 @@
 
 namespace vynd {
 
-namespace {
-
 std::vector<feature>::const_iterator first_from(const std::vector<feature> &features,
                                                 std::string_view name)
 {
@@ -17,8 +15,6 @@ std::vector<feature>::const_iterator first_from(const std::vector<feature> &feat
         features.begin(), features.end(), name,
         [](const feature &entry, std::string_view key) { return registry_order(entry.name, key); });
 }
-
-} // namespace
 
 std::string place_text(const place &where)
 {
@@ -46,23 +42,6 @@ const feature *find_feature(const std::vector<feature> &features, std::string_vi
 feature *find_feature(std::vector<feature> &features, std::string_view name)
 {
     return const_cast<feature *>(find_feature(std::as_const(features), name));
-}
-
-lock_row next_lock(const std::vector<feature> &features, std::string_view name, const place &where)
-{
-    auto owner = first_from(features, name);
-    if (owner != features.end() && owner->name == name) {
-        const auto next = owner->locks.upper_bound(where);
-        if (next != owner->locks.end())
-            return {&*owner, next->first, &next->second};
-        ++owner;
-    }
-    owner = std::find_if(owner, features.end(),
-                         [](const feature &entry) { return !entry.locks.empty(); });
-    if (owner == features.end())
-        return {};
-    const auto &[first, holder] = *owner->locks.begin();
-    return {&*owner, first, &holder};
 }
 
 } // namespace vynd

@@ -1,20 +1,23 @@
-// A feature as the service knows it: its entry in the registry, its state in each scope, and the
-// locks on its configuration.
+// A feature as the service knows it: its entry in the registry, its state in each scope, the locks
+// on its configuration, its peers, its merges and their members.
 //
-// States and locks are kept in the order of the OID index, physical first and then by VSAN, so
-// that the next one behind a key is found without a search through all of them. Features are kept
-// in registry order, which is that of the index as well.
+// All of them are kept in the order of the OID index, physical first and then by VSAN, so that the
+// next one behind a key is found without a search through all of them. Features are kept in
+// registry order, which is that of the index as well.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <compare>
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "address.h"
 #include "text.h"
 #include "vyn_wire.h"
 
@@ -65,15 +68,41 @@ struct scope_state {
 
 // Who holds the lock of a scope.
 struct lock {
-    std::string user;    // bytes, at most longest_user of them; with its mark, if it has one
-    std::string address; // IPv4, IPv6 or any other text; may be empty
+    std::string user; // bytes, at most longest_user of them; with its mark, if it has one
+    net_address address;
 
     bool operator==(const lock &) const = default;
 };
 inline constexpr size_t longest_user = 127;
-inline constexpr size_t longest_address = 255;
 inline constexpr char merge_user[] = "$VYN$Merge"; // the service itself, while it merges
 inline constexpr char user_mark = '\xF9';
+
+// A switch with which a feature is distributed in a place.
+struct feature_peer {
+    place where;
+    net_address peer;
+
+    auto operator<=>(const feature_peer &) const = default;
+};
+
+enum merge_status : uint32_t { merge_success = 1, merge_in_progress, merge_failed };
+inline constexpr named_value merge_status_names[] = {
+    {"success", merge_success}, {"in-progress", merge_in_progress}, {"failed", merge_failed}};
+
+// What has become of the last merge of a feature's configuration in a place.
+struct merge_state {
+    uint32_t status = merge_success;
+    uint32_t failure = 0; // the service's code, at most highest_merge_failure; 0: it has not failed
+
+    bool failed() const { return status == merge_failed || failure != 0; }
+};
+inline constexpr uint32_t highest_merge_failure = 0xFFFF;
+
+// What the service tells of a switch that takes part in a merge.
+struct member_state {
+    uint8_t attr1 = 0;
+    uint8_t attr2 = 0;
+};
 
 // How actions of a feature end; `after` counts from their start.
 struct action_end {
@@ -96,9 +125,12 @@ struct feature {
     std::map<place, scope_state> states{};
     std::optional<place> last{}; // the state of the last action of all; none without states
     std::map<place, lock> locks{};
+    std::set<feature_peer> peers{};
+    std::map<place, merge_state> merges{};
+    std::map<feature_peer, member_state> members{}; // each of a merge
 };
 inline constexpr size_t longest_feature_name = 82;
-inline constexpr size_t longest_locked_name = 80; // what the records of locks have room for
+inline constexpr size_t longest_record_name = 80; // of a feature with locks, peers or merges
 inline constexpr named_value feature_scopes[] = {{"physical", 0x2}, {"logical", 0x4}}; // in flags
 
 // The order of the registry: strcmp of the names with their length in front.
@@ -110,13 +142,43 @@ void sort_features(std::vector<feature> &features);
 const feature *find_feature(const std::vector<feature> &features, std::string_view name);
 feature *find_feature(std::vector<feature> &features, std::string_view name);
 
-struct lock_row {
-    const feature *owner = nullptr; // null: there is none
-    place where;
-    const lock *holder = nullptr;
+// The first feature whose name is that one or comes behind it.
+std::vector<feature>::const_iterator first_from(const std::vector<feature> &features,
+                                                std::string_view name);
+
+// A row of one of the tables whose parts the features hold, such as that of locks.
+template <typename Rows> struct feature_row {
+    const feature *owner = nullptr; // null: there is no such row
+    typename Rows::const_iterator row{};
 };
 
-// The first lock behind that key in the order of the OID index. An empty name comes before all.
-lock_row next_lock(const std::vector<feature> &features, std::string_view name, const place &where);
+template <typename Rows>
+feature_row<Rows> find_row(const std::vector<feature> &features, Rows feature::*rows,
+                           std::string_view name, const typename Rows::key_type &key)
+{
+    const feature *owner = find_feature(features, name);
+    if (!owner || !(owner->*rows).contains(key))
+        return {};
+    return {owner, (owner->*rows).find(key)};
+}
+
+// The first row behind that key in the order of the OID index. An empty name comes before all.
+template <typename Rows>
+feature_row<Rows> next_row(const std::vector<feature> &features, Rows feature::*rows,
+                           std::string_view name, const typename Rows::key_type &key)
+{
+    auto owner = first_from(features, name);
+    if (owner != features.end() && owner->name == name) {
+        const auto next = ((*owner).*rows).upper_bound(key);
+        if (next != ((*owner).*rows).end())
+            return {&*owner, next};
+        ++owner;
+    }
+    owner = std::find_if(owner, features.end(),
+                         [&](const feature &entry) { return !(entry.*rows).empty(); });
+    if (owner == features.end())
+        return {};
+    return {&*owner, ((*owner).*rows).begin()};
+}
 
 } // namespace vynd

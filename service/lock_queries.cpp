@@ -6,8 +6,7 @@
 // has none.
 #include "lock_queries.h"
 
-#include <arpa/inet.h>
-
+#include "keys.h"
 #include "replies.h"
 
 namespace vynd {
@@ -16,51 +15,23 @@ namespace {
 
 constexpr uint32_t lock_header = 0x4C4F434B;
 constexpr uint32_t loopback = 0x7F000001;
-constexpr uint32_t address_text = 16; // beside the types that have a meaning
 
 static_assert(sizeof(resp_app_lock_state::user_name) == longest_user + 1 &&
-              sizeof(resp_app_lock_state::addr) == longest_address + 1 &&
-              sizeof(resp_app_lock_state::app_name) == longest_locked_name + 1);
-
-std::string_view name_in(const vyn_lock_key &key)
-{
-    return {key.app_name, strnlen(key.app_name, sizeof key.app_name)};
-}
-
-// Scope 0, which comes before every place, for what is neither.
-place place_in(const vyn_lock_key &key)
-{
-    switch (key.scope) {
-    case VYN_SERVICE_PHYSICAL: return {VYN_SCOPE_PHYSICAL, 0};
-    case VYN_SERVICE_LOGICAL: return {VYN_SCOPE_LOGICAL, key.min_vsan};
-    default: return {0, 0};
-    }
-}
-
-void fill_address(resp_app_lock_state &reply, const std::string &address)
-{
-    reply.ip_address = loopback;
-    if (inet_pton(AF_INET, address.c_str(), reply.addr) == 1) {
-        reply.addr_type = VYN_ADDR_IPV4;
-        std::memcpy(&reply.ip_address, reply.addr, sizeof reply.ip_address);
-    } else if (inet_pton(AF_INET6, address.c_str(), reply.addr) == 1) {
-        reply.addr_type = VYN_ADDR_IPV6;
-    } else {
-        reply.addr_type = address_text;
-        std::memcpy(reply.addr, address.data(), address.size());
-    }
-}
+              sizeof(resp_app_lock_state::app_name) == longest_record_name + 1);
 
 outcome lock_reply(std::string_view name, const place &where, const lock *holder)
 {
     resp_app_lock_state reply{};
     reply.header = lock_header;
     std::memcpy(reply.app_name, name.data(), name.size());
-    reply.scope = where.scope == VYN_SCOPE_PHYSICAL ? VYN_SERVICE_PHYSICAL : VYN_SERVICE_LOGICAL;
+    reply.scope = service_scope(where);
     reply.vsan = where.vsan;
     if (holder) {
         reply.taken = 1;
-        fill_address(reply, holder->address);
+        fill_address(holder->address, reply.addr_type, reply.addr);
+        reply.ip_address = loopback;
+        if (holder->address.type == VYN_ADDR_IPV4)
+            std::memcpy(&reply.ip_address, reply.addr, sizeof reply.ip_address);
         std::memcpy(reply.user_name, holder->user.data(), holder->user.size());
     }
     return found(VYN_SNMP_APP_LOCK_STATE, reply);
@@ -68,12 +39,12 @@ outcome lock_reply(std::string_view name, const place &where, const lock *holder
 
 } // namespace
 
-outcome get_lock(fabric &model, const vyn_snmp_req &record, time_point)
+outcome get_lock(fabric &model, const query &asked)
 {
-    const vyn_lock_key &key = record.request.req_app_lock_state;
-    const std::string_view name = name_in(key);
-    const place where = place_in(key);
-    if (name.size() > longest_locked_name || where.scope == 0)
+    const vyn_lock_key &key = asked.record.request.req_app_lock_state;
+    const std::string_view name = name_in(key.app_name);
+    const place where = service_place(key.scope, key.min_vsan);
+    if (name.size() > longest_record_name || where.scope == 0)
         return refused(VYN_ERR_BAD_REQUEST, "expected a name with an end, and a scope");
     const feature *owner = find_feature(model.state().features, name);
     if (!owner)
@@ -82,22 +53,23 @@ outcome get_lock(fabric &model, const vyn_snmp_req &record, time_point)
     return lock_reply(name, where, taken == owner->locks.end() ? nullptr : &taken->second);
 }
 
-outcome get_next_lock(fabric &model, const vyn_snmp_req &record, time_point)
+outcome get_next_lock(fabric &model, const query &asked)
 {
-    const vyn_lock_key &key = record.request.req_app_lock_state;
-    const std::string_view name = name_in(key);
-    if (name.size() > longest_locked_name || key.scope > VYN_SERVICE_PHYSICAL)
+    const vyn_lock_key &key = asked.record.request.req_app_lock_state;
+    const std::string_view name = name_in(key.app_name);
+    if (name.size() > longest_record_name || key.scope > VYN_SERVICE_PHYSICAL)
         return refused(VYN_ERR_BAD_REQUEST, "expected a name with an end, and a scope or 0");
-    const lock_row row = next_lock(model.state().features, name, place_in(key));
-    if (!row.owner)
+    const auto [owner, next] = next_row(model.state().features, &feature::locks, name,
+                                        service_place(key.scope, key.min_vsan));
+    if (!owner)
         return refused(VYN_ERR_NO_MORE_ENTRIES, "no more locks");
-    return lock_reply(row.owner->name, row.where, row.holder);
+    return lock_reply(owner->name, next->first, &next->second);
 }
 
-std::string describe_lock_key(const vyn_lock_key &key)
+std::string lock_key(const vyn_snmp_req &record)
 {
-    return "\"" + escaped(name_in(key)) + "\" scope " + std::to_string(key.scope) + " vsan " +
-           std::to_string(key.min_vsan);
+    const vyn_lock_key &key = record.request.req_app_lock_state;
+    return key_text(name_in(key.app_name), key.scope, key.min_vsan);
 }
 
 } // namespace vynd

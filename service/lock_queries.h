@@ -7,12 +7,12 @@
 namespace vynd {
 
 // The lock of exactly that place; without one, a reply that says that nobody holds it.
-outcome get_lock(fabric &model, const vyn_snmp_req &record, time_point now);
+outcome get_lock(fabric &model, const query &asked);
 
 // The first lock behind the key.
-outcome get_next_lock(fabric &model, const vyn_snmp_req &record, time_point now);
+outcome get_next_lock(fabric &model, const query &asked);
 
-// What is asked, for the log: "ntp" scope 2 vsan 0, the scope as it is on the wire.
-std::string describe_lock_key(const vyn_lock_key &key);
+// The key of these queries, for the log.
+std::string lock_key(const vyn_snmp_req &record);
 
 } // namespace vynd

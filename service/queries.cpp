@@ -1,60 +1,91 @@
 // One function for each query, and the table that finds it.
 //
 // What the client library asks has opcodes of its own and other records, and is answered in
-// client_requests.cpp; the queries of locks are in lock_queries.cpp. The table here is the map of
-// all that comes in the service's own record, one row for each query and operation.
+// client_requests.cpp; the queries of locks, peers and merges have files of their own. The table
+// here is the map of all that comes in the service's own record, one row for each query and
+// operation.
 #include "queries.h"
 
 #include <algorithm>
 
 #include "client_requests.h"
 #include "lock_queries.h"
+#include "merge_queries.h"
+#include "peer_queries.h"
 #include "replies.h"
 
 namespace vynd {
 
 namespace {
 
-outcome start_discovery(fabric &model, const vyn_snmp_req &record, time_point now)
+outcome start_discovery(fabric &model, const query &asked)
 {
-    return changed(record.query_type, model.start_discovery(now), "a discovery is running");
+    return changed(asked.record.query_type, model.start_discovery(asked.now),
+                   "a discovery is running");
 }
 
-outcome get_discovery(fabric &model, const vyn_snmp_req &record, time_point)
+outcome get_discovery(fabric &model, const query &asked)
 {
     const discovery_state &state = model.state().discovery;
-    return found(record.query_type, resp_phy_disc_status{state.status, {}, state.failure_reason});
+    return found(asked.record.query_type,
+                 resp_phy_disc_status{state.status, {}, state.failure_reason});
 }
 
-outcome get_distribution(fabric &model, const vyn_snmp_req &record, time_point)
+outcome get_distribution(fabric &model, const query &asked)
 {
     const uint32_t disabled = model.state().distribution_enabled ? 0 : 1;
-    return found(record.query_type, resp_dist_status{disabled});
+    return found(asked.record.query_type, resp_dist_status{disabled});
 }
 
-outcome set_distribution(fabric &model, const vyn_snmp_req &record, time_point)
+outcome set_distribution(fabric &model, const query &asked)
 {
-    const uint32_t disable = record.request.dist_disable;
+    const uint32_t disable = asked.record.request.dist_disable;
     if (disable > 1)
         return refused(VYN_ERR_BAD_REQUEST, "distribution is 0 or 1");
-    return changed(record.query_type, model.enable_distribution(disable == 0), "");
+    return changed(asked.record.query_type, model.enable_distribution(disable == 0), "");
 }
 
-constexpr struct {
+constexpr struct query_row {
     uint32_t opcode;
     uint32_t query_type;
     uint32_t msg_type;
-    outcome (*run)(fabric &, const vyn_snmp_req &, time_point);
+    outcome (*run)(fabric &, const query &);
+    std::string (*key)(const vyn_snmp_req &) = nullptr; // for the log; null: it has none
 } queries[] = {
     // clang-format off
-    {MTS_OPC_VYN_SNMP_QUERY, VYN_SNMP_APP_LOCK_STATE,  VYN_MSG_GET,     get_lock},
-    {MTS_OPC_VYN_SNMP_QUERY, VYN_SNMP_APP_LOCK_STATE,  VYN_MSG_GETNEXT, get_next_lock},
-    {MTS_OPC_VYN_SNMP_QUERY, VYN_SNMP_START_DISCOVERY, VYN_MSG_SET,     start_discovery},
-    {MTS_OPC_VYN_SNMP_QUERY, VYN_SNMP_GET_DISC_STATUS, VYN_MSG_GET,     get_discovery},
-    {MTS_OPC_VYN_MGMT_REQ,   VYN_SNMP_GET_DIST_STATUS, VYN_MSG_GET,     get_distribution},
-    {MTS_OPC_VYN_CONFIG_REQ, VYN_SNMP_SET_DIST,        VYN_MSG_SET,     set_distribution},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_APP_LOCK_STATE,     VYN_MSG_GET,     get_lock,           lock_key},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_APP_LOCK_STATE,     VYN_MSG_GETNEXT, get_next_lock,      lock_key},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_START_DISCOVERY,    VYN_MSG_SET,     start_discovery},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_GET_DISC_STATUS,    VYN_MSG_GET,     get_discovery},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_PHY_DISC_PEER,      VYN_MSG_GET,     read_peer,          peer_key},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_PHY_DISC_PEER,      VYN_MSG_GETNEXT, read_peer,          peer_key},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_APP_PEER,           VYN_MSG_GET,     read_feature_peer,  feature_peer_key},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_APP_PEER,           VYN_MSG_GETNEXT, read_feature_peer,  feature_peer_key},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_MERGE_MEMBER,       VYN_MSG_GET,     read_merge_member,  feature_peer_key},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_MERGE_MEMBER,       VYN_MSG_GETNEXT, read_merge_member,  feature_peer_key},
+    {MTS_OPC_VYN_MERGE_QUERY, VYN_SNMP_MERGE_ENTRY,        VYN_MSG_GET,     read_merge,         merge_key},
+    {MTS_OPC_VYN_MERGE_QUERY, VYN_SNMP_MERGE_ENTRY,        VYN_MSG_GETNEXT, read_merge,         merge_key},
+    {MTS_OPC_VYN_MERGE_QUERY, VYN_SNMP_MERGE_FAIL_RESOLVE, VYN_MSG_SET,     resolve_merge,      merge_key},
+    {MTS_OPC_VYN_MGMT_REQ,    VYN_SNMP_GET_DIST_STATUS,    VYN_MSG_GET,     get_distribution},
+    {MTS_OPC_VYN_CONFIG_REQ,  VYN_SNMP_SET_DIST,           VYN_MSG_SET,     set_distribution},
+    {MTS_OPC_VYN_CONFIG_REQ,  VYN_SNMP_STATIC_PEER,        VYN_MSG_GET,     read_static_peer,   static_peer_key},
+    {MTS_OPC_VYN_CONFIG_REQ,  VYN_SNMP_STATIC_PEER,        VYN_MSG_GETNEXT, read_static_peer,   static_peer_key},
+    {MTS_OPC_VYN_CONFIG_REQ,  VYN_SNMP_STATIC_PEER,        VYN_MSG_SET,     change_static_peer, static_peer_change},
     // clang-format on
 };
+
+// The row of a request, or null; `known` is whether there is one for another operation at least.
+const query_row *row_of(const request &asked, bool &known)
+{
+    const uint32_t query_type = first_word(asked.record);
+    known = false;
+    const auto row = std::find_if(std::begin(queries), std::end(queries), [&](const auto &entry) {
+        const bool same = entry.opcode == asked.opcode && entry.query_type == query_type;
+        known = known || same;
+        return same && entry.msg_type == asked.msg_type;
+    });
+    return row == std::end(queries) ? nullptr : row;
+}
 
 } // namespace
 
@@ -63,16 +94,11 @@ outcome answer(fabric &model, const request &asked, time_point now)
     if (is_client_request(asked.opcode))
         return answer_client(model, asked, now);
 
-    const uint32_t query_type = first_word(asked.record);
-    bool known = false;
-    const auto query = std::find_if(std::begin(queries), std::end(queries), [&](const auto &row) {
-        const bool same = row.opcode == asked.opcode && row.query_type == query_type;
-        known = known || same;
-        return same && row.msg_type == asked.msg_type;
-    });
+    bool known;
+    const query_row *row = row_of(asked, known);
     if (!known)
         return refused(VYN_ERR_UNKNOWN_REQUEST, "unknown request");
-    if (query == std::end(queries))
+    if (!row)
         return refused(VYN_ERR_BAD_REQUEST, "operation does not fit");
 
     vyn_snmp_req record;
@@ -80,7 +106,7 @@ outcome answer(fabric &model, const request &asked, time_point now)
         return refused(VYN_ERR_BAD_REQUEST, std::to_string(asked.record.size()) + " bytes");
     if (record.argument != 1)
         return refused(VYN_ERR_BAD_REQUEST, "first argument is not 1");
-    return query->run(model, record, now);
+    return row->run(model, {record, asked.msg_type, now});
 }
 
 std::string describe(const request &asked)
@@ -94,11 +120,12 @@ std::string describe(const request &asked)
     if (is_client_request(asked.opcode))
         return head + " " + describe_client(asked);
 
-    const uint32_t query_type = first_word(asked.record);
-    const std::string text = head + " query " + std::to_string(query_type);
+    const std::string text = head + " query " + std::to_string(first_word(asked.record));
+    bool known;
+    const query_row *row = row_of(asked, known);
     vyn_snmp_req record;
-    if (query_type == VYN_SNMP_APP_LOCK_STATE && take(asked.record, record))
-        return text + " " + describe_lock_key(record.request.req_app_lock_state);
+    if (row && row->key && take(asked.record, record))
+        return text + " " + row->key(record);
     return text;
 }
 

@@ -21,6 +21,15 @@ struct request {
     std::string_view user = {};
 };
 
+// A request in the service's own record, as the function that answers it sees it.
+struct query {
+    const vyn_snmp_req &record;
+    uint32_t msg_type;
+    time_point now;
+
+    bool next() const { return msg_type == VYN_MSG_GETNEXT; }
+};
+
 struct outcome {
     uint32_t status = 0; // a system error code
     bytes reply;         // empty after a failure

@@ -1,5 +1,5 @@
 // JSON to fabric and back. Each part of the document has one function that reads it and one that
-// writes it, side by side; those of features are in scenario_features.cpp.
+// writes it, side by side; those of features and of peers have files of their own.
 //
 // A missing field keeps the default that the fabric's own types give it; only what identifies
 // something in a list has none.
@@ -10,6 +10,7 @@
 
 #include "document.h"
 #include "scenario_features.h"
+#include "scenario_peers.h"
 
 namespace vynd {
 
@@ -59,13 +60,16 @@ fabric_state state_from_json(const json &document)
 {
     const node root(document, "");
     fabric_state state;
-    root.expect_keys({"discovery", "distribution", "features"});
+    root.expect_keys({"discovery", "distribution", "peers", "static_peers", "features"});
     root.with("discovery", [&](const node &value) { state.discovery = read_discovery(value); });
     root.with("distribution", [&](const node &value) {
         value.expect_keys({"enabled"});
         value.with("enabled",
                    [&](const node &enabled) { state.distribution_enabled = enabled.flag(); });
     });
+    root.with("peers", [&](const node &value) { state.peers = read_peers(value); });
+    root.with("static_peers",
+              [&](const node &value) { state.static_peers = read_static_peers(value); });
     root.with("features", [&](const node &value) {
         std::set<std::string> names;
         value.each(
@@ -82,6 +86,8 @@ json state_to_json(const fabric_state &state)
         features.push_back(feature_to_json(entry));
     return {{"discovery", discovery_to_json(state.discovery)},
             {"distribution", {{"enabled", state.distribution_enabled}}},
+            {"peers", peers_to_json(state.peers)},
+            {"static_peers", static_peers_to_json(state.static_peers)},
             {"features", features}};
 }
 

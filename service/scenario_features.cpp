@@ -1,9 +1,11 @@
 // Features in a scenario, and back.
 //
-// A state or a lock names its place in one of two ways: as "scope": "physical" or as "vsan": N.
 // The marks that the service puts on a user's name are fields of their own here, so that nobody
-// has to know how they look on the wire.
+// has to know how they look on the wire. Peers and merges are read in scenario_peers.cpp.
 #include "scenario_features.h"
+
+#include "scenario_peers.h"
+#include "scenario_places.h"
 
 namespace vynd {
 
@@ -55,43 +57,12 @@ json action_end_to_json(const action_end &end)
             {"failure", code_to_json(end.failure)}};
 }
 
-// The place of an element of `taken`, which has none at that place yet.
-template <typename Element>
-place read_place(const node &value, const std::map<place, Element> &taken)
-{
-    if (value.has("scope") == value.has("vsan"))
-        value.refuse("expected either \"scope\": \"physical\" or a \"vsan\"");
-    place where;
-    value.with("scope", [&](const node &member) {
-        static constexpr named_value physical[] = {{"physical", VYN_SCOPE_PHYSICAL}};
-        where.scope = member.one_of(physical);
-    });
-    value.with("vsan", [&](const node &member) {
-        where = {VYN_SCOPE_LOGICAL, member.number(highest_vsan)};
-        if (where.vsan == 0)
-            member.refuse("VSANs count from 1");
-    });
-    if (taken.contains(where))
-        value.refuse("another one has this place: " + place_text(where));
-    return where;
-}
-
-json place_to_json(const place &where)
-{
-    json result = json::object();
-    if (where.scope == VYN_SCOPE_PHYSICAL)
-        result["scope"] = "physical";
-    else
-        result["vsan"] = where.vsan;
-    return result;
-}
-
 void read_state(const node &value, feature &owner)
 {
     scope_state state;
     value.expect_keys({"scope", "vsan", "action", "result", "failure", "seconds", "microseconds",
                        "show_cfg_option", "last"});
-    const place where = read_place(value, owner.states);
+    const place where = read_free_place(value, owner.states);
     value.with("action",
                [&](const node &member) { state.action = member.named_number(action_names); });
     value.with("result",
@@ -131,12 +102,10 @@ void read_lock(const node &value, feature &owner)
 {
     lock holder;
     value.expect_keys({"scope", "vsan", "user", "kind", "marked", "address"});
-    const place where = read_place(value, owner.locks);
+    const place where = read_free_place(value, owner.locks);
     if (value.has("kind") && (value.has("user") || value.has("marked")))
         value.refuse("a lock of a kind has no user");
-    if (owner.name.size() > longest_locked_name)
-        value.refuse("a feature with locks has a name of at most " +
-                     std::to_string(longest_locked_name) + " characters");
+    expect_short_name(value, owner, "locks");
     value.with("kind", [&](const node &member) {
         static constexpr named_value kinds[] = {{"merge", 0}};
         member.one_of(kinds);
@@ -149,8 +118,7 @@ void read_lock(const node &value, feature &owner)
     value.with("user", [&](const node &member) {
         holder.user += member.byte_text(longest_user - holder.user.size());
     });
-    value.with("address",
-               [&](const node &member) { holder.address = member.byte_text(longest_address); });
+    value.with("address", [&](const node &member) { holder.address = read_address(member); });
     owner.locks.emplace(where, std::move(holder));
 }
 
@@ -166,8 +134,8 @@ json locks_to_json(const feature &owner)
             entry["user"] = utf8_of(std::string_view(holder.user).substr(marked ? 1 : 0));
         if (marked)
             entry["marked"] = true;
-        if (!holder.address.empty())
-            entry["address"] = utf8_of(holder.address);
+        if (holder.address != net_address())
+            entry["address"] = address_to_json(holder.address);
     }
     return result;
 }
@@ -178,7 +146,8 @@ feature read_feature(const node &value, std::set<std::string> &names)
 {
     feature result;
     value.expect_keys({"name", "scopes", "show_cfg_option", "entry_attr", "action", "scope_type",
-                       "scope_value", "flags", "flags2", "next_action", "states", "locks"});
+                       "scope_value", "flags", "flags2", "next_action", "states", "locks", "peers",
+                       "merges"});
     for (const auto &[key, member] : feature_numbers)
         value.with(key,
                    [&, member = member](const node &number) { result.*member = number.number(); });
@@ -202,6 +171,8 @@ feature read_feature(const node &value, std::set<std::string> &names)
     value.with("locks", [&](const node &locks) {
         locks.each([&](const node &holder) { read_lock(holder, result); });
     });
+    value.with("peers", [&](const node &peers) { read_feature_peers(peers, result); });
+    value.with("merges", [&](const node &merges) { read_merges(merges, result); });
     return result;
 }
 
@@ -221,6 +192,8 @@ json feature_to_json(const feature &entry)
     result["next_action"] = action_end_to_json(entry.next_action);
     result["states"] = states_to_json(entry);
     result["locks"] = locks_to_json(entry);
+    result["peers"] = feature_peers_to_json(entry);
+    result["merges"] = merges_to_json(entry);
     return result;
 }
 

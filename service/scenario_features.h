@@ -1,4 +1,4 @@
-// The features of a scenario: their entries in the registry, their states and locks.
+// The features of a scenario: their entries in the registry, and all that they have.
 #pragma once
 
 #include <set>

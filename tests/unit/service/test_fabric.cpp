@@ -9,6 +9,7 @@
 #include <map>
 #include <sstream>
 
+#include "commands.h"
 #include "queries.h"
 #include "scenario.h"
 #include "vynd_protocol.h"
@@ -37,6 +38,15 @@ bytes query(word type, word value = 0, word one = 1) { return record_of(364, {{0
 bytes lock(text name, word scope, word vsan) {
     return record_of(364, {{0, 6}, {4, 1}, {96, scope}, {100, vsan}, {104, 0xABCD}}, {{12, name}});
 }
+bytes peer(word type, text name, word scope, word vsan, word addr_type, text addr) {
+    return record_of(364, {{0, type}, {4, 1}, {96, scope}, {100, vsan}, {104, addr_type}}, {{12, name}, {108, addr}});
+}
+bytes static_peer(word op, word addr_type, text addr) {
+    return record_of(364, {{0, 66}, {4, 1}, {8, op}, {12, addr_type}}, {{16, addr}});
+}
+bytes merge(word type, text name, word scope, word vsan, word mark) {
+    return record_of(364, {{0, type}, {4, 1}, {96, vsan}, {100, mark}, {104, scope}}, {{12, name}});
+}
 bytes state(text name, word scope, word vsan) { return named(128, name, {{100, scope}, {104, vsan}}); }
 bytes entry(text name, word action, word scope, word vsan) {
     return named(112, name, {{84, 2}, {92, action}, {96, scope}, {100, vsan}});
@@ -55,19 +65,53 @@ std::string words_of(std::span<const uint8_t> record) {
 
 constexpr char document[] =
     R"({"distribution": {"enabled": false}, "discovery": {"status": 77, "failure_reason": "0x40B30042",
-        "next": {"after_ms": 70, "status": "failed", "failure_reason": "0x40B30071"}}, "features": [
+        "next": {"after_ms": 70, "status": "failed", "failure_reason": "0x40B30071"}},
+    "peers": ["ÿ", "zz", {"address": "10.1.1.1", "type": 7}, "", "0:0::1", "10.0.0.9", "9.9.9.9"],
+    "static_peers": [{"address": "ab", "type": 0}, {"address": "::2"}, {"address": "10.1.0.2", "status": 9}],
+    "features": [
     {"name": "ÿ", "locks": [{"vsan": 256, "user": "a"}]}, {"name": "z", "locks": [{"vsan": 1}]},
     {"name": "b\u0080", "locks": [{"scope": "physical", "address": "1.2.3.4"}]},
     {"name": "zz", "locks": [{"vsan": 99, "user": "b", "marked": true, "address": "::1"}, {"vsan": 2},
-        {"scope": "physical", "kind": "merge", "address": "A-1"}]},
+        {"scope": "physical", "kind": "merge", "address": "A-1"}], "merges": [{"scope": "physical"}],
+     "peers": [{"scope": "physical", "peers": ["10.1.1.3"]}]},
     {"name": "ntp", "scopes": ["physical", "logical"], "next_action": {"after_ms": 100, "result": "partly",
      "failure": 9}, "states": [{"vsan": 20, "action": "abort", "result": "failed", "failure": "0x40B30051",
      "seconds": 5, "microseconds": 6, "show_cfg_option": 2, "last": true}, {"scope": "physical", "action": 77,
-     "seconds": 8}]}, {"name": "zone", "scopes": ["logical"], "entry_attr": 3, "action": 4, "flags": 16, "flags2": 7,
-     "states": [{"vsan": 20, "result": "in-progress"}]}]})";
+     "seconds": 8}], "peers": [{"vsan": 300, "peers": ["core"]}, {"vsan": 9, "peers": ["10.1.1.1", "9.1.1.1"]},
+        {"scope": "physical", "peers": ["b", "aa", {"address": "c", "type": 7}]}],
+     "merges": [{"vsan": 20, "status": 77}, {"scope": "physical", "status": "failed", "failure": 258,
+        "members": [{"address": "aa", "attr1": 255}, {"address": "1.1.1.1", "attr1": 1, "attr2": 2}]},
+        {"vsan": 10, "members": [{"address": "b", "type": 0}]}]},
+    {"name": "zone", "scopes": ["logical"], "entry_attr": 3, "action": 4, "flags": 16, "flags2": 7,
+     "states": [{"vsan": 20, "result": "in-progress"}], "peers": [{"vsan": 1, "peers": ["::1"]}], "merges": [
+        {"vsan": 20, "status": "failed"}, {"vsan": 5, "status": "in-progress"}]}]})";
+
+struct exchange {
+    word opcode, msg_type;
+    bytes record;
+    word status;
+    bytes reply = {};
+};
 
 // Read, written and read again: what is lost on the way is missed below.
 struct Queries : testing::Test {
+    void expect(const std::vector<exchange> &exchanges) {
+        for (const auto &[opcode, msg_type, record, status, reply] : exchanges) {
+            SCOPED_TRACE(describe({opcode, msg_type, record}));
+            const outcome result = ask(opcode, msg_type, record);
+            EXPECT_EQ(result.status, status);
+            EXPECT_EQ(to_hex(result.reply), to_hex(reply));
+        }
+    }
+
+    // Of a merge: whether there is one, its status, scope, VSAN, failure code and whether it has failed.
+    std::string merge_row(word msg_type, text name, word scope, word vsan) {
+        const bytes found = ask(8474, msg_type, merge(14, name, scope, vsan, 4096)).reply;
+        if (found.size() != 360) return std::to_string(found.size()) + " bytes";
+        return words_of(std::span(found).subspan(92, 16)) + " " + words_of(std::span(found).subspan(4, 4)) + " " +
+               std::to_string(found[136]);
+    }
+
     outcome ask(word opcode, word msg_type, const bytes &record, time_point now = {}) {
         return answer(model, {opcode, msg_type, record, "alice"}, now);
     }
@@ -88,7 +132,7 @@ TEST_F(Queries, RepliesByteForByte) {
     const word unknown = 0x40B30002, bad = 0x40B30003, nobody = 0x40B30004, no_row = 0x40B3001C;
     const word no_way = 0x40B30035, busy = 0x40B3003A, taken = 1u << 24, local = 0x7F000001;
     // clang-format off
-    const struct { word opcode, msg_type; bytes record; word status; bytes reply = {}; } cases[] = {
+    expect({
         {8469, 1, query(25), 0, record_of(360, {{0, 25}, {4, 77u << 24}, {8, 0x40B30042}})},
         {8469, 3, query(24), 0, record_of(8, {{0, 24}})}, {8469, 3, query(24), 0x40B30042},
         {8469, 1, query(25), 0, record_of(360, {{0, 25}, {4, 2u << 24}})},
@@ -122,14 +166,60 @@ TEST_F(Queries, RepliesByteForByte) {
             {{12, "zz"}, {384, "\xF9" "b"}})},
         {8469, 1, lock("zz", 1, 3), 0, locked({{96, 1}, {100, 3}}, {{12, "zz"}})}, {8469, 1, lock("zz", 0, 0), bad},
         {8469, 1, lock("zzz", 2, 0), nobody}, {8469, 2, lock("zz", 3, 0), bad}, {8469, 3, lock("zz", 2, 0), bad},
-    };
+    });
     // clang-format on
-    for (const auto &[opcode, msg_type, record, status, reply] : cases) {
-        SCOPED_TRACE(describe({opcode, msg_type, record}));
-        const outcome result = ask(opcode, msg_type, record);
-        EXPECT_EQ(result.status, status);
-        EXPECT_EQ(to_hex(result.reply), to_hex(reply));
-    }
+}
+
+TEST_F(Queries, PeersAndMergesByteForByte) {
+    const std::string nine("\n\0\0\x09", 4), two("\n\1\0\2", 4), three("\n\1\0\3", 4), one("\1\1\1\1");
+    const std::string endless(81, 'n');
+    const word bad = 0x40B30003, nobody = 0x40B30004, no_row = 0x40B3001C, gone = 0x40B30043, there = 0x40B30044;
+    const word not_failed = 0x40B30045, not_ipv4 = 0x40B30070, header = 0x50454552;
+    const bytes changed = record_of(8, {{0, 66}}), resolved = record_of(8, {{0, 58}});
+    const auto merged = [](words values, text name) {
+        values.insert({{0, 14}, {92, 1}});
+        return record_of(360, values, {{8, name}});
+    };
+    // clang-format off
+    expect({
+        {8469, 1, peer(26, "", 0, 0, 1, nine), 0,
+            record_of(360, {{0, 26}, {4, header}, {92, 1}, {100, 1}}, {{104, nine}})},
+        {8469, 1, peer(26, "", 0, 0, 16, "10.1.1.1"), 0,
+            record_of(360, {{0, 26}, {4, header}, {92, 1}, {100, 7}}, {{104, "10.1.1.1"}})},
+        {8469, 1, peer(26, "", 0, 0, 7, "10.1.1.1"), no_row}, {8469, 1, peer(26, "", 0, 0, 1, "\n\1\1\1"), no_row},
+        {8469, 1, peer(26, "a", 0, 0, 1, nine), bad}, {8469, 2, peer(26, "", 1, 0, 1, nine), bad},
+        {8469, 1, peer(28, "ntp", 2, 9, 1, "\n\1\1\1"), 0, record_of(360, {{0, 28}, {4, header}, {92, 2}, {96, 9},
+            {100, 1}}, {{8, "ntp"}, {104, "\n\1\1\1"}})},
+        {8469, 1, peer(28, "ntp", 2, 8, 1, "\n\1\1\1"), no_row}, {8469, 1, peer(28, "no", 1, 0, 1, one), no_row},
+        {8469, 1, peer(28, endless, 1, 0, 1, one), bad}, {8469, 3, peer(28, "ntp", 1, 0, 16, "b"), bad},
+        {8469, 1, peer(29, "ntp", 1, 0, 1, one), 0, record_of(364, {{0, 29}, {4, header}, {92, 1}, {100, 1},
+            {360, 0x01020000}}, {{8, "ntp"}, {104, one}})},
+        {8477, 1, static_peer(0, 1, two), 0, record_of(360, {{0, 66}, {4, 1}, {272, 9}}, {{8, two}})},
+        {8477, 1, static_peer(0, 16, "ab"), 0, record_of(360, {{0, 66}, {272, 1}}, {{8, "ab"}})},
+        {8477, 1, static_peer(1, 1, two), bad}, {8477, 1, static_peer(0, 1, three), no_row},
+        {8477, 3, static_peer(0, 1, two), there}, {8477, 3, static_peer(0, 1, three), 0, changed},
+        {8477, 1, static_peer(0, 1, three), 0, record_of(360, {{0, 66}, {4, 1}, {272, 1}}, {{8, three}})},
+        {8477, 3, static_peer(1, 1, two), 0, changed}, {8477, 3, static_peer(1, 1, two), gone},
+        {8477, 3, static_peer(2, 1, two), bad}, {8477, 3, static_peer(0, 2, one), not_ipv4},
+        {8477, 3, static_peer(1, 16, "ab"), not_ipv4}, {8477, 2, static_peer(0, 1, two), 0,
+            record_of(360, {{0, 66}, {4, 1}, {272, 1}}, {{8, three}})},
+        {8474, 1, merge(14, "ntp", 2, 0, 4096), 0, merged({{4, 258}, {96, 3}, {100, 2}, {136, 1u << 24}}, "ntp")},
+        {8474, 1, merge(14, "zone", 1, 20, 4096), 0, merged({{96, 3}, {100, 1}, {104, 20}}, "zone")},
+        {8474, 1, merge(14, "zone", 2, 0, 4096), 0, record_of(360, {{0, 14}})},
+        {8474, 1, merge(14, "no", 2, 0, 4096), nobody}, {8474, 2, merge(14, "no", 2, 0, 4096), no_row},
+        {8474, 1, merge(14, "ntp", 0, 0, 4096), bad}, {8474, 2, merge(14, "ntp", 3, 0, 4096), bad},
+        {8474, 2, merge(14, "ntp", 2, 0, 0), bad}, {8474, 1, merge(14, endless, 2, 0, 4096), bad},
+        {8474, 3, merge(58, "ntp", 2, 0, 4096), bad}, {8474, 3, merge(58, "ntp", 0, 0, 0), bad},
+        {8474, 3, merge(58, "no", 2, 0, 0), nobody}, {8474, 3, merge(58, "ntp", 1, 10, 0), not_failed},
+        {8474, 3, merge(58, "ntp", 1, 11, 0), not_failed}, {8474, 3, merge(58, "ntp", 2, 0, 0), 0, resolved},
+        {8474, 3, merge(58, "ntp", 2, 0, 0), not_failed}, {8474, 3, merge(58, "zone", 1, 20, 0), 0, resolved},
+        {8474, 1, merge(14, "ntp", 2, 0, 4096), 0, merged({{96, 1}, {100, 2}}, "ntp")},
+    });
+    // clang-format on
+    EXPECT_EQ(describe({8469, 2, peer(28, "ntp", 1, 0, 1, nine)}),
+              R"(8469 getnext query 28 "ntp" scope 1 vsan 0 addr 1 0a000009)");
+    EXPECT_EQ(describe({8477, 3, static_peer(1, 1, two)}), "8477 set query 66 remove 10.1.0.2");
+    EXPECT_EQ(describe({8477, 1, static_peer(0, 9, "a\n")}), R"(8477 get query 66 addr 9 "a\x0a")");
 }
 
 TEST_F(Queries, RegistryComesInPagesOfWholeEntries) {
@@ -160,6 +250,55 @@ TEST_F(Queries, LocksAreWalkedInTheOrderOfTheIndex) {
         const auto *owner = reinterpret_cast<const char *>(&found.reply[12]);
         EXPECT_EQ(owner + (" " + words_of(std::span(found.reply).subspan(96, 8))), next);
     }
+}
+
+TEST_F(Queries, PeersAreWalkedInTheOrderOfTheIndex) {
+    // clang-format off
+    // The next name, scope, VSAN, type and the first octets.
+    const struct { word type; std::string name; word scope, vsan, addr_type; std::string addr, next; } cases[] = {
+        {26, "", 0, 0, 0, "", " 1 0 1 9090909"}, {26, "", 0, 0, 1, "\t\t\t\t", " 1 0 1 a000009"}, // a walk
+        {26, "", 0, 0, 1, "\n\t", " 1 0 2 0"}, {26, "", 0, 0, 2, "\1", " 1 0 10 0"},
+        {26, "", 0, 0, 16, "", " 1 0 10 ff000000"}, {26, "", 0, 0, 16, "\xFF", " 1 0 10 7a7a0000"},
+        {26, "", 0, 0, 16, "zz", " 1 0 7 31302e31"}, {26, "", 0, 0, 16, "10.1.1.1", ""},
+        {26, "", 0, 0, 3, "zzz", " 1 0 10 0"}, {26, "", 0, 0, UINT32_MAX, "", ""}, // keys between
+        {28, "", 0, 0, 0, "", "zz 1 0 1 a010103"}, {28, "zz", 1, 0, 1, "\n\1\1\3", "ntp 1 0 10 62000000"},
+        {28, "ntp", 1, 0, 16, "b", "ntp 1 0 7 63000000"}, {28, "ntp", 1, 0, 16, "c", "ntp 1 0 10 61610000"},
+        {28, "ntp", 1, 0, 16, "aa", "ntp 2 9 1 9010101"}, {28, "ntp", 2, 9, 1, "\t\1\1\1", "ntp 2 9 1 a010101"},
+        {28, "ntp", 2, 9, 1, "\n\1\1\1", "ntp 2 12c 10 636f7265"}, {28, "ntp", 2, 300, 16, "core", "zone 2 1 2 0"},
+        {28, "zone", 2, 1, 2, "\1", ""},
+        {28, "ntp", 0, 7, 1, "z", "ntp 1 0 10 62000000"}, {28, "ntp", 1, 0, 7, "zz", "ntp 1 0 10 62000000"},
+        {28, "ntp", 1, 0, 17, "", "ntp 2 9 1 9010101"}, {28, "ntp", 1, 5, 0, "", "ntp 2 9 1 9010101"},
+        {28, "ntp", 2, 9, 1, "\t\1\1\1\1", "ntp 2 9 1 a010101"}, {28, "ntp", 3, 0, 0, "", "zone 2 1 2 0"},
+        {28, "n  ", 9, 9, 9, "z", "ntp 1 0 10 62000000"}, {28, "\xFF", 9, 9, 9, "z", "zz 1 0 1 a010103"},
+        {29, "", 0, 0, 0, "", "ntp 1 0 1 1010101"}, {29, "ntp", 1, 0, 1, "\1\1\1\1", "ntp 1 0 10 61610000"},
+        {29, "ntp", 1, 0, 16, "aa", "ntp 2 a 0 62000000"}, {29, "ntp", 2, 10, 16, "b", ""},
+        {66, "", 0, 0, 0, "", "1 a010002"}, {66, "", 0, 0, 1, "\n\2", "2 0"}, {66, "", 0, 0, 2, "\1", "0 61620000"},
+        {66, "", 0, 0, 16, "ab", ""},
+    };
+    // clang-format on
+    for (const auto &[type, name, scope, vsan, addr_type, addr, next] : cases) {
+        const bool fixed = type == 66;
+        const bytes key = fixed ? static_peer(0, addr_type, addr) : peer(type, name, scope, vsan, addr_type, addr);
+        const outcome found = ask(fixed ? 8477 : 8469, 2, key);
+        EXPECT_EQ(found.status, next.empty() ? 0x40B3001C : 0) << addr;
+        if (found.status != 0) continue;
+        const std::string owner = fixed ? "" : reinterpret_cast<const char *>(&found.reply[8]) + std::string(" ");
+        EXPECT_EQ(owner + words_of(std::span(found.reply).subspan(fixed ? 4 : 92, fixed ? 8 : 16)), next) << addr;
+    }
+}
+
+TEST_F(Queries, MergesAreWalkedWithinTheirFeature) {
+    const std::string physical = "1 3 2 0 102 1", none = "0 0 0 0 0 0";
+    // clang-format off
+    const struct { std::string name; word scope, vsan; std::string next; } cases[] = {
+        {"ntp", 1, 0, physical}, {"ntp", 2, 0, "1 1 1 a 0 0"}, {"ntp", 1, 10, "1 4d 1 14 0 0"},
+        {"ntp", 1, 9, "1 1 1 a 0 0"}, {"ntp", 1, 20, physical}, {"ntp", 0, 99, physical}, {"ntp", 2, 99, "1 1 1 a 0 0"},
+        {"zone", 1, 0, "1 2 1 5 0 0"}, {"zone", 1, 5, "1 3 1 14 0 0"}, {"zone", 1, 20, none},
+        {"zone", 0, 9, "1 2 1 5 0 0"}, {"zz", 1, 9, "1 1 2 0 0 0"}, {"zz", 2, 0, none}, {"z", 0, 0, none}, {"z", 1, 0, none},
+    };
+    // clang-format on
+    for (const auto &[name, scope, vsan, next] : cases)
+        EXPECT_EQ(merge_row(2, name, scope, vsan), next) << name << " " << scope << " " << vsan;
 }
 
 // Discoveries (24) and the actions of one feature, each row at its time: what has ended until then,
@@ -216,20 +355,36 @@ TEST_F(Queries, DiscoveriesAndActionsRunAndEndOnTheClock) {
 // With the second feature's name and what comes behind it.
 std::string with(text rest) { return R"({"features":[{"name":"ntp"},{"name":")" + rest + "}]}"; }
 
-TEST_F(Queries, MergesHoldTheLockAndTellOfTheirFailure) {
+TEST_F(Queries, MergesRunAndHoldTheLockAndLeaveTheirResult) {
     const auto at = [](int ms) { return time_point() + std::chrono::milliseconds(ms); };
+    const std::string in_10 = "1 1 1 a 0 0", running = "1 2 1 ";
+    // clang-format off
+    const struct { std::string words, answer, name; word scope, vsan; std::string during, after; } merges[] = {
+        {"none 30 5", "no such feature", "ntp", 1, 10, in_10, in_10},
+        {"ntp 7/10 5", "expected physical or a VSAN", "ntp", 1, 10, in_10, in_10},
+        {"ntp 10 5 0", "codes count from 1", "ntp", 1, 10, in_10, in_10},
+        {"ntp 30 5 they differ", "", "ntp", 1, 30, running + "1e 0 0", "1 3 1 1e 1 1"},
+        {"zone 20 5", "", "zone", 1, 20, running + "14 0 0", "1 1 1 14 0 0"},
+        {"ntp physical 5 300 so there", "", "ntp", 2, 0, "1 2 2 0 0 0", "1 3 2 0 12c 1"},
+    };
+    // clang-format on
+    fault_board faults;
+    for (const auto &row : merges) {
+        EXPECT_EQ(run_command("merge " + row.words, {model, faults, at(0), {}}).text, row.answer);
+        EXPECT_EQ(merge_row(1, row.name, row.scope, row.vsan), row.during) << row.words;
+    }
+    EXPECT_EQ(ask(8474, 3, merge(58, "ntp", 2, 0, 0)).status, 0x40B30045u) << "it has not failed yet";
     const place vsan{2, 30};
-    EXPECT_FALSE(model.start_merge("none", vsan, std::chrono::milliseconds(5), "", at(0)));
-    EXPECT_TRUE(model.start_merge("ntp", vsan, std::chrono::milliseconds(5), "they differ", at(0)));
-    EXPECT_TRUE(model.start_merge("zone", vsan, std::chrono::milliseconds(5), "", at(0)));
     const auto &locks = model.state().features[4].locks;
     EXPECT_EQ(locks.contains(vsan) ? locks.at(vsan).user : "", merge_user);
     EXPECT_TRUE(model.advance(at(4)).empty());
     const auto events = model.advance(at(5));
-    ASSERT_EQ(events.size(), 1u) << "one has failed, one has not";
+    ASSERT_EQ(events.size(), 2u) << "two have failed, one has not";
     EXPECT_EQ(words_of(std::span(events[0].payload).subspan(0, 4)), "16");
     EXPECT_EQ(words_of(std::span(events[0].payload).subspan(88, 12)), "1 1e 74686579");
     EXPECT_FALSE(locks.contains(vsan) || model.next_change());
+    for (const auto &row : merges) EXPECT_EQ(merge_row(1, row.name, row.scope, row.vsan), row.after) << row.words;
+    EXPECT_EQ(ask(8469, 1, peer(29, "ntp", 1, 0, 16, "aa")).status, 0u) << "members stay";
 }
 
 TEST(Scenario, RefusesWhatItDoesNotMeanAndSaysWhere) {
@@ -255,6 +410,13 @@ TEST(Scenario, RefusesWhatItDoesNotMeanAndSaysWhere) {
         {with("a" + locks + R"(,"marked":true,"user":")" + std::string(127, 'u') + "\"}]"),
             "/features/1/locks/0/user: expected at most 126 characters"},
         {with(long_name + locks + "}]"), "/features/1/locks/0: a feature with locks has a name of at most 80"},
+        {with(long_name + R"(","peers":[{"vsan":8}])"), "/features/1/peers/0: a feature with peers has a name of at"},
+        {with(long_name + R"(","merges":[{"vsan":8}])"), "/features/1/merges/0: a feature with merges has a name of"},
+        {with(R"(a","peers":[{"vsan":8},{"vsan":8}])"), "/features/1/peers/1: another one has this place: vsan 8"},
+        {with(R"(a","merges":[{"vsan":8,"failure":65536}])"), "/features/1/merges/0/failure: " + number + "65535"},
+        {R"({"peers":["a",{"address":"a","type":7}]})", "/peers/1: another one has this address"},
+        {R"({"peers":[{"address":"a","type":2}]})", "/peers/0/type: the types 1 and 2 are not those of texts"},
+        {R"({"static_peers":[{"status":1}]})", "/static_peers/0: expected an \"address\""},
     };
     // clang-format on
     const std::string file = testing::TempDir() + "vynd-scenario-" + std::to_string(getpid());

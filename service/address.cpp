@@ -1,0 +1,77 @@
+// Addresses between texts, records and keys.
+//
+// The family of an address decides how many octets it has, so that a record or a key needs no
+// length: a text ends at its NUL, or at the end of its field.
+#include "address.h"
+
+#include <arpa/inet.h>
+
+#include <cstring>
+#include <span>
+#include <tuple>
+
+#include "text.h"
+
+namespace vynd {
+
+namespace {
+
+constexpr struct {
+    uint32_t type;
+    int family;
+    size_t size;
+} families[] = {{VYN_ADDR_IPV4, AF_INET, 4}, {VYN_ADDR_IPV6, AF_INET6, 16}};
+
+} // namespace
+
+std::strong_ordering net_address::operator<=>(const net_address &other) const
+{
+    const auto order = [](const net_address &address) {
+        return std::tuple(address.type, address.octets.size(), std::string_view(address.octets));
+    };
+    return order(*this) <=> order(other);
+}
+
+net_address address_of(std::string_view text)
+{
+    const std::string ended(text);
+    char octets[16];
+    for (const auto &[type, family, size] : families)
+        if (inet_pton(family, ended.c_str(), octets) == 1)
+            return {type, std::string(octets, size), type};
+    return {address_text, ended};
+}
+
+std::string text_of(const net_address &address)
+{
+    char text[INET6_ADDRSTRLEN];
+    for (const auto &[type, family, size] : families)
+        if (address.type == type)
+            return inet_ntop(family, address.octets.data(), text, sizeof text);
+    return address.octets;
+}
+
+net_address key_address(uint32_t type, const address_field &field)
+{
+    size_t length = strnlen(field, sizeof field);
+    for (const auto &family : families)
+        if (family.type == type)
+            length = family.size;
+    return {type, std::string(field, length), type};
+}
+
+void fill_address(const net_address &address, be32 &type, address_field &field)
+{
+    type = address.record_type;
+    std::memcpy(field, address.octets.data(), address.octets.size());
+}
+
+std::string address_key_text(const net_address &key)
+{
+    const bool octets = key.type == VYN_ADDR_IPV4 || key.type == VYN_ADDR_IPV6;
+    const auto *data = reinterpret_cast<const uint8_t *>(key.octets.data());
+    return "addr " + std::to_string(key.type) + " " +
+           (octets ? to_hex({data, key.octets.size()}) : "\"" + escaped(key.octets) + "\"");
+}
+
+} // namespace vynd
