@@ -60,6 +60,28 @@ static int free_udp_port() {
     return ntohs(address.sin_port);
 }
 
+std::vector<binding> parse(const std::string &output) {
+    std::vector<binding> found;
+    std::istringstream stream(output);
+    for (std::string line; std::getline(stream, line);) {
+        if (line.find("{}.") != 0) continue;
+        binding each{{}, line};
+        std::istringstream digits(line.substr(3, line.find(' ') - 3));
+        for (std::string part; std::getline(digits, part, '.');) each.name.push_back(std::stoul(part));
+        found.push_back(each);
+    }
+    return found;
+}
+
+size_t rows_of(const std::vector<binding> &walk, unsigned long table, unsigned long column) {
+    return std::count_if(walk.begin(), walk.end(),
+                         [&](const binding &each) { return each.name[2] == table && each.name[4] == column; });
+}
+
+std::string feature(const std::string &name, const std::string &rest) {
+    return "{\"name\": \"" + name + "\"" + rest + "}";
+}
+
 fabric_agent::fabric_agent() {
     char name[] = "/tmp/vyn-e2e-XXXXXX";
     folder = mkdtemp(name);
@@ -105,6 +127,11 @@ void fabric_agent::start(const std::filesystem::path &scenario) {
     ASSERT_TRUE(wait_until([&] { return subscriptions() == 1; }));
 }
 
+void fabric_agent::start_with(const std::string &scenario) {
+    std::ofstream(folder + "/fabric.json") << scenario;
+    start(folder + "/fabric.json");
+}
+
 void fabric_agent::start_service(const std::filesystem::path &scenario) {
     const std::string path = std::filesystem::path(VYN_SCENARIOS) / scenario;
     service = spawn(VYN_SERVICE " --socket vynd.sock --scenario " + path + " >>vynd.log");
@@ -122,7 +149,7 @@ void fabric_agent::start_agent() {
         << "rocommunity watcher default\nrwcommunity oper default\n"
         << "createUser alice SHA alice-auth AES alice-priv\nrwuser alice priv\n"
         << replace_all(trap_sink, "{}", transport + ":127.0.0.1:" + trap_port) << "\n";
-    agent = spawn("snmpd -f -C -c agent.conf -Lf snmpd.log " + agent_options + " >>snmpd.out");
+    agent = spawn(agent_wrapper + "snmpd -f -C -c agent.conf -Lf snmpd.log " + agent_options + " >>snmpd.out");
     const std::string hasty = "-r 0 -t 0.1 " + watcher;
     ASSERT_TRUE(wait_until([&] { return has(manager("snmpget", hasty, ".1.3.6.1.2.1.1.3.0"), "Timeticks"); }));
 }
@@ -148,6 +175,23 @@ std::string fabric_agent::ask(const std::string &tool, const std::string &object
     const std::string front = "{}." + object.substr(0, object.find(' ')) + " = ";
     const std::string answer = manager(tool, who, "{}." + object);
     return answer.find(front) == 0 ? answer.substr(front.size(), answer.size() - front.size() - 1) : answer;
+}
+
+std::vector<binding> fabric_agent::checked_walk(const std::string &subtree) {
+    const std::string output = manager("snmpbulkwalk -Ih -Ox", oper, subtree);
+    EXPECT_FALSE(has(output, "not increasing"));
+    EXPECT_FALSE(has(output, "Timeout"));
+    const std::vector<binding> rows = parse(output);
+    for (size_t i = 1; i < rows.size(); i++) EXPECT_LT(rows[i - 1].name, rows[i].name);
+    for (size_t i = 0; i < rows.size();) {
+        std::string names, lines;
+        for (const size_t end = std::min(i + 40, rows.size()); i < end; i++) {
+            names += " " + rows[i].line.substr(0, rows[i].line.find(' '));
+            lines += rows[i].line + "\n";
+        }
+        EXPECT_EQ(manager("snmpget -Ox", oper, names), lines);
+    }
+    return rows;
 }
 
 std::string fabric_agent::log_of(const std::string &process) const {

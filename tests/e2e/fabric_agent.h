@@ -26,6 +26,18 @@ std::string run(const std::string &command);
 size_t count(const std::string &text, const std::string &part);
 testing::AssertionResult has(const std::string &text, const std::string &part);
 
+// One line of a walk: the sub-identifiers below vynMIB, and the line itself.
+struct binding {
+    std::vector<unsigned long> name;
+    std::string line;
+};
+
+std::vector<binding> parse(const std::string &output);
+size_t rows_of(const std::vector<binding> &walk, unsigned long table, unsigned long column);
+
+// A feature of a scenario: its name, and the rest of its object, with a comma in front.
+std::string feature(const std::string &name, const std::string &rest);
+
 class fabric_agent : public testing::Test {
   protected:
     fabric_agent();
@@ -33,6 +45,7 @@ class fabric_agent : public testing::Test {
 
     // Everything, with new logs, up to the agent's subscription to events.
     void start(const std::filesystem::path &scenario = "default.json");
+    void start_with(const std::string &scenario);                               // its text
     void start_service(const std::filesystem::path &scenario = "default.json"); // of the tree, or a whole path
     void stop_service(int signal) { end(service, signal); }                     // and wait until it is gone
     void start_agent();
@@ -50,6 +63,9 @@ class fabric_agent : public testing::Test {
     std::string get(const std::string &object, const std::string &who = oper) { return ask("snmpget", object, who); }
     std::string set(const std::string &object, const std::string &who = oper) { return ask("snmpset", object, who); }
 
+    // A walk of a subtree, checked: it ends, its OIDs only increase, and a GET of each gives the same.
+    std::vector<binding> checked_walk(const std::string &subtree = "{}.1.1");
+
     std::string log_of(const std::string &process) const;
     std::string service_log() const { return log_of("vynd"); }
     std::string agent_log() const { return log_of("snmpd"); }
@@ -59,9 +75,9 @@ class fabric_agent : public testing::Test {
 
     std::string folder;
     std::map<std::string, std::string> environment; // of the agent
-    std::string agent_options;
-    std::string transport = "udp";                // to the receiver of notifications
-    std::string trap_sink = "trap2sink {} traps"; // {}: the receiver's address
+    std::string agent_options, agent_wrapper;       // behind and in front of its command
+    std::string transport = "udp";                  // to the receiver of notifications
+    std::string trap_sink = "trap2sink {} traps";   // {}: the receiver's address
     pid_t service = 0, agent = 0, trap_receiver = 0;
 
     static inline const std::string watcher = "-v2c -c watcher", oper = "-v2c -c oper",

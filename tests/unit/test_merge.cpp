@@ -148,6 +148,10 @@ TEST_F(merges, walk_ends_for_every_registry) {
     EXPECT_EQ(log[0], query(2, " 12=62620000", LOGICAL));
     EXPECT_TRUE(log[1].find(" 88=78787878 100=") != std::string::npos) << log[1];
     platform.features.clear();
+    platform.add_feature("ab")->name[0] = 4; // a length that is wrong
+    EXPECT_FALSE(read({}, false).value);
+    EXPECT_EQ(platform.take_log(), lines{query(2, " 12=61620000", LOGICAL)});
+    platform.features.clear();
     EXPECT_FALSE(read({}, false).value);
     EXPECT_EQ(platform.take_log(), lines()) << "without features there is nothing to ask for";
 }
@@ -210,6 +214,8 @@ TEST_F(merges, failures_are_resolved) {
         {commit, {2}, 0}, {free_phase, {2}, 0}, {undo, {2}, 0}});
     set(set_vynMergeFailResolvAction, row_of(3, 5, ntp_physical),
         {{action, {2, 1}, 0, {look, change + " 104=00000002"}, {null_reply}}});
+    set(set_vynMergeFailResolvAction, row_of(3, 5, name_index("gone") + sub_ids{1}), // since RESERVE2
+        {{action, {2}, 0, {look, "trace 100 Could not get name\n", change.substr(0, change.find(is_ntp))}, {null_reply}}});
     const std::string parsing = refused + "Parsing merge instance failed \n", own = "trace 101 get_vynMergeEntry_instance : ";
     const std::pair<sub_ids, lines> none[] = {
         {{}, {own + "return match -failed \n"}}, {{0, 1}, {own + "app name - return match failed \n"}}, {{9, 1}, {}},

@@ -44,7 +44,7 @@ TEST_F(static_peers, reads_the_row_of_its_index) {
     // clang-format on
     for (const auto &[exact, index, words] : cases) {
         platform.answers = {reply(1, {1})};
-        read(index, exact);
+        EXPECT_EQ(read(index, exact).name, row_of(11, 3, {1, 4, 1, 0, 0, 0}));
         EXPECT_EQ(platform.take_log(), lines{(exact ? get_query : next_query) + words});
     }
     for (const sub_ids &index : refused) EXPECT_FALSE(read(index, true).value);
@@ -94,7 +94,7 @@ TEST_F(static_peers, traces_what_it_reads) {
         EXPECT_EQ(platform.take_log(), expected);
     }
     read({}, true);
-    EXPECT_EQ(platform.take_log().back(), parse + "return match -failed \n");
+    EXPECT_EQ(platform.take_log().back(), "trace 100 get_vynStatPeersEntry_instance : return match -failed \n");
 }
 
 TEST_F(static_peers, row_status_is_written_in_npv_mode) {
@@ -103,12 +103,17 @@ TEST_F(static_peers, row_status_is_written_in_npv_mode) {
                       refused = no + "set_vynStatPeerAddrRowStatus : ",
                       wrong = no + "write to vynStatPeerAddrRowStatus:wrong value\n",
                       tmp = "open /tmp/fc_nport_mux 128", mnt = "open /mnt/pss/fc_nport_mux 128";
+    const auto parse = [](int length) {
+        return "trace 101 get_vynStatPeersEntry_instance : exact : 1 , *len = " + std::to_string(length) +
+               " , vp_namelen = 14 \n";
+    };
+    const lines done1 = {parse(20), own + "RESERVE1 -- done"};
     const std::vector<set_phase> reserve1s = {
         {reserve1, {octets{1, 1, 1, 1}}, 7, {no + "write to set_vynStatPeerAddrRowStatus not ASN_INTEGER\n"}},
         {reserve1, {4, 5}, 8, {no + "write toset_vynStatPeerAddrRowStatus: bad length\n"}},
-        {reserve1, {1}, 0, {own + "RESERVE1 -- done"}},
-        {reserve1, {4, 0}, 0, {own + "RESERVE1 -- done"}},
-        {reserve1, {6, 1}, 0, {own + "RESERVE1 -- done"}},
+        {reserve1, {1}, 0, done1},
+        {reserve1, {4, 0}, 0, done1},
+        {reserve1, {6, 1}, 0, done1},
         {reserve1, {2}, 10, {wrong}},
         {reserve1, {3}, 10, {wrong}},
         {reserve1, {5}, 10, {wrong}},
@@ -117,7 +122,8 @@ TEST_F(static_peers, row_status_is_written_in_npv_mode) {
     const sub_ids row = row_of(11, 5, ipv4), ipv6_row = row_of(11, 5, ipv6),
                   short_row = row_of(11, 5, {1, 4, 10, 0, 0});
     set(set_vynStatPeerAddrRowStatus, row, reserve1s);
-    set(set_vynStatPeerAddrRowStatus, short_row, {{reserve1, {6}, 12, {refused + "RESERVE1 instance parse fail \n"}}});
+    set(set_vynStatPeerAddrRowStatus, short_row,
+        {{reserve1, {6}, 12, {parse(19), refused + "RESERVE1 instance parse fail \n"}}});
 
     const auto npv = [&](std::set<std::string> files, const sub_ids &name, int error, lines log) {
         platform.files = std::move(files);
@@ -126,20 +132,21 @@ TEST_F(static_peers, row_status_is_written_in_npv_mode) {
     };
     const std::string in_tmp = "/tmp/fc_nport_mux", in_mnt = "/mnt/pss/fc_nport_mux";
     npv({}, row, 5, {tmp, mnt, refused + "Operation failed: NPV mode is not enabled\n", "set_error 1085472881 1432"});
-    npv({in_tmp, in_mnt}, row, 0, {tmp, "close 0", own + "RESERVE2 -- done"});
-    npv({in_mnt}, row, 0, {tmp, mnt, "close 0", own + "RESERVE2 -- done"});
-    npv({in_tmp}, ipv6_row, 12, {tmp, "close 0", refused + "Address type is not IPV4\n", "set_error 1085472880 1432"});
-    npv({in_tmp}, short_row, 12, {tmp, "close 0", refused + "RESERVE2 instance parse fail \n"});
+    npv({in_tmp, in_mnt}, row, 0, {tmp, "close 0", parse(20), own + "RESERVE2 -- done"});
+    npv({in_mnt}, row, 0, {tmp, mnt, "close 0", parse(20), own + "RESERVE2 -- done"});
+    npv({in_tmp}, ipv6_row, 12,
+        {tmp, "close 0", parse(32), refused + "Address type is not IPV4\n", "set_error 1085472880 1432"});
+    npv({in_tmp}, short_row, 12, {tmp, "close 0", parse(19), refused + "RESERVE2 instance parse fail \n"});
 
     const std::string entrying = own + "entrying ACTION", peer = " 12=00000001 16=0a000001";
     set(set_vynStatPeerAddrRowStatus, row,
-        {{action, {4}, 0, {entrying, change + peer, own + "ACTION done"}, {done}},
-         {action, {6, 1}, 0, {entrying, change + " 8=00000001" + peer, own + "ACTION done"}, {done}},
-         {action, {1}, 0, {entrying}},
+        {{action, {4}, 0, {entrying, parse(20), change + peer, own + "ACTION done"}, {done}},
+         {action, {6, 1}, 0, {entrying, parse(20), change + " 8=00000001" + peer, own + "ACTION done"}, {done}},
+         {action, {1}, 0, {entrying, parse(20)}},
          {action,
           {4},
           5,
-          {entrying, change + peer, refused + "vyn_req_resp Set failed:E77", "set_error 77 1432"},
+          {entrying, parse(20), change + peer, refused + "vyn_req_resp Set failed:E77", "set_error 77 1432"},
           {failed}},
          {commit, {4}, 0},
          {free_phase, {4}, 0},

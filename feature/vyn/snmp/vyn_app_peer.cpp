@@ -2,7 +2,7 @@
 // tables ask for a peer.
 //
 // Octets of an index are narrowed to their low 8 bits. What an exact index must have, a partial one
-// may lack: the service orders what is left as if the rest were zero.
+// may lack: of an address, that is zero here; a table that goes on from something else says so.
 
 #include "vyn_app_peer.h"
 
@@ -33,7 +33,7 @@ bool vyn_take_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256])
     return true;
 }
 
-bool vyn_take_only_address(vyn_oid_cursor index, be32 *addr_type, char (&addr)[256])
+bool vyn_take_leading_address(vyn_oid_cursor index, be32 *addr_type, char (&addr)[256])
 {
     constexpr size_t shortest = 6;
     return index.left() >= shortest && vyn_take_address(&index, addr_type, addr);
@@ -53,10 +53,11 @@ void vyn_take_partial_address(vyn_oid_cursor *index, be32 *addr_type, char (&add
     memcpy(addr, octets, taken < count ? taken : sizeof(addr));
 }
 
-bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char *function)
+bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char *function,
+                           vyn_trace_level no_index)
 {
     oid scope, vsan_length;
-    if (!vyn_take_key_name(&index, peer->local_app_name, function, VYN_TRACE_FLOW) ||
+    if (!vyn_take_key_name(&index, peer->local_app_name, function, no_index) ||
         !index.take(&scope) || !index.take(&vsan_length) ||
         (scope != VYN_SCOPE_PHYSICAL && scope != VYN_SCOPE_LOGICAL))
         return false;

@@ -16,17 +16,18 @@ size_t vyn_addr_length(uint32_t addr_type, const char (&addr)[256]);
 // octets. What follows it is left.
 bool vyn_take_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256]);
 
-// The same for an index that is an address and nothing else. One that is shorter than an IPv4
-// address's is refused, be it a short text's.
-bool vyn_take_only_address(vyn_oid_cursor index, be32 *addr_type, char (&addr)[256]);
+// The same for an index that begins with the address. One that is shorter than an IPv4 address's is
+// refused, be it a short text's.
+bool vyn_take_leading_address(vyn_oid_cursor index, be32 *addr_type, char (&addr)[256]);
 
 // Takes as much of an address part as there is, for a key to go on from.
 void vyn_take_partial_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256]);
 
-// Takes the key of a feature's peer, of an exact index; the traces carry the name of the function.
-// The octets of the VSAN are always four, but the length in front of them says where the address
-// begins.
-bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char *function);
+// Takes the key of a feature's peer, of an exact index; the traces carry the name of the function,
+// and that of no index at all has a level of the table's. The octets of the VSAN are always four,
+// but the length in front of them says where the address begins.
+bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char *function,
+                           vyn_trace_level no_index);
 
 void vyn_put_address(vyn_oid_builder *index, uint32_t addr_type, const char (&addr)[256]);
 

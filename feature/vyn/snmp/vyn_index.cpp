@@ -1,7 +1,7 @@
 // Reading and writing OID indexes: names of features, the cursor and the builder.
 //
 // Everything here compares a count with what is left before it uses it. What insists on characters
-// looks at a sub-identifier as it is; what takes octets narrows it. The decoders trace nothing: an
+// looks at a sub-identifier as it is; what takes octets narrows it. Most decoders trace nothing: an
 // index that names no row is nothing unusual.
 
 #include "vyn_index.h"
@@ -106,6 +106,14 @@ bool vyn_oid_cursor::take_string(char *string, size_t longest)
     return true;
 }
 
+bool vyn_oid_cursor::last(oid *value) const
+{
+    if (next_ == end_)
+        return false;
+    *value = end_[-1];
+    return true;
+}
+
 bool vyn_oid_cursor::skip(oid count)
 {
     if (count > left())
@@ -162,7 +170,7 @@ size_t vyn_oid_cursor::take_count()
 {
     oid count = 0;
     take(&count);
-    return std::min<oid>(count, 255);
+    return std::min<oid>(count, VYN_MOST_OCTETS);
 }
 
 vyn_oid_cursor vyn_index_of(const struct variable *column, const oid *name, size_t length,
@@ -171,23 +179,23 @@ vyn_oid_cursor vyn_index_of(const struct variable *column, const oid *name, size
     return {name, length, exact || vyn_is_below(column, name, length) ? column->namelen : length};
 }
 
-void vyn_trace_read(const char *function, bool exact, size_t length, const struct variable *column)
+void vyn_trace_read(const char *function, bool exact, size_t length, size_t base)
 {
     vyn_trace(VYN_TRACE_FLOW, "%s : exact : %d , *len = %d , vp_namelen = %d \n", function,
-              int{exact}, static_cast<int>(length), int{column->namelen});
+              int{exact}, static_cast<int>(length), static_cast<int>(base));
 }
 
 bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_LONGEST_APP_NAME + 1],
-                       const char *function, vyn_trace_level level)
+                       const char *function, vyn_trace_level no_index, vyn_trace_level empty)
 {
     if (index->left() == 0) {
-        vyn_trace(level, "%s : return match -failed \n", function);
+        vyn_trace(no_index, "%s : return match -failed \n", function);
         return false;
     }
     if (!index->take_app_name(name))
         return false;
     if (name[0] == '\0')
-        vyn_trace(level, "%s : app name - return match failed \n", function);
+        vyn_trace(empty, "%s : app name - return match failed \n", function);
     return name[0] != '\0';
 }
 

@@ -23,6 +23,9 @@ inline constexpr size_t VYN_TABLE_INDEX = 14;
 inline constexpr size_t VYN_LONGEST_FEATURE = 82;
 inline constexpr size_t VYN_LONGEST_APP_NAME = 80;
 
+// The octets of an address or a VSAN that are looked at in an index.
+inline constexpr size_t VYN_MOST_OCTETS = 255;
+
 // Copies `count` sub-identifiers from position `start` on into the buffer, the low 8 bits of each,
 // and a NUL behind them.
 void oid_to_string(const oid *name, char *buffer, size_t start, size_t count);
@@ -49,6 +52,9 @@ const char *vyn_plain_name(const vyn_feature_entry &entry);
 // True when an OID lies below that of a column.
 bool vyn_is_below(const struct variable *column, const oid *name, size_t length);
 
+// The scope of an index in the records of merges, locks and regions; 0 for what is neither.
+vyn_service_scope vyn_service_scope_of(oid scope);
+
 // Walks the sub-identifiers of an OID from a position on. Positions and counts are unsigned and
 // compared, never added, before they are narrowed: a length of 4294967295 in an OID is a long one.
 class vyn_oid_cursor {
@@ -72,6 +78,9 @@ class vyn_oid_cursor {
     // there are more, or when one is no character.
     bool take_string(char *string, size_t longest);
 
+    // The last one, which is not taken. False at the end.
+    bool last(oid *value) const;
+
     // Passes over `count`. False, and nothing is passed over, when there are fewer.
     bool skip(oid count);
 
@@ -91,7 +100,7 @@ class vyn_oid_cursor {
     // but not 0, and its four octets for a logical one. False for everything else.
     bool take_service_scope(be32 *scope, be32 *vsan);
 
-    // Takes the count in front of octets to go on from: 0 at the end, 255 for more.
+    // Takes the count in front of octets to go on from: 0 at the end, VYN_MOST_OCTETS for more.
     size_t take_count();
 
     // Takes up to `count` octets into a record, from a byte offset on. They run on over the
@@ -100,6 +109,17 @@ class vyn_oid_cursor {
     {
         take_octets(reinterpret_cast<uint8_t *>(record) + offset,
                     std::min(count, sizeof(Record) - offset));
+    }
+
+    // Takes the scope of a record of merges or regions and, of a logical one, all octets that
+    // follow the VSAN's length: they run on behind the VSAN.
+    template <typename Record> void take_scope_into(Record *record)
+    {
+        oid scope = VYN_SCOPE_NONE, vsan_length;
+        take(&scope);
+        record->scope = vyn_service_scope_of(scope);
+        if (scope == VYN_SCOPE_LOGICAL && take(&vsan_length))
+            take_into(record, offsetof(Record, vsan), left());
     }
 
   private:
@@ -112,16 +132,15 @@ class vyn_oid_cursor {
 vyn_oid_cursor vyn_index_of(const struct variable *column, const oid *name, size_t length,
                             bool exact);
 
-// Traces what a read function was asked for.
-void vyn_trace_read(const char *function, bool exact, size_t length, const struct variable *column);
+// Traces what was asked for: an OID of that length, of a column with `base` sub-identifiers.
+void vyn_trace_read(const char *function, bool exact, size_t length, size_t base);
 
-// Takes the name that an exact index of a message's key begins with; traces and returns false when
-// there is no index or the name is empty, at the level of the table.
+// Takes the name that an exact index of a message's key begins with. False when there is no index
+// or the name is empty as a string, each traced at a level of the table's, and, without a trace,
+// when take_app_name refuses it.
 bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_LONGEST_APP_NAME + 1],
-                       const char *function, vyn_trace_level level);
-
-// The scope of an index in the records of merges, locks and assignments; 0 for what is neither.
-vyn_service_scope vyn_service_scope_of(oid scope);
+                       const char *function, vyn_trace_level no_index = VYN_TRACE_FAILURE,
+                       vyn_trace_level empty = VYN_TRACE_FAILURE);
 
 // Builds the OID of an answer.
 class vyn_oid_builder {

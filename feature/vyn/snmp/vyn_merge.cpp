@@ -28,7 +28,7 @@ enum merge_resolve_action {
     resolve_failure,
 };
 
-static constexpr char own_name[] = "get_vynMergeEntry_instance";
+static constexpr char parse_name[] = "get_vynMergeEntry_instance";
 static constexpr char walk_name[] = "header_vynMergeEntry";
 static constexpr char write_name[] = "set_vynMergeFailResolvAction";
 
@@ -57,14 +57,16 @@ static bool is_in_scan(const registry_key &key)
 
 static bool decode_exact(vyn_oid_cursor index, vyn_merge_key *key)
 {
+    char name[VYN_LONGEST_APP_NAME + 1];
     const size_t whole = index.left();
-    if (!vyn_take_key_name(&index, key->app_name, own_name, VYN_TRACE_FLOW))
+    if (!vyn_take_key_name(&index, name, parse_name, VYN_TRACE_FLOW, VYN_TRACE_FLOW))
         return false;
     vyn_trace(VYN_TRACE_FAILURE, "Trying to extract name\n");
-    if (!is_in_scan({key->app_name, whole - index.left() - 1})) {
+    if (!is_in_scan({name, whole - index.left() - 1})) {
         vyn_trace(VYN_TRACE_FAILURE, "Could not get name\n");
         return false;
     }
+    strcpy(key->app_name, name);
     if (index.left() == 0) {
         vyn_trace(VYN_TRACE_FAILURE, "Len problem\n");
         return false;
@@ -74,14 +76,10 @@ static bool decode_exact(vyn_oid_cursor index, vyn_merge_key *key)
 
 static void decode_next(vyn_oid_cursor index, vyn_merge_key *key)
 {
-    oid scope = 0, vsan_length;
     if (index.left() == 0)
         return;
     index.take_partial_app_name(key->app_name);
-    index.take(&scope);
-    key->scope = vyn_service_scope_of(scope);
-    if (scope == VYN_SCOPE_LOGICAL && index.take(&vsan_length))
-        index.take_into(key, offsetof(vyn_merge_key, vsan), index.left());
+    index.take_scope_into(key);
 }
 
 // Fills the key from an index: 0, or -1 when an exact one is none.
@@ -103,15 +101,20 @@ struct merge_step {
     bool behind_scope;
 };
 
-// Moves on to the feature behind. False at the end, and then nothing has changed.
+// Moves on to the feature behind. False at the end, and then nothing has changed. A name that does
+// not come behind, because the registry has its length wrong, is the end as well.
 static bool vyn_merge_next_feature(merge_step *step)
 {
-    const char *name = step->key.app_name;
-    const vyn_feature_entry *feature =
-        vyn_first_feature_behind(registry_key(name, strlen(name)).text, VYN_LONGEST_APP_NAME);
+    char(&name)[VYN_LONGEST_APP_NAME + 1] = step->key.app_name;
+    const registry_key key(name, strlen(name));
+    const vyn_feature_entry *feature = vyn_first_feature_behind(key.text, sizeof(name) - 1);
     if (feature == nullptr)
         return false;
-    strncpy(step->key.app_name, vyn_plain_name(*feature), sizeof(step->key.app_name));
+    const char *next = vyn_plain_name(*feature);
+    if (strcmp(registry_key(next, strlen(next)).text, key.text) <= 0)
+        return false;
+    memset(name, 0, sizeof(name));
+    strcpy(name, next);
     step->key.scope = VYN_SERVICE_LOGICAL;
     step->behind_scope = false;
     return true;
@@ -269,7 +272,7 @@ static int check_row(vyn_oid_cursor index, vyn_merge_key *key)
         vyn_trace(VYN_TRACE_FAILURE, "%s : Parsing merge instance failed \n", write_name);
         return SNMP_ERR_GENERR;
     }
-    if (key->app_name[0] == '\0') {
+    if (key->app_name[0] == '\0') { // which no index of a row has
         vyn_trace(VYN_TRACE_FAILURE, "%s : Application name is null\n", write_name);
         return SNMP_ERR_GENERR;
     }

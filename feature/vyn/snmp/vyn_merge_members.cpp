@@ -4,8 +4,8 @@
 //
 // Odd on purpose: what is missing of a VSAN or an address that a walk goes on from is 0xFF, so it
 // goes on behind all that begin like that, and what is missing of a name is blanks. A member in
-// neither scope leaves the scope's places in the OID as they were asked for. After a null reply the
-// row before it is served again, under the OID that was asked for.
+// neither scope leaves the scope's places in the OID as they were asked for, or 0. After a null
+// reply the row before it is served again, under the OID that was asked for.
 
 #include "vyn_app_peer.h"
 #include "vyn_values.h"
@@ -36,13 +36,13 @@ static constexpr vyn_peer_query members_query = {
 // lacks of them is 0xFF.
 static void take_filled(vyn_oid_cursor *index, vyn_app_peer *key, size_t offset)
 {
-    uint8_t octets[255];
+    uint8_t octets[VYN_MOST_OCTETS];
     const size_t count = index->take_count();
     memset(octets, 0xFF, count);
     index->take_octets(octets, count);
     memcpy(reinterpret_cast<uint8_t *>(key) + offset, octets, count);
 }
-static_assert(offsetof(vyn_app_peer, addr) + 255 <= sizeof(vyn_app_peer));
+static_assert(offsetof(vyn_app_peer, addr) + VYN_MOST_OCTETS <= sizeof(vyn_app_peer));
 
 static void decode_next(vyn_oid_cursor index, vyn_app_peer *key)
 {
@@ -76,12 +76,12 @@ static bool commit_row(const struct variable *vp, const vyn_app_peer &member, oi
 static int get_vynMergeMembersEntry_instance(const struct variable *vp, oid *name, size_t *length,
                                              bool exact)
 {
-    vyn_trace_read(members_query.function, exact, *length, vp);
+    vyn_trace_read(members_query.function, exact, *length, vp->namelen);
     vyn_app_peer key{};
     const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (!exact)
         decode_next(index, &key);
-    else if (!vyn_take_feature_peer(index, &key, members_query.function))
+    else if (!vyn_take_feature_peer(index, &key, members_query.function, VYN_TRACE_FAILURE))
         return -1;
 
     vyn_reply reply;

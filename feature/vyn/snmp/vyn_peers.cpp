@@ -45,7 +45,7 @@ static constexpr vyn_peer_query peers_query = {
 // serve; otherwise -1 or the system error of the query.
 static int header_vynPeersEntry(const struct variable *vp, oid *name, size_t *length, bool exact)
 {
-    vyn_trace_read(peers_query.function, exact, *length, vp);
+    vyn_trace_read(peers_query.function, exact, *length, vp->namelen);
     vyn_app_peer key{};
     vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (!exact) {
@@ -53,7 +53,7 @@ static int header_vynPeersEntry(const struct variable *vp, oid *name, size_t *le
     } else if (index.left() == 0) {
         vyn_trace(VYN_TRACE_FLOW, "%s : return match -failed \n", peers_query.function);
         return -1;
-    } else if (!vyn_take_only_address(index, &key.addr_type, key.addr)) {
+    } else if (!vyn_take_leading_address(index, &key.addr_type, key.addr)) {
         return -1;
     }
 
@@ -112,12 +112,12 @@ static void decode_next(vyn_oid_cursor index, vyn_app_peer *key)
 static int header_vynFeaturePeersEntry(const struct variable *vp, oid *name, size_t *length,
                                        bool exact)
 {
-    vyn_trace_read(feature_peers_query.function, exact, *length, vp);
+    vyn_trace_read(feature_peers_query.function, exact, *length, vp->namelen);
     vyn_app_peer key{};
     const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (!exact)
         decode_next(index, &key);
-    else if (!vyn_take_feature_peer(index, &key, feature_peers_query.function))
+    else if (!vyn_take_feature_peer(index, &key, feature_peers_query.function, VYN_TRACE_FLOW))
         return -1;
 
     vyn_reply reply;

@@ -27,7 +27,7 @@ static const char own_name[] = "get_vynPendingConfOwnerEntry_instance";
 
 static bool decode_exact(vyn_oid_cursor index, vyn_lock_key *key)
 {
-    return vyn_take_key_name(&index, key->app_name, own_name, VYN_TRACE_FAILURE) &&
+    return vyn_take_key_name(&index, key->app_name, own_name) &&
            index.take_service_scope(&key->scope, &key->min_vsan);
 }
 
@@ -84,7 +84,7 @@ static void trace_reply(vyn_msg_type msg_type, const resp_app_lock_state &lock)
 static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid *name,
                                                  size_t *length, bool exact)
 {
-    vyn_trace_read(own_name, exact, *length, vp);
+    vyn_trace_read(own_name, exact, *length, vp->namelen);
     vyn_snmp_req request{};
     request.query_type = VYN_SNMP_APP_LOCK_STATE;
     request.argument = 1;

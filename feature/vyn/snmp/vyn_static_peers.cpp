@@ -22,19 +22,23 @@ static resp_static_peer row_static_peer;
 
 // --- Reads ---
 
-// Fills the key from an index: 0, or -1 when an exact one is none.
-static int get_vynStatPeersEntry_instance(vyn_oid_cursor index, bool exact, vyn_static_peer *key)
+// Fills the key from an OID, whose index begins behind a column's of `base` sub-identifiers: 0, or
+// -1 when an exact one is none.
+static int get_vynStatPeersEntry_instance(vyn_oid_cursor index, size_t base, size_t length,
+                                          bool exact, vyn_static_peer *key)
 {
+    static constexpr char own_name[] = "get_vynStatPeersEntry_instance";
     *key = {};
+    vyn_trace_read(own_name, exact, length, base);
     if (!exact) {
         vyn_take_partial_address(&index, &key->addr_type, key->addr);
         return 0;
     }
     if (index.left() == 0) {
-        vyn_trace(VYN_TRACE_FLOW, "%s : return match -failed \n", "get_vynStatPeersEntry_instance");
+        vyn_trace(VYN_TRACE_FAILURE, "%s : return match -failed \n", own_name);
         return -1;
     }
-    return vyn_take_only_address(index, &key->addr_type, key->addr) ? 0 : -1;
+    return vyn_take_leading_address(index, &key->addr_type, key->addr) ? 0 : -1;
 }
 
 static vyn_snmp_req request_for(const vyn_static_peer &peer)
@@ -53,9 +57,8 @@ static int header_vynStatPeersEntry(const struct variable *vp, oid *name, size_t
 {
     static constexpr char own_name[] = "header_vynStatPeersEntry";
     vyn_static_peer key;
-    vyn_trace_read("get_vynStatPeersEntry_instance", exact, *length, vp);
-    if (int none =
-            get_vynStatPeersEntry_instance(vyn_index_of(vp, name, *length, exact), exact, &key))
+    if (int none = get_vynStatPeersEntry_instance(vyn_index_of(vp, name, *length, exact),
+                                                  vp->namelen, *length, exact, &key))
         return none;
 
     vyn_snmp_req request = request_for(key);
@@ -111,6 +114,24 @@ static constexpr vyn_integer_checks row_status_checks = {
     .excluded = VYN_WAITING_ROW_STATUSES,
 };
 
+// The peer that a SET's OID names.
+static int parse_peer(const oid *name, size_t length, vyn_static_peer *peer)
+{
+    return get_vynStatPeersEntry_instance({name, length, VYN_TABLE_INDEX}, VYN_TABLE_INDEX, length,
+                                          true, peer);
+}
+
+static int check_index(const oid *name, size_t length)
+{
+    vyn_static_peer peer;
+    if (parse_peer(name, length, &peer) != 0) {
+        vyn_trace(VYN_TRACE_FAILURE, "%s : RESERVE1 instance parse fail \n", row_status_name);
+        return SNMP_ERR_INCONSISTENTVALUE;
+    }
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", row_status_name);
+    return SNMP_ERR_NOERROR;
+}
+
 static bool in_npv_mode()
 {
     constexpr int open_flags = 128; // reads, and for the rest the platform's
@@ -123,7 +144,7 @@ static bool in_npv_mode()
 }
 
 // Whether a change of this peer is possible at all.
-static int reserve_change(vyn_oid_cursor index)
+static int check_change(const oid *name, size_t length)
 {
     vyn_static_peer peer;
     vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", row_status_name);
@@ -133,7 +154,7 @@ static int reserve_change(vyn_oid_cursor index)
         vyn_report_set_error(VYN_ERR_NPV_DISABLED);
         return SNMP_ERR_GENERR;
     }
-    if (get_vynStatPeersEntry_instance(index, true, &peer) != 0) {
+    if (parse_peer(name, length, &peer) != 0) {
         vyn_trace(VYN_TRACE_FAILURE, "%s : RESERVE2 instance parse fail \n", row_status_name);
         return SNMP_ERR_INCONSISTENTVALUE;
     }
@@ -146,9 +167,11 @@ static int reserve_change(vyn_oid_cursor index)
     return SNMP_ERR_NOERROR;
 }
 
-static int send_change(vyn_static_peer peer, long row_status)
+static int send_change(const oid *name, size_t length, long row_status)
 {
+    vyn_static_peer peer;
     vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", row_status_name);
+    parse_peer(name, length, &peer);
     if (row_status == SNMP_ROW_ACTIVE)
         return SNMP_ERR_NOERROR;
     peer.op = row_status == SNMP_ROW_DESTROY ? VYN_OP_REMOVE : VYN_OP_ADD;
@@ -163,22 +186,14 @@ static int send_change(vyn_static_peer peer, long row_status)
 int set_vynStatPeerAddrRowStatus(int action, u_char *var_val, u_char var_val_type,
                                  size_t var_val_len, u_char *, oid *name, size_t name_len)
 {
-    const vyn_oid_cursor index(name, name_len, VYN_TABLE_INDEX);
-    vyn_static_peer peer;
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         if (int refusal = vyn_check_integer(row_status_checks, var_val, var_val_type, var_val_len))
             return refusal;
-        if (get_vynStatPeersEntry_instance(index, true, &peer) != 0) {
-            vyn_trace(VYN_TRACE_FAILURE, "%s : RESERVE1 instance parse fail \n", row_status_name);
-            return SNMP_ERR_INCONSISTENTVALUE;
-        }
-        vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", row_status_name);
-        return SNMP_ERR_NOERROR;
-    case SNMP_MSG_INTERNAL_SET_RESERVE2: return reserve_change(index);
+        return check_index(name, name_len);
+    case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_change(name, name_len);
     case SNMP_MSG_INTERNAL_SET_ACTION:
-        get_vynStatPeersEntry_instance(index, true, &peer);
-        return send_change(peer, vyn_set_integer(var_val, var_val_len));
+        return send_change(name, name_len, vyn_set_integer(var_val, var_val_len));
     default: return SNMP_ERR_NOERROR;
     }
 }
