@@ -5,14 +5,15 @@
 TEST(exports, are_the_interface) {
     const std::map<std::string, std::string> interfaces = {
         {VYN_MODULE,
-         "deinit_vyn_mib get_vynFeatureOpExtTable get_vynFeatureOpTable get_vynFeaturePeersTable "
-         "get_vynMergeMembersTable "
-         "get_vynMergeTable get_vynPeersTable get_vynPendingConfOwnerTable get_vynStatPeersTable get_vyn_mib "
-         "handle_VYNFeatureActionNotif handle_VYNNotifications init_vyn_mib set_vynDistCtrl set_vynFeatureOpAction "
-         "set_vynFeatureOpExtShowCfgOption set_vynFeatureOpScopeType set_vynFeatureOpScopeVal "
-         "set_vynFeatureOpShowCfgOption set_vynMergeFailResolvAction set_vynStartPeersDiscovery "
-         "set_vynStatPeerAddrRowStatus set_vynStatPeerAddrStorageType set_vynWriteMethod vyn_app_regions "
-         "vyn_mib_app_region_compare "
+         "deinit_vyn_mib get_vynDistCtrlTable get_vynFeatureOpExtTable get_vynFeatureOpTable "
+         "get_vynFeaturePeersTable get_vynFeatureRegionTable get_vynMergeMembersTable get_vynMergeTable "
+         "get_vynPeersTable get_vynPendingConfOwnerTable get_vynRegionTable get_vynStatPeersTable get_vyn_mib "
+         "handle_VYNFeatureActionNotif handle_VYNNotifications init_vyn_mib set_vynDistCtrl set_vynDistCtrlAction "
+         "set_vynDistCtrlAddr set_vynFeatureOpAction set_vynFeatureOpExtShowCfgOption set_vynFeatureOpScopeType "
+         "set_vynFeatureOpScopeVal set_vynFeatureOpShowCfgOption set_vynFeatureRegionId "
+         "set_vynFeatureRegionStatus set_vynFeatureRegionStorage set_vynMergeFailResolvAction set_vynRegionStatus "
+         "set_vynRegionStorage set_vynStartPeersDiscovery set_vynStatPeerAddrRowStatus "
+         "set_vynStatPeerAddrStorageType set_vynWriteMethod vyn_app_regions vyn_mib_app_region_compare "
          "vyn_mib_destroy_indxobj vyn_mib_obj_free vyn_mib_region_compare vyn_mib_variables vyn_mib_variables_oid "
          "vyn_regions "},
         {VYN_PLATFORM,

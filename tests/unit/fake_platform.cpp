@@ -198,7 +198,12 @@ int pss_update_vyn_feature_entry_rt(vyn_feature_entry *entry, int second) {
 }
 
 struct indxobj {
+    int (*compare)(const void *row, const void *key);
     std::vector<void *> rows;
+
+    auto find(const void *key) {
+        return std::find_if(rows.begin(), rows.end(), [&](const void *row) { return compare(row, key) == 0; });
+    }
 };
 
 int indxobj_create(indxobj **cache, int a, int b, int (*compare)(const void *, const void *), int c) {
@@ -206,13 +211,27 @@ int indxobj_create(indxobj **cache, int a, int b, int (*compare)(const void *, c
                        : compare == vyn_mib_app_region_compare ? "app_region"
                                                                : "?";
     log("indxobj_create %s %d %d %d", rows, a, b, c);
-    *cache = fake->container_result == INDXOBJ_SUCCESS ? new indxobj : nullptr;
+    *cache = fake->container_result == INDXOBJ_SUCCESS ? new indxobj{compare, {}} : nullptr;
     return fake->container_result;
 }
 
-int indxobj_add(indxobj *cache, void *row, const void *) {
-    cache->rows.push_back(row);
-    return INDXOBJ_SUCCESS;
+int indxobj_add(indxobj *cache, void *row, const void *key) {
+    EXPECT_EQ(cache->compare(row, key), 0);
+    if (fake->add_result == INDXOBJ_SUCCESS) cache->rows.push_back(row);
+    return fake->add_result;
+}
+
+void *indxobj_find(indxobj *cache, const void *key) {
+    const auto found = cache->find(key);
+    return found == cache->rows.end() ? nullptr : *found;
+}
+
+void *indxobj_remove(indxobj *cache, const void *key) {
+    const auto found = cache->find(key);
+    if (found == cache->rows.end()) return nullptr;
+    void *row = *found;
+    cache->rows.erase(found);
+    return row;
 }
 
 void indxobj_walk(indxobj *cache, void (*visit)(void *)) {
@@ -315,3 +334,5 @@ void debugmsgtoken(const char *token, const char *text, ...) {
 
 void debugmsg(const char *token, const char *text, ...) { LOG_PRINTF(std::string("debugmsg ") + token + " ", text); }
 }
+
+size_t rows_in(const indxobj *cache) { return cache->rows.size(); }

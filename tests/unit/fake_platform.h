@@ -39,7 +39,7 @@ struct fake_platform {
     int library_result = 0;                // of every change of the client library
     bool is_admin = false, history = true, debug = false, register_fails = false, debugging = false,
          registry_fails = false;
-    int container_result = INDXOBJ_SUCCESS;
+    int container_result = INDXOBJ_SUCCESS, add_result = INDXOBJ_SUCCESS;
     size_t rows_visited = 0;
     std::string error_text;      // of every system error, instead of E and its number
     std::set<std::string> files; // what the module finds on the host
@@ -50,6 +50,8 @@ struct fake_platform {
     lines take_log() { return std::exchange(log, {}); } // since the last call
     vyn_feature_entry *add_feature(const std::string &name, u32 flags = 0);
 };
+
+size_t rows_in(const indxobj *cache);
 
 extern fake_platform *fake; // of the test that runs
 

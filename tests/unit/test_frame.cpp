@@ -19,7 +19,8 @@ TEST_F(frame, starts_and_stops_again_and_again) {
         init_vyn_mib();
         EXPECT_EQ(platform.take_log(), start_lines);
         ASSERT_TRUE(vyn_regions && vyn_app_regions);
-        indxobj_add(vyn_regions, calloc(1, sizeof(vyn_region_rec)), nullptr);
+        const uint32_t zero = 0;
+        indxobj_add(vyn_regions, calloc(1, sizeof(vyn_region_rec)), &zero);
 
         EXPECT_EQ(deinit_vyn_mib(), 8475);
         EXPECT_EQ(std::exchange(platform.rows_visited, 0), 1u);
@@ -97,7 +98,7 @@ TEST_F(frame, unknown_identifiers_have_no_value) {
     platform.history = false;
     platform.add_feature("n", 2);
     platform.states = {{0, {}}, {0, {}}};
-    platform.answers.assign(6, {.error = 0, .reply = reply_of(512, {{92, 1}})});
+    platform.answers.assign(9, {.error = 0, .reply = reply_of(512, {{92, 1}})});
     for (auto read :
          {get_vyn_mib, get_vynFeatureOpTable, get_vynFeatureOpExtTable, get_vynPendingConfOwnerTable, get_vynMergeTable,
           get_vynMergeMembersTable, get_vynPeersTable, get_vynFeaturePeersTable, get_vynStatPeersTable}) {

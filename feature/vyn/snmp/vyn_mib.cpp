@@ -14,12 +14,6 @@
 #include "libvyn.h"
 #include "vyn_service.h"
 
-// The reader of the tables that the module does not serve yet.
-static u_char *get_no_value(struct variable *, oid *, size_t *, int, size_t *, WriteMethod **)
-{
-    return nullptr;
-}
-
 oid vyn_mib_variables_oid[VYN_MIB_ROOT_LENGTH] = {1, 3, 6, 1, 4, 1, 57193, 12, 7};
 
 // clang-format off
@@ -68,13 +62,13 @@ struct variable7 vyn_mib_variables[] = { // 41 rows, or this is not what vyn_mib
     {VYNFEATUREOPEXTTIMESTAMP,       ASN_TIMETICKS, NETSNMP_OLDAPI_RONLY,  get_vynFeatureOpExtTable,     5, {1, 1, 7, 1, 7}},
 
     // vynRegionTable: scope and region
-    {VYNREGIONSTORAGE,               ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 9, 1, 4}},
-    {VYNREGIONSTATUS,                ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 9, 1, 5}},
+    {VYNREGIONSTORAGE,               ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynRegionTable,           5, {1, 1, 9, 1, 4}},
+    {VYNREGIONSTATUS,                ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynRegionTable,           5, {1, 1, 9, 1, 5}},
 
     // vynFeatureRegionTable: feature, scope
-    {VYNFEATUREREGIONID,             ASN_UNSIGNED,  NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 10, 1, 4}},
-    {VYNFEATUREREGIONSTORAGE,        ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 10, 1, 5}},
-    {VYNFEATUREREGIONSTATUS,         ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 1, 10, 1, 6}},
+    {VYNFEATUREREGIONID,             ASN_UNSIGNED,  NETSNMP_OLDAPI_RWRITE, get_vynFeatureRegionTable,    5, {1, 1, 10, 1, 4}},
+    {VYNFEATUREREGIONSTORAGE,        ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynFeatureRegionTable,    5, {1, 1, 10, 1, 5}},
+    {VYNFEATUREREGIONSTATUS,         ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynFeatureRegionTable,    5, {1, 1, 10, 1, 6}},
 
     // vynStatPeersTable: peer address
     {VYNSTATPEERSTATUS,              ASN_INTEGER,   NETSNMP_OLDAPI_RONLY,  get_vynStatPeersTable,        5, {1, 1, 11, 1, 3}},
@@ -88,8 +82,8 @@ struct variable7 vyn_mib_variables[] = { // 41 rows, or this is not what vyn_mib
     {VYNDISTENABLE,                  ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vyn_mib,                  3, {1, 4, 1}},
 
     // vynDistCtrlTable: address type
-    {VYNDISTCTRLADDR,                ASN_OCTET_STR, NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 4, 2, 1, 2}},
-    {VYNDISTCTRLACTION,              ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_no_value,                 5, {1, 4, 2, 1, 3}},
+    {VYNDISTCTRLADDR,                ASN_OCTET_STR, NETSNMP_OLDAPI_RWRITE, get_vynDistCtrlTable,         5, {1, 4, 2, 1, 2}},
+    {VYNDISTCTRLACTION,              ASN_INTEGER,   NETSNMP_OLDAPI_RWRITE, get_vynDistCtrlTable,         5, {1, 4, 2, 1, 3}},
 };
 // clang-format on
 
@@ -154,6 +148,11 @@ int deinit_vyn_mib(void)
 void set_vynWriteMethod(int column, WriteMethod **write_method)
 {
     switch (column) {
+    case VYNREGIONSTORAGE: *write_method = set_vynRegionStorage; break;
+    case VYNREGIONSTATUS: *write_method = set_vynRegionStatus; break;
+    case VYNFEATUREREGIONID: *write_method = set_vynFeatureRegionId; break;
+    case VYNFEATUREREGIONSTORAGE: *write_method = set_vynFeatureRegionStorage; break;
+    case VYNFEATUREREGIONSTATUS: *write_method = set_vynFeatureRegionStatus; break;
     case VYNSTATPEERADDRSTORAGETYPE: *write_method = set_vynStatPeerAddrStorageType; break;
     case VYNSTATPEERADDRROWSTATUS: *write_method = set_vynStatPeerAddrRowStatus; break;
     default: break;

@@ -120,7 +120,10 @@ VYN_EXPORT FindVarMethod get_vynMergeTable;
 VYN_EXPORT FindVarMethod get_vynMergeMembersTable;
 VYN_EXPORT FindVarMethod get_vynPeersTable;
 VYN_EXPORT FindVarMethod get_vynFeaturePeersTable;
+VYN_EXPORT FindVarMethod get_vynRegionTable;
+VYN_EXPORT FindVarMethod get_vynFeatureRegionTable;
 VYN_EXPORT FindVarMethod get_vynStatPeersTable;
+VYN_EXPORT FindVarMethod get_vynDistCtrlTable;
 VYN_EXPORT FindVarMethod get_vyn_mib;
 
 // Write functions: the agent's convention (WriteMethod), once for each phase. An SNMP error code.
@@ -130,10 +133,17 @@ VYN_EXPORT WriteMethod set_vynFeatureOpScopeVal;
 VYN_EXPORT WriteMethod set_vynFeatureOpShowCfgOption;
 VYN_EXPORT WriteMethod set_vynFeatureOpExtShowCfgOption;
 VYN_EXPORT WriteMethod set_vynMergeFailResolvAction;
+VYN_EXPORT WriteMethod set_vynRegionStorage;
+VYN_EXPORT WriteMethod set_vynRegionStatus;
+VYN_EXPORT WriteMethod set_vynFeatureRegionId;
+VYN_EXPORT WriteMethod set_vynFeatureRegionStorage;
+VYN_EXPORT WriteMethod set_vynFeatureRegionStatus;
 VYN_EXPORT WriteMethod set_vynStatPeerAddrStorageType;
 VYN_EXPORT WriteMethod set_vynStatPeerAddrRowStatus;
 VYN_EXPORT WriteMethod set_vynStartPeersDiscovery;
 VYN_EXPORT WriteMethod set_vynDistCtrl;
+VYN_EXPORT WriteMethod set_vynDistCtrlAddr;
+VYN_EXPORT WriteMethod set_vynDistCtrlAction;
 
 // Event handlers: an event of the service becomes the variables of a notification.
 VYN_EXPORT netsnmp_variable_list *handle_VYNFeatureActionNotif(mts_msg *message,

@@ -196,6 +196,14 @@ int vyn_check_integer(const vyn_integer_checks &checks, const u_char *value, u_c
 int vyn_set_storage_type(int action, u_char type, size_t length, const char *wrong_type,
                          const char *wrong_length);
 
+// RESERVE2 of a row status writes a 1 over the value that the agent has read; there is none when
+// the row does not exist yet.
+inline void vyn_mark_stored_value(u_char *stored)
+{
+    if (stored != nullptr)
+        *stored = 1;
+}
+
 // The integer that a SET carries. The agent hands it over as a long, so the length is the size of a
 // long there, whatever was on the wire; every other length means the 4 bytes at `value`, in host
 // order, which are always there.

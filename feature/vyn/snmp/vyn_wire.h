@@ -39,7 +39,12 @@ enum vyn_query_type : uint32_t {
     VYN_SNMP_MERGE_MEMBER = 29,
     VYN_SNMP_GET_DIST_STATUS = 30,
     VYN_SNMP_SET_DIST = 31,
+    VYN_SNMP_IP_DIST_ENABLE = 35,
+    VYN_SNMP_DIST_CTRL_ADDR = 37,
+    VYN_SNMP_DIST_CTRL_ENTRY = 40,
     VYN_SNMP_MERGE_FAIL_RESOLVE = 58,
+    VYN_SNMP_REGION = 59,
+    VYN_SNMP_FEATURE_REGION = 60,
     VYN_SNMP_STATIC_PEER = 66,
 };
 
@@ -148,6 +153,51 @@ enum vyn_change_op : uint32_t {
     VYN_OP_REMOVE = 1,
 };
 
+// A region as a row under creation, as the key and the change of a request, and, from offset 0 on,
+// as the reply to a query.
+struct vyn_region_rec {
+    be32 op; // as in vyn_static_peer
+    be32 region_id;
+    be32 scope; // vyn_service_scope
+    be32 vsan;
+    uint8_t zero[92];
+};
+static_assert(sizeof(vyn_region_rec) == 108 && offsetof(vyn_region_rec, region_id) == 4);
+static_assert(std::is_trivially_copyable_v<vyn_region_rec>);
+
+// The assignment of a feature to a region, likewise.
+struct vyn_feature_region_rec {
+    be32 op; // likewise; VYN_OP_ADD changes an assignment that is there
+    be32 region_id;
+    be32 scope; // vyn_service_scope
+    be32 vsan;
+    be32 zero;
+    char app_name[81]; // at most 80 characters, NUL
+    uint8_t pad[3];
+    be32 create_mark; // 4 when the row was made by a createAndGo of the SET in progress
+};
+static_assert(sizeof(vyn_feature_region_rec) == 108 &&
+              offsetof(vyn_feature_region_rec, app_name) == 20 &&
+              offsetof(vyn_feature_region_rec, create_mark) == 104);
+static_assert(std::is_trivially_copyable_v<vyn_feature_region_rec>);
+
+// The distribution over one IP family.
+struct vyn_dist_ctrl_entry {
+    be32 addr_type;    // VYN_ADDR_IPV4 or VYN_ADDR_IPV6
+    uint8_t addr[256]; // of the multicast: 4 or 16 octets
+    be32 enabled;      // 0: it is not
+};
+static_assert(sizeof(vyn_dist_ctrl_entry) == 264 && offsetof(vyn_dist_ctrl_entry, addr) == 4 &&
+              offsetof(vyn_dist_ctrl_entry, enabled) == 260);
+static_assert(std::is_trivially_copyable_v<vyn_dist_ctrl_entry>);
+
+// A change of that: whether it is enabled.
+struct vyn_ip_dist_enable {
+    be32 enable; // 1 enables, 0 disables
+    be32 addr_type;
+};
+static_assert(sizeof(vyn_ip_dist_enable) == 8 && std::is_trivially_copyable_v<vyn_ip_dist_enable>);
+
 // A request. Bytes that the query type does not use are zero.
 struct vyn_snmp_req {
     be32 query_type;
@@ -157,8 +207,13 @@ struct vyn_snmp_req {
         vyn_lock_key req_app_lock_state; // VYN_SNMP_APP_LOCK_STATE
         vyn_merge_key req_merge;         // VYN_SNMP_MERGE_ENTRY, VYN_SNMP_MERGE_FAIL_RESOLVE
         vyn_peer_key req_peer; // VYN_SNMP_PHY_DISC_PEER, VYN_SNMP_APP_PEER, VYN_SNMP_MERGE_MEMBER
-        vyn_static_peer static_peer; // VYN_SNMP_STATIC_PEER
-        be32 dist_disable;           // VYN_SNMP_SET_DIST: 1 disables distribution, 0 enables it
+        vyn_static_peer static_peer;           // VYN_SNMP_STATIC_PEER
+        vyn_region_rec region;                 // VYN_SNMP_REGION
+        vyn_feature_region_rec feature_region; // VYN_SNMP_FEATURE_REGION
+        be32 dist_ctrl_key;                    // VYN_SNMP_DIST_CTRL_ENTRY: an address type; 0, none
+        vyn_ip_dist_enable ip_dist_enable;     // VYN_SNMP_IP_DIST_ENABLE
+        vyn_dist_ctrl_entry dist_ctrl;         // VYN_SNMP_DIST_CTRL_ADDR
+        be32 dist_disable; // VYN_SNMP_SET_DIST: 1 disables distribution, 0 enables it
     } request;
 };
 static_assert(sizeof(vyn_snmp_req) == 364 && offsetof(vyn_snmp_req, argument) == 4 &&
@@ -236,7 +291,7 @@ struct resp_merge {
     uint8_t failure_code[2]; // most significant byte first; see vyn_mr_status2syserr
     char app_name[81];
     uint8_t pad2[3];
-    be32 entries; // how many rows this is: 0, there is none, or 1
+    be32 entries; // how many rows this is: 0, there is none
     be32 status;
     be32 scope; // vyn_service_scope
     be32 vsan;
@@ -261,6 +316,17 @@ static_assert(sizeof(resp_static_peer) == 276 && offsetof(resp_static_peer, addr
               offsetof(resp_static_peer, status) == 268);
 static_assert(std::is_trivially_copyable_v<resp_static_peer>);
 
+// The member of a reply to a query of VYN_SNMP_FEATURE_REGION.
+struct resp_feature_region {
+    be32 region_id;
+    be32 scope; // vyn_service_scope
+    be32 vsan;
+    char app_name[81];
+    uint8_t pad[11];
+};
+static_assert(sizeof(resp_feature_region) == 104 && offsetof(resp_feature_region, app_name) == 12);
+static_assert(std::is_trivially_copyable_v<resp_feature_region>);
+
 // The state of a feature in one scope, as the client library hands it over. On entry, scope and
 // VSAN are the row wanted; scope 0 is the feature's last action in whatever scope.
 struct vyn_feature_state {
@@ -282,33 +348,6 @@ static_assert(sizeof(vyn_feature_state) == 44 && offsetof(vyn_feature_state, las
               offsetof(vyn_feature_state, microseconds) == 36 &&
               offsetof(vyn_feature_state, show_cfg_option) == 40);
 static_assert(std::is_trivially_copyable_v<vyn_feature_state>);
-
-// A region as a row under creation and as the member of a region request.
-struct vyn_region_rec {
-    be32 op; // in a change: 0 adds, 1 deletes
-    be32 region_id;
-    be32 scope; // 2 physical, 1 logical, 0 not given
-    be32 vsan;
-    uint8_t zero[92];
-};
-static_assert(sizeof(vyn_region_rec) == 108 && offsetof(vyn_region_rec, region_id) == 4);
-static_assert(std::is_trivially_copyable_v<vyn_region_rec>);
-
-// The assignment of a feature to a region, likewise.
-struct vyn_feature_region_rec {
-    be32 op; // in a change: 0 adds or changes, 1 deletes
-    be32 region_id;
-    be32 scope; // as in vyn_region_rec
-    be32 vsan;
-    be32 zero;
-    char app_name[81]; // at most 80 characters, NUL
-    uint8_t pad[3];
-    be32 create_mark; // 4 when the row was made by a createAndGo of the SET in progress
-};
-static_assert(sizeof(vyn_feature_region_rec) == 108 &&
-              offsetof(vyn_feature_region_rec, app_name) == 20 &&
-              offsetof(vyn_feature_region_rec, create_mark) == 104);
-static_assert(std::is_trivially_copyable_v<vyn_feature_region_rec>);
 
 // The event MTS_OPC_VYN_NOTIFICATION: a type, and what belongs to it.
 enum vyn_notification_type : uint32_t {

@@ -1,0 +1,353 @@
+// vynDistCtrlTable: the distribution over IPv4 and IPv6 and the multicast address of each. Index:
+// the address type, 1 or 2. A read is one query.
+//
+// A SET of the action enables or disables one family, and one SET may do both, of which at most one
+// may be an enable; three bytes that the phases share know what the SET is about, so that a disable
+// goes out ahead of the enable in whatever order they come. A SET of the address changes the
+// multicast address. Both are sent in ACTION and not undone.
+//
+// Odd on purpose: a GET without an index takes the column's number for one. A null reply is a row
+// of address type 0. Multicast addresses are tested loosely: of IPv4 the first octet for class D,
+// the second for 192 to 251 or 255; of IPv6 the scope for site-local and organisation-local.
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+#include "syserr.h"
+#include "vyn_index.h"
+#include "vyn_service.h"
+#include "vyn_values.h"
+
+// What SET functions return for an index that is no row's.
+static constexpr int no_such_row = 129;
+
+// --- Reads ---
+
+// The row last read.
+static vyn_dist_ctrl_entry row_dist_ctrl;
+
+static uint32_t address_type(const oid *name, size_t length)
+{
+    return length > 0 ? static_cast<uint32_t>(name[length - 1]) : 0;
+}
+
+// The key of a query: an address type, or for a walk 0, which is in front of both.
+static uint32_t next_key(const struct variable *vp, const oid *name, size_t length)
+{
+    return vyn_is_below(vp, name, length) ? static_cast<uint32_t>(name[vp->namelen]) : 0;
+}
+
+// Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
+// serve; otherwise -1, 129 or the system error of the query.
+static int header_vynDistCtrlEntry(const struct variable *vp, oid *name, size_t *length, bool exact)
+{
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying", "get_vynDistCtrlEntry_instance");
+    row_dist_ctrl = {};
+    if (exact && *length > vp->namelen + 1u)
+        return -1;
+    vyn_snmp_req request{};
+    request.query_type = VYN_SNMP_DIST_CTRL_ENTRY;
+    request.argument = 1;
+    request.request.dist_ctrl_key =
+        exact ? address_type(name, *length) : next_key(vp, name, *length);
+    if (exact && request.request.dist_ctrl_key == 0)
+        return no_such_row;
+
+    vyn_reply reply;
+    if (u32 error = vyn_call(MTS_OPC_VYN_SNMP_QUERY, exact ? VYN_MSG_GET : VYN_MSG_GETNEXT,
+                             &request, &reply)) {
+        vyn_trace(VYN_TRACE_FAILURE,
+                  "%s :cmi_get_vynDistCtrlEntry call :cmi Get call to the module failed with "
+                  "reasoncode : %s",
+                  "header_vynDistCtrlEntry", syserr2str(error));
+        return static_cast<int>(error);
+    }
+    row_dist_ctrl = reply.read<vyn_dist_ctrl_entry>(VYN_SNMP_RESP_MEMBER);
+    vyn_oid_builder row(vp->name, vp->namelen);
+    row.put(row_dist_ctrl.addr_type);
+    return row.commit(name, length) ? 0 : -1;
+}
+
+static u_char *address_value(size_t *var_len)
+{
+    switch (row_dist_ctrl.addr_type) {
+    case VYN_ADDR_IPV4: return vyn_octets_value(row_dist_ctrl.addr, 4, var_len);
+    case VYN_ADDR_IPV6: return vyn_octets_value(row_dist_ctrl.addr, 16, var_len);
+    default: return nullptr;
+    }
+}
+
+// Values of the action.
+enum dist_ctrl_action {
+    dist_enable = 1,
+    dist_disable,
+};
+
+u_char *get_vynDistCtrlTable(struct variable *vp, oid *name, size_t *length, int exact,
+                             size_t *var_len, WriteMethod **write_method)
+{
+    if (header_vynDistCtrlEntry(vp, name, length, exact != 0) != 0)
+        return nullptr;
+    switch (vp->magic) {
+    case VYNDISTCTRLADDR: *write_method = set_vynDistCtrlAddr; return address_value(var_len);
+    case VYNDISTCTRLACTION:
+        *write_method = set_vynDistCtrlAction;
+        return vyn_integer_value(row_dist_ctrl.enabled != 0 ? dist_enable : dist_disable, var_len);
+    default: snmp_set_detail(""); return nullptr;
+    }
+}
+
+// --- Changes ---
+
+// Sends a change, and tells the agent of a failure. An SNMP error.
+static int cmi_set_vynDistCtrlEntry(vyn_snmp_req *request)
+{
+    vyn_reply reply; // says nothing more
+    request->argument = 1;
+    const u32 error = vyn_call(MTS_OPC_VYN_MGMT_REQ, VYN_MSG_SET, request, &reply);
+    if (error == 0)
+        return SNMP_ERR_NOERROR;
+    vyn_trace(VYN_TRACE_FAILURE, "cmi_set_vynDistCtrlEntry SET failed : %s", syserr_format(error));
+    vyn_report_set_error(error);
+    return SNMP_ERR_GENERR;
+}
+
+// --- The action ---
+
+static constexpr char action_name[] = "set_vynDistCtrlAction";
+
+static constexpr vyn_integer_checks action_checks = {
+    .type = ASN_INTEGER,
+    .shortest = 1,
+    .lowest = dist_enable,
+    .highest = dist_disable,
+    .wrong_type = "write to vynDistCtrlActionnot ASN_INTEGER\n",
+    .wrong_length = "write tovynDistCtrlAction:bad length\n",
+    .wrong_value = "write to vynDistCtrlAction:wrong value\n",
+};
+
+// What a SET asks of the two families.
+enum dist_ctrl_request : uint8_t {
+    VYN_SNMP_NO_REQUEST = 0,
+    VYN_SNMP_IPV4_ENABLE,
+    VYN_SNMP_IPV4_DISABLE,
+    VYN_SNMP_IPV6_ENABLE,
+    VYN_SNMP_IPV6_DISABLE,
+};
+
+// The SET in progress; all zero when there is none.
+static struct {
+    dist_ctrl_request ipv4, ipv6;
+    uint8_t is_ip_disable_sent; // a disable has gone out
+} set_state;
+
+static int reserve_action(uint32_t family, long value)
+{
+    const bool enable = value == dist_enable;
+    switch (family) {
+    case VYN_ADDR_IPV4:
+        set_state.ipv4 = enable ? VYN_SNMP_IPV4_ENABLE : VYN_SNMP_IPV4_DISABLE;
+        if (enable)
+            vyn_trace(VYN_TRACE_FLOW, "%s : VYN_SNMP_IPV4_ENABLE\n", action_name);
+        else
+            vyn_trace(VYN_TRACE_FLOW, "%s : VYN_SNMP_IPV4_DISABLE\n", action_name);
+        break;
+    case VYN_ADDR_IPV6:
+        set_state.ipv6 = enable ? VYN_SNMP_IPV6_ENABLE : VYN_SNMP_IPV6_DISABLE;
+        if (enable)
+            vyn_trace(VYN_TRACE_FLOW, "%s : VYN_SNMP_IPV6_ENABLE\n", action_name);
+        else
+            vyn_trace(VYN_TRACE_FLOW, "%s : VYN_SNMP_IPV6_DISABLE\n", action_name);
+        break;
+    default: return no_such_row;
+    }
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 done\n", action_name);
+    return SNMP_ERR_NOERROR;
+}
+
+static int check_action()
+{
+    vyn_trace(VYN_TRACE_FLOW, "%s : Entering RESERVE2 \n", action_name);
+    if (set_state.ipv4 == VYN_SNMP_IPV4_ENABLE && set_state.ipv6 == VYN_SNMP_IPV6_ENABLE) {
+        vyn_trace(VYN_TRACE_FAILURE,
+                  "%s : Both ipv4 & ipv6 enable set -- this is not valid:syserr =  %s\n",
+                  action_name, syserr2str(VYN_ERR_BOTH_IP_FAMILIES));
+        vyn_report_set_error(VYN_ERR_BOTH_IP_FAMILIES);
+        return SNMP_ERR_GENERR;
+    }
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 done\n", action_name);
+    return SNMP_ERR_NOERROR;
+}
+
+static int send_enable(bool enable, uint32_t family)
+{
+    vyn_snmp_req request{};
+    request.query_type = VYN_SNMP_IP_DIST_ENABLE;
+    request.request.ip_dist_enable = {enable, family};
+    const int failure = cmi_set_vynDistCtrlEntry(&request);
+    if (failure != 0)
+        set_state.is_ip_disable_sent = 0;
+    return failure;
+}
+
+// The family that this SET disables while it enables another one, unless that has been sent; or 0.
+static uint32_t family_to_disable_first(uint32_t family)
+{
+    if (set_state.is_ip_disable_sent == 1)
+        return 0;
+    if (family == VYN_ADDR_IPV4 && set_state.ipv6 == VYN_SNMP_IPV6_DISABLE)
+        return VYN_ADDR_IPV6;
+    if (family == VYN_ADDR_IPV6 && set_state.ipv4 == VYN_SNMP_IPV4_DISABLE)
+        return VYN_ADDR_IPV4;
+    return 0;
+}
+
+static int run_enable(uint32_t family)
+{
+    vyn_trace(VYN_TRACE_FLOW,
+              "%s : addr_type %d, ipv4 %d ipv6                             %d is_ip_disable %d\n",
+              action_name, family, int{set_state.ipv4}, int{set_state.ipv6},
+              int{set_state.is_ip_disable_sent});
+    if (uint32_t temp_addr_type = family_to_disable_first(family)) {
+        vyn_trace(VYN_TRACE_FLOW, "%s: setting temp_addr_type %d", action_name, temp_addr_type);
+        if (int failure = send_enable(false, temp_addr_type))
+            return failure;
+        set_state.is_ip_disable_sent = 1;
+    }
+    return send_enable(true, family);
+}
+
+static int run_disable(uint32_t family)
+{
+    set_state.is_ip_disable_sent = 1;
+    vyn_trace(VYN_TRACE_FLOW, "%s: is_ip_disable_sent is TRUE", action_name);
+    return send_enable(false, family);
+}
+
+static int run_action(uint32_t family, long value)
+{
+    vyn_trace(VYN_TRACE_FLOW, "%s : ACTION \n", action_name);
+    const bool both_disabled =
+        set_state.ipv4 == VYN_SNMP_IPV4_DISABLE && set_state.ipv6 == VYN_SNMP_IPV6_DISABLE;
+    if (value == dist_disable && set_state.is_ip_disable_sent == 1 && !both_disabled)
+        return SNMP_ERR_NOERROR; // it has gone out ahead of the enable
+    if (int failure = value == dist_enable ? run_enable(family) : run_disable(family))
+        return failure;
+    vyn_trace(VYN_TRACE_FLOW, "%s : ACTION done\n", action_name);
+    return SNMP_ERR_NOERROR;
+}
+
+static int end_action(vyn_format<const char *> begins, vyn_format<const char *> done)
+{
+    vyn_trace(VYN_TRACE_FLOW, begins, action_name);
+    set_state = {};
+    vyn_trace(VYN_TRACE_FLOW, done, action_name);
+    return SNMP_ERR_NOERROR;
+}
+
+int set_vynDistCtrlAction(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
+                          u_char *, oid *name, size_t name_len)
+{
+    const uint32_t family = address_type(name, name_len);
+    switch (action) {
+    case SNMP_MSG_INTERNAL_SET_RESERVE1:
+        vyn_trace(VYN_TRACE_FLOW, "%s : Entering RESERVE1 \n", action_name);
+        if (int refusal = vyn_check_integer(action_checks, var_val, var_val_type, var_val_len))
+            return refusal;
+        return reserve_action(family, vyn_set_integer(var_val, var_val_len));
+    case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_action();
+    case SNMP_MSG_INTERNAL_SET_ACTION:
+        return run_action(family, vyn_set_integer(var_val, var_val_len));
+    case SNMP_MSG_INTERNAL_SET_COMMIT: return end_action("%s : COMMIT \n", "%s : COMMIT done\n");
+    case SNMP_MSG_INTERNAL_SET_FREE: return end_action("%s : FREE \n", "%s : FREE done\n");
+    case SNMP_MSG_INTERNAL_SET_UNDO: return end_action("%s : UNDO \n", "%s : UNDO done\n");
+    default: return SNMP_ERR_NOERROR;
+    }
+}
+
+// --- The address ---
+
+static constexpr char address_name[] = "set_vynDistCtrlAddr";
+
+static int refuse_address(vyn_format<const char *> why, int snmp_error)
+{
+    vyn_trace(VYN_TRACE_FAILURE, why, address_name);
+    return snmp_error;
+}
+
+// Four octets in network order.
+static int check_ipv4(const u_char *octets)
+{
+    in_addr address;
+    memcpy(&address, octets, sizeof(address));
+    const char *text = inet_ntoa(address);
+    if (text == nullptr)
+        return refuse_address("%s : Converting Addr to regular IPv4 address failed",
+                              SNMP_ERR_WRONGVALUE);
+    vyn_trace(VYN_TRACE_FLOW, "%s : Dot notation address  : %s", address_name, text);
+    const bool class_d = octets[0] >= 224 && octets[0] <= 239;
+    if (!class_d || octets[1] < 192 || (octets[1] > 251 && octets[1] != 255))
+        return refuse_address("%s : write to vynDistCtrlAddr fail: Not a valid IPv4 multicast Addr",
+                              SNMP_ERR_WRONGVALUE);
+    return SNMP_ERR_NOERROR;
+}
+
+// Sixteen octets.
+static int check_ipv6(const u_char *octets)
+{
+    constexpr u_char site_local = 5, organisation_local = 8;
+    char text[255];
+    if (inet_ntop(AF_INET6, octets, text, sizeof(text)) == nullptr)
+        return refuse_address("%s : Converting Addr to regular IPv6 address failed",
+                              SNMP_ERR_WRONGVALUE);
+    vyn_trace(VYN_TRACE_FLOW, "%s : The IPv6 Address : %s", address_name,
+              static_cast<const char *>(text));
+    const u_char scope = octets[1] & 0x0F;
+    if (octets[0] != 0xFF || (scope != site_local && scope != organisation_local))
+        return refuse_address("%s : write to vynDistCtrlAddr fail: Not a valid IPv6 multicast Addr",
+                              SNMP_ERR_WRONGVALUE);
+    return SNMP_ERR_NOERROR;
+}
+
+static int check_address(const u_char *value, u_char type, size_t length, uint32_t family,
+                         size_t name_len)
+{
+    if (type != ASN_OCTET_STR)
+        return refuse_address("%s : write to vynDistCtrlAddr not ASN_OCTET_STR",
+                              SNMP_ERR_WRONGTYPE);
+    if (length < 1 || length > 255)
+        return refuse_address("%s : write to vynDistCtrlAddr: bad length", SNMP_ERR_WRONGLENGTH);
+    if (name_len > VYN_TABLE_INDEX + 1)
+        return refuse_address("%s : write to vynDistCtrlAddr : operation failed : invaild no of "
+                              "indices passed.",
+                              SNMP_ERR_INCONSISTENTVALUE);
+    if (family != VYN_ADDR_IPV4 && family != VYN_ADDR_IPV6)
+        return no_such_row;
+    if (length != (family == VYN_ADDR_IPV4 ? 4 : 16))
+        return SNMP_ERR_WRONGVALUE;
+    return family == VYN_ADDR_IPV4 ? check_ipv4(value) : check_ipv6(value);
+}
+
+static int send_address(const u_char *octets, size_t length, uint32_t family)
+{
+    const size_t wanted = family == VYN_ADDR_IPV4 ? 4 : 16;
+    vyn_snmp_req request{};
+    request.query_type = VYN_SNMP_DIST_CTRL_ADDR;
+    vyn_dist_ctrl_entry entry{};
+    entry.addr_type = family;
+    memcpy(entry.addr, octets, std::min(length, wanted));
+    request.request.dist_ctrl = entry;
+    return cmi_set_vynDistCtrlEntry(&request);
+}
+
+int set_vynDistCtrlAddr(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
+                        u_char *, oid *name, size_t name_len)
+{
+    const uint32_t family = address_type(name, name_len);
+    switch (action) {
+    case SNMP_MSG_INTERNAL_SET_RESERVE1:
+        return check_address(var_val, var_val_type, var_val_len, family, name_len);
+    case SNMP_MSG_INTERNAL_SET_ACTION: return send_address(var_val, var_val_len, family);
+    default: return SNMP_ERR_NOERROR;
+    }
+}

@@ -1,0 +1,371 @@
+// vynFeatureRegionTable: the region that each feature is assigned to. Index: the feature's name and
+// the scope: 1 for the physical scope, 2.4 and the VSAN's four octets for a logical one. A row is
+// the number of the region, a fixed storage type and a fixed status; a read is one query.
+//
+// An assignment is made by one SET of the status, createAndGo, and of the region, in this order:
+// the two writes meet in a row of vyn_app_regions, which the first makes, the second fills and
+// completes and the first sends, in ACTION. The region alone changes an assignment, destroy removes
+// it. Nothing is undone.
+//
+// Odd on purpose: a GET or SET reads the scope where the name begins, so it asks for the feature in
+// no scope; only walks have one. The status write leaves its row in vyn_app_regions when the SET
+// has succeeded or is undone, and takes one of the number 0 out of vyn_regions instead. The region
+// write takes the row out; one that a createAndGo without a region has left stays until the next
+// SET of that feature.
+
+#include "syserr.h"
+#include "vyn_index.h"
+#include "vyn_row_cache.h"
+#include "vyn_service.h"
+#include "vyn_values.h"
+
+// --- Index ---
+
+static constexpr char parse_name[] = "get_vynFeatureRegionEntry_instance";
+
+static bool decode_exact(vyn_oid_cursor index, vyn_feature_region_rec *row)
+{
+    vyn_oid_cursor scope = index;
+    if (!vyn_take_key_name(&index, row->app_name, parse_name) || index.left() == 0)
+        return false;
+    scope.skip(1);
+    scope.take_scope_into(row);
+    return true;
+}
+
+static void decode_next(vyn_oid_cursor index, vyn_feature_region_rec *row)
+{
+    if (index.left() == 0)
+        return;
+    index.take_partial_app_name(row->app_name);
+    index.take_scope_into(row);
+}
+
+// Fills the record from an index: 0, or -1 when an exact one is none.
+static int get_vynFeatureRegionEntry_instance(vyn_oid_cursor index, bool exact,
+                                              vyn_feature_region_rec *row)
+{
+    *row = {};
+    if (exact && !decode_exact(index, row))
+        return -1;
+    if (!exact)
+        decode_next(index, row);
+    // Octets that run on from the VSAN may have filled the name; it is a key, and ends.
+    row->app_name[sizeof(row->app_name) - 1] = '\0';
+    return 0;
+}
+
+// --- Reads ---
+
+static vyn_snmp_req request_for(const vyn_feature_region_rec &row)
+{
+    vyn_snmp_req request{};
+    request.query_type = VYN_SNMP_FEATURE_REGION;
+    request.argument = 1;
+    request.request.feature_region = row;
+    return request;
+}
+
+// 0, with the assignment found in *found; otherwise -1 or the system error of the query.
+static int query_assignment(const vyn_feature_region_rec &key, bool exact,
+                            resp_feature_region *found)
+{
+    vyn_snmp_req request = request_for(key);
+    vyn_reply reply;
+    if (u32 error = vyn_call(MTS_OPC_VYN_MGMT_REQ, exact ? VYN_MSG_GET : VYN_MSG_GETNEXT, &request,
+                             &reply)) {
+        vyn_trace(VYN_TRACE_FAILURE, "%s : vyn_mgmt_req_resp Get failed : %s",
+                  "header_vynFeatureRegionEntry", syserr2str(error));
+        return static_cast<int>(error);
+    }
+    *found = reply.read<resp_feature_region>(VYN_SNMP_RESP_MEMBER);
+    return reply.present() ? 0 : -1;
+}
+
+static void trace_query()
+{
+    vyn_trace(VYN_TRACE_FAILURE, "At get_vynFeatureRegionEntry_ins..\n");
+}
+
+// Finds the row and writes its index into name and length. 0 when there is one; otherwise -1 or the
+// system error of the query.
+static int header_vynFeatureRegionEntry(const struct variable *vp, oid *name, size_t *length,
+                                        bool exact, resp_feature_region *found)
+{
+    trace_query();
+    if (!exact && *length > vp->namelen)
+        vyn_trace(VYN_TRACE_FAILURE, "appname_len:%d, remaining_len:%d",
+                  static_cast<uint32_t>(name[vp->namelen]),
+                  static_cast<uint32_t>(*length - vp->namelen - 1));
+    vyn_feature_region_rec key;
+    if (int none =
+            get_vynFeatureRegionEntry_instance(vyn_index_of(vp, name, *length, exact), exact, &key))
+        return none;
+    if (int error = query_assignment(key, exact, found))
+        return error;
+    vyn_oid_builder row(vp->name, vp->namelen);
+    row.put_name(found->app_name, vyn_field(found->app_name).length());
+    row.put_service_scope(found->scope, found->vsan);
+    return row.commit(name, length) ? 0 : -1;
+}
+
+u_char *get_vynFeatureRegionTable(struct variable *vp, oid *name, size_t *length, int exact,
+                                  size_t *var_len, WriteMethod **write_method)
+{
+    resp_feature_region found;
+    set_vynWriteMethod(vp->magic, write_method);
+    if (header_vynFeatureRegionEntry(vp, name, length, exact != 0, &found) != 0)
+        return nullptr;
+    switch (vp->magic) {
+    case VYNFEATUREREGIONID: return vyn_integer_value(found.region_id, var_len);
+    case VYNFEATUREREGIONSTORAGE: return vyn_integer_value(ST_NONVOLATILE, var_len);
+    case VYNFEATUREREGIONSTATUS: return vyn_integer_value(SNMP_ROW_ACTIVE, var_len);
+    default: snmp_set_detail(""); return nullptr;
+    }
+}
+
+// --- Writes ---
+
+// What a phase of a SET finds: the index, decoded, and the row that waits, if any.
+struct assignment {
+    bool parsed;
+    vyn_feature_region_rec row;
+    vyn_feature_region_rec *waiting; // in vyn_app_regions
+};
+
+static assignment find_assignment(const oid *name, size_t length)
+{
+    assignment found{};
+    const vyn_oid_cursor index(name, length, VYN_TABLE_INDEX);
+    found.parsed = get_vynFeatureRegionEntry_instance(index, true, &found.row) == 0;
+    if (found.parsed)
+        found.waiting = vyn_find_row<vyn_feature_region_rec>(vyn_app_regions, found.row.app_name);
+    return found;
+}
+
+static int refuse_index(const char *function)
+{
+    vyn_trace(VYN_TRACE_FAILURE, "%s : RESERVE1 instance parse fail \n", function);
+    return SNMP_ERR_INCONSISTENTVALUE;
+}
+
+// Whether the service has the assignment already.
+static bool is_assigned(const vyn_feature_region_rec &row)
+{
+    resp_feature_region found;
+    trace_query();
+    return query_assignment(row, true, &found) == 0;
+}
+
+// Lets a row wait, with a mark that says which write has made it. Whether the cache has taken it
+// shows when it is looked for.
+static int add_waiting_row(vyn_feature_region_rec row, uint32_t create_mark)
+{
+    row.create_mark = create_mark;
+    vyn_feature_region_rec *copy = vyn_copy_row(vyn_app_regions, row);
+    if (copy == nullptr)
+        return SNMP_ERR_GENERR;
+    vyn_trace(VYN_TRACE_FLOW, "app_name: %s is added in to indxobj", vyn_field(row.app_name));
+    vyn_keep_row(vyn_app_regions, copy, row.app_name);
+    return SNMP_ERR_NOERROR;
+}
+
+static int send_assignment(const vyn_feature_region_rec &row, const char *function)
+{
+    vyn_snmp_req request = request_for(row);
+    if (int failure = vyn_send_change(MTS_OPC_VYN_CONFIG_REQ, &request, function,
+                                      "%s : vyn_req_resp Set failed:%s"))
+        return failure;
+    vyn_trace(VYN_TRACE_FLOW, "%s : ACTION done", function);
+    return SNMP_ERR_NOERROR;
+}
+
+// A SET has ended, one way or another: takes the feature's row out.
+static int drop_waiting_row(const assignment &entry, const char *function,
+                            vyn_format<const char *> done)
+{
+    if (entry.parsed)
+        vyn_drop_row(vyn_app_regions, entry.row.app_name);
+    vyn_trace(VYN_TRACE_FLOW, done, function);
+    return SNMP_ERR_NOERROR;
+}
+
+// --- The status ---
+
+static constexpr char status_name[] = "set_vynFeatureRegionStatus";
+
+static constexpr vyn_integer_checks status_checks = {
+    .type = ASN_INTEGER,
+    .shortest = 0,
+    .lowest = SNMP_ROW_ACTIVE,
+    .highest = SNMP_ROW_DESTROY,
+    .wrong_type = "write to vyn_FeatureRegionStatus not ASN_INTEGER\n",
+    .wrong_length = "write tovyn_FeatureRegionStatus: bad length\n",
+    .wrong_value = "write to vynFeatureRegionStatus:wrong value\n",
+    .excluded = VYN_WAITING_ROW_STATUSES,
+};
+
+static int reserve_status(const assignment &entry, long status)
+{
+    const vyn_field app_name(entry.row.app_name);
+    if (!entry.parsed)
+        return refuse_index(status_name);
+    vyn_trace(VYN_TRACE_FLOW, "from get_vynFeatureRegionEntry_instance app_name: %s ", app_name);
+    if (status == SNMP_ROW_CREATEANDGO && is_assigned(entry.row)) {
+        vyn_trace(VYN_TRACE_FAILURE,
+                  "Feature region already presented in VYN for this application %s ", app_name);
+        return SNMP_ERR_INCONSISTENTVALUE;
+    }
+    if (status == SNMP_ROW_CREATEANDGO && entry.waiting == nullptr)
+        if (int failure = add_waiting_row(entry.row, SNMP_ROW_CREATEANDGO))
+            return failure;
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", status_name);
+    return SNMP_ERR_NOERROR;
+}
+
+static int check_status(const assignment &entry, long status, u_char *stored)
+{
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", status_name);
+    vyn_mark_stored_value(stored);
+    if (status == SNMP_ROW_CREATEANDGO && entry.waiting == nullptr) {
+        vyn_trace(VYN_TRACE_FAILURE,
+                  "set_vynFeatureRegionStatus is depenedent on RegionId. Unable to find "
+                  "indx_objfor %s application",
+                  vyn_field(entry.row.app_name));
+        return SNMP_ERR_GENERR;
+    }
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 -- done", status_name);
+    return SNMP_ERR_NOERROR;
+}
+
+static int send_status(assignment entry, long status)
+{
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", status_name);
+    switch (status) {
+    case SNMP_ROW_CREATEANDGO:
+        return entry.waiting != nullptr ? send_assignment(*entry.waiting, status_name)
+                                        : SNMP_ERR_GENERR;
+    case SNMP_ROW_DESTROY:
+        entry.row.op = VYN_OP_REMOVE;
+        return send_assignment(entry.row, status_name);
+    default: return SNMP_ERR_NOERROR;
+    }
+}
+
+// The end of a SET that has come to ACTION. The feature's row stays where it is; what is taken out
+// is a region's, of the number that the index gives the row.
+static int end_status(const assignment &entry, vyn_format<const char *> done)
+{
+    const uint32_t region_id = entry.row.region_id;
+    if (entry.parsed)
+        vyn_drop_row(vyn_regions, &region_id);
+    vyn_trace(VYN_TRACE_FLOW, done, status_name);
+    return SNMP_ERR_NOERROR;
+}
+
+int set_vynFeatureRegionStatus(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
+                               u_char *stored, oid *name, size_t name_len)
+{
+    if (action == SNMP_MSG_INTERNAL_SET_RESERVE1)
+        if (int refusal = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
+            return refusal;
+    if (action > SNMP_MSG_INTERNAL_SET_UNDO)
+        return SNMP_ERR_NOERROR;
+    const assignment entry = find_assignment(name, name_len);
+    const auto status = [&] { return vyn_set_integer(var_val, var_val_len); };
+    switch (action) {
+    case SNMP_MSG_INTERNAL_SET_RESERVE1: return reserve_status(entry, status());
+    case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_status(entry, status(), stored);
+    case SNMP_MSG_INTERNAL_SET_ACTION: return send_status(entry, status());
+    case SNMP_MSG_INTERNAL_SET_COMMIT: return end_status(entry, "%s : COMMIT -- done");
+    case SNMP_MSG_INTERNAL_SET_FREE:
+        return drop_waiting_row(entry, status_name, "%s : FREE -- done");
+    default: return end_status(entry, "%s : UNDO -- done");
+    }
+}
+
+// --- The region ---
+
+static constexpr char region_name[] = "set_vynFeatureRegionId";
+
+static constexpr vyn_integer_checks region_checks = {
+    .type = ASN_UNSIGNED,
+    .shortest = 0,
+    .lowest = 1,
+    .highest = 255,
+    .wrong_type = "write to vyn_FeatureRegionId not ASN_UNSIGNED\n",
+    .wrong_length = "write tovyn_FeatureRegionId: bad length\n",
+    .wrong_value = "write to vynFeatureRegionId:wrong value\n",
+};
+
+static int reserve_region(const assignment &entry)
+{
+    if (!entry.parsed)
+        return refuse_index(region_name);
+    if (entry.waiting == nullptr)
+        if (int failure = add_waiting_row(entry.row, 0))
+            return failure;
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", region_name);
+    return SNMP_ERR_NOERROR;
+}
+
+// Completes the row. One that this write has made is of an assignment that has to exist.
+static int check_region(const assignment &entry, long region_id)
+{
+    const vyn_field app_name(entry.row.app_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", region_name);
+    if (entry.waiting == nullptr) {
+        vyn_trace(VYN_TRACE_FAILURE, "unable to find app_name: %s", app_name);
+        return SNMP_ERR_GENERR;
+    }
+    entry.waiting->region_id = static_cast<uint32_t>(region_id);
+    if (entry.waiting->create_mark == 0 && !is_assigned(entry.row)) {
+        vyn_trace(VYN_TRACE_FAILURE, "No feature region presented in VYN for this application %s ",
+                  app_name);
+        vyn_report_set_error(VYN_ERR_NO_FEATURE_REGION);
+        return SNMP_ERR_INCONSISTENTVALUE;
+    }
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 -- done", region_name);
+    return SNMP_ERR_NOERROR;
+}
+
+// A row that the status write has made is the status write's to send.
+static int send_region(const assignment &entry)
+{
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", region_name);
+    if (entry.waiting == nullptr)
+        return SNMP_ERR_GENERR;
+    if (entry.waiting->create_mark != 0)
+        return SNMP_ERR_NOERROR;
+    return send_assignment(*entry.waiting, region_name);
+}
+
+int set_vynFeatureRegionId(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
+                           u_char *, oid *name, size_t name_len)
+{
+    if (action == SNMP_MSG_INTERNAL_SET_RESERVE1)
+        if (int refusal = vyn_check_integer(region_checks, var_val, var_val_type, var_val_len))
+            return refusal;
+    if (action > SNMP_MSG_INTERNAL_SET_UNDO)
+        return SNMP_ERR_NOERROR;
+    const assignment entry = find_assignment(name, name_len);
+    switch (action) {
+    case SNMP_MSG_INTERNAL_SET_RESERVE1: return reserve_region(entry);
+    case SNMP_MSG_INTERNAL_SET_RESERVE2:
+        return check_region(entry, vyn_set_integer(var_val, var_val_len));
+    case SNMP_MSG_INTERNAL_SET_ACTION: return send_region(entry);
+    case SNMP_MSG_INTERNAL_SET_COMMIT:
+        return drop_waiting_row(entry, region_name, "%s : COMMIT -- done");
+    case SNMP_MSG_INTERNAL_SET_FREE:
+        return drop_waiting_row(entry, region_name, "%s : FREE -- done");
+    default: return drop_waiting_row(entry, region_name, "%s : UNDO -- done");
+    }
+}
+
+int set_vynFeatureRegionStorage(int action, u_char *, u_char var_val_type, size_t var_val_len,
+                                u_char *, oid *, size_t)
+{
+    return vyn_set_storage_type(action, var_val_type, var_val_len,
+                                "write to vyn_setFeatureRegionStorageASN_INTEGER\n",
+                                "write to vyn_setFeatureRegionStorage bad length\n");
+}
