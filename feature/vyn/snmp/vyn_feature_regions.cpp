@@ -10,8 +10,8 @@
 // Odd on purpose: a GET or SET reads the scope where the name begins, so it asks for the feature in
 // no scope; only walks have one. The status write leaves its row in vyn_app_regions when the SET
 // has succeeded or is undone, and takes one of the number 0 out of vyn_regions instead. The region
-// write takes the row out; one that a createAndGo without a region has left stays until the next
-// SET of that feature.
+// write takes the row out; one that a createAndGo without a region has left stays until the
+// feature's region is written, or a SET of its status is freed.
 
 #include "syserr.h"
 #include "vyn_index.h"
@@ -50,8 +50,6 @@ static int get_vynFeatureRegionEntry_instance(vyn_oid_cursor index, bool exact,
         return -1;
     if (!exact)
         decode_next(index, row);
-    // Octets that run on from the VSAN may have filled the name; it is a key, and ends.
-    row->app_name[sizeof(row->app_name) - 1] = '\0';
     return 0;
 }
 
@@ -138,6 +136,8 @@ static assignment find_assignment(const oid *name, size_t length)
     assignment found{};
     const vyn_oid_cursor index(name, length, VYN_TABLE_INDEX);
     found.parsed = get_vynFeatureRegionEntry_instance(index, true, &found.row) == 0;
+    // Octets that run on from the VSAN may have filled the name; here it is a key, and ends.
+    found.row.app_name[sizeof(found.row.app_name) - 1] = '\0';
     if (found.parsed)
         found.waiting = vyn_find_row<vyn_feature_region_rec>(vyn_app_regions, found.row.app_name);
     return found;
@@ -253,7 +253,7 @@ static int send_status(assignment entry, long status)
 }
 
 // The end of a SET that has come to ACTION. The feature's row stays where it is; what is taken out
-// is a region's, of the number that the index gives the row.
+// is a region's row of the number 0, which is what the index gives.
 static int end_status(const assignment &entry, vyn_format<const char *> done)
 {
     const uint32_t region_id = entry.row.region_id;
@@ -269,8 +269,6 @@ int set_vynFeatureRegionStatus(int action, u_char *var_val, u_char var_val_type,
     if (action == SNMP_MSG_INTERNAL_SET_RESERVE1)
         if (int refusal = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
             return refusal;
-    if (action > SNMP_MSG_INTERNAL_SET_UNDO)
-        return SNMP_ERR_NOERROR;
     const assignment entry = find_assignment(name, name_len);
     const auto status = [&] { return vyn_set_integer(var_val, var_val_len); };
     switch (action) {
@@ -280,7 +278,8 @@ int set_vynFeatureRegionStatus(int action, u_char *var_val, u_char var_val_type,
     case SNMP_MSG_INTERNAL_SET_COMMIT: return end_status(entry, "%s : COMMIT -- done");
     case SNMP_MSG_INTERNAL_SET_FREE:
         return drop_waiting_row(entry, status_name, "%s : FREE -- done");
-    default: return end_status(entry, "%s : UNDO -- done");
+    case SNMP_MSG_INTERNAL_SET_UNDO: return end_status(entry, "%s : UNDO -- done");
+    default: return SNMP_ERR_NOERROR;
     }
 }
 
@@ -346,8 +345,6 @@ int set_vynFeatureRegionId(int action, u_char *var_val, u_char var_val_type, siz
     if (action == SNMP_MSG_INTERNAL_SET_RESERVE1)
         if (int refusal = vyn_check_integer(region_checks, var_val, var_val_type, var_val_len))
             return refusal;
-    if (action > SNMP_MSG_INTERNAL_SET_UNDO)
-        return SNMP_ERR_NOERROR;
     const assignment entry = find_assignment(name, name_len);
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1: return reserve_region(entry);
@@ -358,7 +355,9 @@ int set_vynFeatureRegionId(int action, u_char *var_val, u_char var_val_type, siz
         return drop_waiting_row(entry, region_name, "%s : COMMIT -- done");
     case SNMP_MSG_INTERNAL_SET_FREE:
         return drop_waiting_row(entry, region_name, "%s : FREE -- done");
-    default: return drop_waiting_row(entry, region_name, "%s : UNDO -- done");
+    case SNMP_MSG_INTERNAL_SET_UNDO:
+        return drop_waiting_row(entry, region_name, "%s : UNDO -- done");
+    default: return SNMP_ERR_NOERROR;
     }
 }
 

@@ -3,8 +3,8 @@
 // sub-identifier for a logical one. Both columns read as constants; a read is one query.
 //
 // A SET of createAndGo, or of active, adds the region, and one of destroy deletes it: sent in
-// ACTION and not undone. From RESERVE1 until the SET has ended a row waits in vyn_regions, one for
-// each number; after every SET the cache is empty.
+// ACTION and not undone. A region to be added waits in vyn_regions from RESERVE1 until the SET has
+// ended, one row for each number; after every SET the cache is empty.
 //
 // Odd on purpose: the number is read from the index's last sub-identifier and the scope from its
 // second, which in the module's own index of a physical region is the number; so it is told to the
@@ -168,8 +168,6 @@ int set_vynRegionStatus(int action, u_char *var_val, u_char var_val_type, size_t
     if (action == SNMP_MSG_INTERNAL_SET_RESERVE1)
         if (int refusal = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
             return refusal;
-    if (action > SNMP_MSG_INTERNAL_SET_UNDO)
-        return SNMP_ERR_NOERROR;
     vyn_region_rec region;
     const bool parsed =
         get_vynRegionEntry_instance({name, name_len, VYN_TABLE_INDEX}, true, &region) == 0;
@@ -180,7 +178,8 @@ int set_vynRegionStatus(int action, u_char *var_val, u_char var_val_type, size_t
     case SNMP_MSG_INTERNAL_SET_ACTION: return send_row(region, status());
     case SNMP_MSG_INTERNAL_SET_COMMIT: return drop_row(parsed, region, "%s : COMMIT -- done");
     case SNMP_MSG_INTERNAL_SET_FREE: return drop_row(parsed, region, "%s : FREE -- done");
-    default: return drop_row(parsed, region, "%s : UNDO -- done");
+    case SNMP_MSG_INTERNAL_SET_UNDO: return drop_row(parsed, region, "%s : UNDO -- done");
+    default: return SNMP_ERR_NOERROR;
     }
 }
 

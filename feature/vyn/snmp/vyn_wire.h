@@ -162,7 +162,8 @@ struct vyn_region_rec {
     be32 vsan;
     uint8_t zero[92];
 };
-static_assert(sizeof(vyn_region_rec) == 108 && offsetof(vyn_region_rec, region_id) == 4);
+static_assert(sizeof(vyn_region_rec) == 108 && offsetof(vyn_region_rec, region_id) == 4 &&
+              offsetof(vyn_region_rec, scope) == 8 && offsetof(vyn_region_rec, vsan) == 12);
 static_assert(std::is_trivially_copyable_v<vyn_region_rec>);
 
 // The assignment of a feature to a region, likewise.
@@ -177,6 +178,9 @@ struct vyn_feature_region_rec {
     be32 create_mark; // 4 when the row was made by a createAndGo of the SET in progress
 };
 static_assert(sizeof(vyn_feature_region_rec) == 108 &&
+              offsetof(vyn_feature_region_rec, region_id) == 4 &&
+              offsetof(vyn_feature_region_rec, scope) == 8 &&
+              offsetof(vyn_feature_region_rec, vsan) == 12 &&
               offsetof(vyn_feature_region_rec, app_name) == 20 &&
               offsetof(vyn_feature_region_rec, create_mark) == 104);
 static_assert(std::is_trivially_copyable_v<vyn_feature_region_rec>);
@@ -324,7 +328,9 @@ struct resp_feature_region {
     char app_name[81];
     uint8_t pad[11];
 };
-static_assert(sizeof(resp_feature_region) == 104 && offsetof(resp_feature_region, app_name) == 12);
+static_assert(sizeof(resp_feature_region) == 104 && offsetof(resp_feature_region, scope) == 4 &&
+              offsetof(resp_feature_region, vsan) == 8 &&
+              offsetof(resp_feature_region, app_name) == 12);
 static_assert(std::is_trivially_copyable_v<resp_feature_region>);
 
 // The state of a feature in one scope, as the client library hands it over. On entry, scope and
