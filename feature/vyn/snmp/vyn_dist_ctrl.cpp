@@ -34,7 +34,9 @@ static uint32_t address_type(const oid *name, size_t length)
 // The key of a query: an address type, or for a walk 0, which is in front of both.
 static uint32_t next_key(const struct variable *vp, const oid *name, size_t length)
 {
-    return vyn_is_below(vp, name, length) ? static_cast<uint32_t>(name[vp->namelen]) : 0;
+    oid key = 0;
+    vyn_index_of(vp, name, length, false).take(&key);
+    return static_cast<uint32_t>(key);
 }
 
 // Finds the row, keeps it and writes its index into name and length. 0 when there is a row to

@@ -2,8 +2,9 @@
 //
 // The agent loads the library and calls init_vyn_mib; from then on it calls the read function of an
 // object for each GET and GETNEXT, and the write function that the read function chose for each
-// phase of a SET. Nothing is kept between calls but the row last read, which values point into, and
-// rows under creation. The agent calls from one thread; nothing is locked.
+// phase of a SET. Nothing is kept between calls but what was last read or sent, which values point
+// into, and what the phases of one SET leave for one another. The agent calls from one thread;
+// nothing is locked.
 #pragma once
 
 #include <net-snmp/net-snmp-config.h>

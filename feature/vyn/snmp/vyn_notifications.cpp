@@ -57,7 +57,10 @@ class vyn_varbinds {
         oid copy[MAX_OID_LEN];
         size_t copy_length = 0;
         name.commit(copy, &copy_length);
-        last_ = build_varbind(last_, value, type, length, copy, copy_length);
+        auto *next = build_varbind(last_, value, type, length, copy, copy_length);
+        if (next == nullptr)
+            return; // without memory; what there is stays one list
+        last_ = next;
         if (head_ == nullptr)
             head_ = last_;
     }

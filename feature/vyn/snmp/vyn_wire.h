@@ -13,8 +13,8 @@
 
 // Opcodes of the message transport.
 enum vyn_opcode : uint32_t {
-    MTS_OPC_VYN_MGMT_REQ = 8463,       // distribution status and control, reads of regions
-    MTS_OPC_VYN_SNMP_QUERY = 8469,     // discovery, peers, merge members, lock owners
+    MTS_OPC_VYN_MGMT_REQ = 8463,   // distribution status, changes of its control, reads of regions
+    MTS_OPC_VYN_SNMP_QUERY = 8469, // discovery, peers, lock owners, reads of distribution control
     MTS_OPC_VYN_FEATURE_ACTION = 8470, // event: a feature action has ended
     MTS_OPC_VYN_MERGE_QUERY = 8474,    // merge state and the resolution of a failed merge
     MTS_OPC_VYN_NOTIFICATION = 8475,   // event: a merge has failed, a discovery has ended
