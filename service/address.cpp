@@ -20,7 +20,8 @@ constexpr struct {
     uint32_t type;
     int family;
     size_t size;
-} families[] = {{VYN_ADDR_IPV4, AF_INET, 4}, {VYN_ADDR_IPV6, AF_INET6, 16}};
+    uint8_t first_multicast, last_multicast; // first octets
+} families[] = {{VYN_ADDR_IPV4, AF_INET, 4, 224, 239}, {VYN_ADDR_IPV6, AF_INET6, 16, 0xFF, 0xFF}};
 
 } // namespace
 
@@ -36,19 +37,29 @@ net_address address_of(std::string_view text)
 {
     const std::string ended(text);
     char octets[16];
-    for (const auto &[type, family, size] : families)
-        if (inet_pton(family, ended.c_str(), octets) == 1)
-            return {type, std::string(octets, size), type};
+    for (const auto &known : families)
+        if (inet_pton(known.family, ended.c_str(), octets) == 1)
+            return {known.type, std::string(octets, known.size), known.type};
     return {address_text, ended};
 }
 
 std::string text_of(const net_address &address)
 {
     char text[INET6_ADDRSTRLEN];
-    for (const auto &[type, family, size] : families)
-        if (address.type == type)
-            return inet_ntop(family, address.octets.data(), text, sizeof text);
+    for (const auto &known : families)
+        if (address.type == known.type)
+            return inet_ntop(known.family, address.octets.data(), text, sizeof text);
     return address.octets;
+}
+
+bool is_multicast(const net_address &address)
+{
+    for (const auto &known : families)
+        if (address.type == known.type) {
+            const auto first = static_cast<uint8_t>(address.octets[0]);
+            return first >= known.first_multicast && first <= known.last_multicast;
+        }
+    return false;
 }
 
 net_address key_address(uint32_t type, const address_field &field)

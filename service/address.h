@@ -33,6 +33,9 @@ struct net_address {
 net_address address_of(std::string_view text);
 std::string text_of(const net_address &address);
 
+// Whether it is an IP address of a multicast.
+bool is_multicast(const net_address &address);
+
 // From a key, and into a record; what the address leaves of the field stays as it is.
 net_address key_address(uint32_t type, const address_field &field);
 void fill_address(const net_address &address, be32 &type, address_field &field);

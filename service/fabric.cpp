@@ -63,6 +63,23 @@ uint32_t fabric::enable_distribution(bool enabled)
     return 0;
 }
 
+uint32_t fabric::enable_ip_family(uint32_t family, bool enabled)
+{
+    const auto &families = state_.ip_families;
+    if (enabled && std::any_of(families.begin(), families.end(), [&](const auto &entry) {
+            return entry.first != family && entry.second.enabled;
+        }))
+        return VYN_ERR_BOTH_IP_FAMILIES;
+    state_.ip_families.at(family).enabled = enabled;
+    return 0;
+}
+
+uint32_t fabric::set_multicast(const net_address &address)
+{
+    state_.ip_families.at(address.type).multicast = address;
+    return 0;
+}
+
 uint32_t fabric::start_action(std::string_view name, const place &where, uint32_t action,
                               std::string_view user, time_point now)
 {
@@ -146,6 +163,50 @@ uint32_t fabric::resolve_merge(std::string_view name, const place &where)
     if (merge == owner->merges.end() || !merge->second.failed())
         return VYN_ERR_NO_FAILED_MERGE;
     merge->second = {merge_success, 0};
+    return 0;
+}
+
+uint32_t fabric::add_region(uint32_t id, const place &where)
+{
+    if (!state_.regions.emplace(id, where).second)
+        return VYN_ERR_REGION_EXISTS;
+    return 0;
+}
+
+uint32_t fabric::remove_region(uint32_t id)
+{
+    const auto found = state_.regions.find(id);
+    if (found == state_.regions.end())
+        return VYN_ERR_NO_SUCH_REGION;
+    for (const feature &owner : state_.features)
+        for (const auto &[where, region] : owner.regions)
+            if (region == id)
+                return VYN_ERR_REGION_IN_USE;
+    state_.regions.erase(found);
+    return 0;
+}
+
+uint32_t fabric::assign_region(std::string_view name, const place &where, uint32_t region)
+{
+    feature *owner = find_feature(state_.features, name);
+    if (!owner)
+        return VYN_ERR_NO_SUCH_FEATURE;
+    if (!state_.regions.contains(region))
+        return VYN_ERR_NO_SUCH_REGION;
+    const place first = owner->regions.empty() ? place{} : owner->regions.begin()->first;
+    owner->regions[where.scope == 0 ? first : where] = region;
+    return 0;
+}
+
+uint32_t fabric::unassign_region(std::string_view name, const place &where)
+{
+    feature *owner = find_feature(state_.features, name);
+    if (!owner)
+        return VYN_ERR_NO_FEATURE_REGION;
+    const auto there = find_assignment(owner->regions, where);
+    if (there == owner->regions.end())
+        return VYN_ERR_NO_FEATURE_REGION;
+    owner->regions.erase(there);
     return 0;
 }
 

@@ -33,6 +33,9 @@ enum service_syserr : uint32_t {
     VYN_ERR_NO_SUCH_PEER = 0x40B30043,      // a static peer to remove is not there
     VYN_ERR_PEER_EXISTS = 0x40B30044,       // a static peer to add is there already
     VYN_ERR_NO_FAILED_MERGE = 0x40B30045,   // there is none to resolve in that place
+    VYN_ERR_NO_SUCH_REGION = 0x40B30060,    // a region to remove or to assign to is not there
+    VYN_ERR_REGION_EXISTS = 0x40B30062,     // a region to add is there already
+    VYN_ERR_REGION_IN_USE = 0x40B30063,     // features are assigned to a region to remove
 };
 
 inline constexpr named_value disc_status_names[] = {
@@ -50,11 +53,24 @@ struct discovery_state {
     discovery_end next; // how discoveries end; `after` counts from their start
 };
 
+// The distribution over one IP family.
+struct ip_distribution {
+    net_address multicast; // of that family
+    bool enabled = false;
+};
+
+inline constexpr named_value ip_family_names[] = {{"ipv4", VYN_ADDR_IPV4}, {"ipv6", VYN_ADDR_IPV6}};
+
 struct fabric_state {
     discovery_state discovery;
     bool distribution_enabled = true;
+    // By address types, always both; at most one of them is enabled.
+    std::map<uint32_t, ip_distribution> ip_families{
+        {VYN_ADDR_IPV4, {address_of("239.255.70.83")}},
+        {VYN_ADDR_IPV6, {address_of("ff15::efff:4653")}}};
     std::set<net_address> peers;                  // that physical discovery has found
     std::map<net_address, uint32_t> static_peers; // and their status
+    std::map<uint32_t, place> regions;            // by their ids
     std::vector<feature> features;                // in registry order
 };
 
@@ -88,6 +104,10 @@ class fabric {
     uint32_t start_discovery(time_point now);
     uint32_t enable_distribution(bool enabled);
 
+    // The family is an address type that ip_families has; so is that of the address.
+    uint32_t enable_ip_family(uint32_t family, bool enabled);
+    uint32_t set_multicast(const net_address &address);
+
     // Starts an action, one of feature_action, for a user. A commit or an abort holds the lock of
     // its place while it runs, unless somebody holds it already. A clear first ends what runs
     // there as failed, and takes away the lock whoever holds it.
@@ -100,6 +120,14 @@ class fabric {
     uint32_t add_static_peer(const net_address &peer);
     uint32_t remove_static_peer(const net_address &peer);
     uint32_t resolve_merge(std::string_view name, const place &where);
+
+    uint32_t add_region(uint32_t id, const place &where);
+    uint32_t remove_region(uint32_t id);
+
+    // At scope 0 these change and end the feature's first assignment; where it has none, it is
+    // assigned in physical scope.
+    uint32_t assign_region(std::string_view name, const place &where, uint32_t region);
+    uint32_t unassign_region(std::string_view name, const place &where);
 
     // Starts a merge of a feature's configuration there: it is in progress and holds the lock of
     // its place, unless somebody holds it already, for as long as it takes. What is known of its

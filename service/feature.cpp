@@ -21,6 +21,11 @@ std::string place_text(const place &where)
     return where.scope == VYN_SCOPE_PHYSICAL ? "physical" : "vsan " + std::to_string(where.vsan);
 }
 
+region_rows::const_iterator find_assignment(const region_rows &regions, const place &where)
+{
+    return where.scope == 0 ? regions.begin() : regions.find(where);
+}
+
 bool registry_order(std::string_view a, std::string_view b)
 {
     // Characters of strings are compared as unsigned, as strcmp does.

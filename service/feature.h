@@ -1,5 +1,5 @@
 // A feature as the service knows it: its entry in the registry, its state in each scope, the locks
-// on its configuration, its peers, its merges and their members.
+// on its configuration, its peers, its merges and their members, and its regions.
 //
 // All of them are kept in the order of the OID index, physical first and then by VSAN, so that the
 // next one behind a key is found without a search through all of them. Features are kept in
@@ -104,6 +104,12 @@ struct member_state {
     uint8_t attr2 = 0;
 };
 
+// The region, by its id, that a feature is assigned to in each place.
+using region_rows = std::map<place, uint32_t>;
+
+// The assignment there, or at scope 0 the first one of all; the end where there is none.
+region_rows::const_iterator find_assignment(const region_rows &regions, const place &where);
+
 // How actions of a feature end; `after` counts from their start.
 struct action_end {
     std::chrono::milliseconds after{1000};
@@ -128,9 +134,10 @@ struct feature {
     std::set<feature_peer> peers{};
     std::map<place, merge_state> merges{};
     std::map<feature_peer, member_state> members{}; // each of a merge
+    region_rows regions{};                          // that it is assigned to
 };
 inline constexpr size_t longest_feature_name = 82;
-inline constexpr size_t longest_record_name = 80; // of a feature with locks, peers or merges
+inline constexpr size_t longest_record_name = 80; // of one with locks, peers, merges or regions
 inline constexpr named_value feature_scopes[] = {{"physical", 0x2}, {"logical", 0x4}}; // in flags
 
 // The order of the registry: strcmp of the names with their length in front.

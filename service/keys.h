@@ -1,5 +1,6 @@
 // What the keys of several queries have in common: the name of a feature, and a scope as the
-// service counts it in the records of locks and merges, the other way around than the fabric.
+// service counts it in the records of locks, merges and regions, the other way around than the
+// fabric.
 //
 // A name that fills its field has no end; its length then is past longest_record_name, which is
 // how handlers tell.
@@ -36,6 +37,14 @@ inline place service_place(uint32_t scope, uint32_t vsan)
 inline uint32_t service_scope(const place &where)
 {
     return where.scope == VYN_SCOPE_PHYSICAL ? VYN_SERVICE_PHYSICAL : VYN_SERVICE_LOGICAL;
+}
+
+// For the log: what a change does with its record.
+inline std::string change_text(uint32_t op)
+{
+    static constexpr named_value operations[] = {{"add", VYN_OP_ADD}, {"remove", VYN_OP_REMOVE}};
+    const char *operation = name_of(operations, op);
+    return operation ? operation : "op-" + std::to_string(op);
 }
 
 // For the log: "ntp" scope 2 vsan 0, the scope as it is on the wire.

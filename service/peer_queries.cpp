@@ -34,11 +34,6 @@ net_address address_in(const vyn_app_peer &key)
     return key_address(key.addr_type, key.addr);
 }
 
-outcome nothing(const query &asked)
-{
-    return refused(VYN_ERR_NO_MORE_ENTRIES, asked.next() ? "no more rows" : "no such row");
-}
-
 outcome reply_with(const query &asked, const feature &owner, const feature_peer &row)
 {
     return found(asked.record.query_type, resp_app_peer{peer_header, record_of(owner.name, row)});
@@ -142,10 +137,8 @@ std::string static_peer_key(const vyn_snmp_req &record)
 
 std::string static_peer_change(const vyn_snmp_req &record)
 {
-    static constexpr named_value operations[] = {{"add", VYN_OP_ADD}, {"remove", VYN_OP_REMOVE}};
     const vyn_static_peer &change = record.request.static_peer;
-    const char *operation = name_of(operations, change.op);
-    return (operation ? operation : "op-" + std::to_string(change.op)) + " " +
+    return change_text(change.op) + " " +
            escaped(text_of(key_address(change.addr_type, change.addr)));
 }
 

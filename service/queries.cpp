@@ -1,7 +1,7 @@
 // One function for each query, and the table that finds it.
 //
 // What the client library asks has opcodes of its own and other records, and is answered in
-// client_requests.cpp; the queries of locks, peers and merges have files of their own. The table
+// client_requests.cpp; all queries but those of the discovery have files of their own. The table
 // here is the map of all that comes in the service's own record, one row for each query and
 // operation.
 #include "queries.h"
@@ -9,9 +9,11 @@
 #include <algorithm>
 
 #include "client_requests.h"
+#include "distribution_queries.h"
 #include "lock_queries.h"
 #include "merge_queries.h"
 #include "peer_queries.h"
+#include "region_queries.h"
 #include "replies.h"
 
 namespace vynd {
@@ -29,20 +31,6 @@ outcome get_discovery(fabric &model, const query &asked)
     const discovery_state &state = model.state().discovery;
     return found(asked.record.query_type,
                  resp_phy_disc_status{state.status, {}, state.failure_reason});
-}
-
-outcome get_distribution(fabric &model, const query &asked)
-{
-    const uint32_t disabled = model.state().distribution_enabled ? 0 : 1;
-    return found(asked.record.query_type, resp_dist_status{disabled});
-}
-
-outcome set_distribution(fabric &model, const query &asked)
-{
-    const uint32_t disable = asked.record.request.dist_disable;
-    if (disable > 1)
-        return refused(VYN_ERR_BAD_REQUEST, "distribution is 0 or 1");
-    return changed(asked.record.query_type, model.enable_distribution(disable == 0), "");
 }
 
 constexpr struct query_row {
@@ -63,14 +51,24 @@ constexpr struct query_row {
     {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_APP_PEER,           VYN_MSG_GETNEXT, read_feature_peer,  feature_peer_key},
     {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_MERGE_MEMBER,       VYN_MSG_GET,     read_merge_member,  feature_peer_key},
     {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_MERGE_MEMBER,       VYN_MSG_GETNEXT, read_merge_member,  feature_peer_key},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_DIST_CTRL_ENTRY,    VYN_MSG_GET,     read_ip_family,     ip_family_key},
+    {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_DIST_CTRL_ENTRY,    VYN_MSG_GETNEXT, read_ip_family,     ip_family_key},
     {MTS_OPC_VYN_MERGE_QUERY, VYN_SNMP_MERGE_ENTRY,        VYN_MSG_GET,     read_merge,         merge_key},
     {MTS_OPC_VYN_MERGE_QUERY, VYN_SNMP_MERGE_ENTRY,        VYN_MSG_GETNEXT, read_merge,         merge_key},
     {MTS_OPC_VYN_MERGE_QUERY, VYN_SNMP_MERGE_FAIL_RESOLVE, VYN_MSG_SET,     resolve_merge,      merge_key},
     {MTS_OPC_VYN_MGMT_REQ,    VYN_SNMP_GET_DIST_STATUS,    VYN_MSG_GET,     get_distribution},
+    {MTS_OPC_VYN_MGMT_REQ,    VYN_SNMP_IP_DIST_ENABLE,     VYN_MSG_SET,     enable_ip_family,   ip_family_switch},
+    {MTS_OPC_VYN_MGMT_REQ,    VYN_SNMP_DIST_CTRL_ADDR,     VYN_MSG_SET,     set_multicast,      multicast_change},
+    {MTS_OPC_VYN_MGMT_REQ,    VYN_SNMP_REGION,             VYN_MSG_GET,     read_region,        region_key},
+    {MTS_OPC_VYN_MGMT_REQ,    VYN_SNMP_REGION,             VYN_MSG_GETNEXT, read_region,        region_key},
+    {MTS_OPC_VYN_MGMT_REQ,    VYN_SNMP_FEATURE_REGION,     VYN_MSG_GET,     read_assignment,    assignment_key},
+    {MTS_OPC_VYN_MGMT_REQ,    VYN_SNMP_FEATURE_REGION,     VYN_MSG_GETNEXT, read_assignment,    assignment_key},
     {MTS_OPC_VYN_CONFIG_REQ,  VYN_SNMP_SET_DIST,           VYN_MSG_SET,     set_distribution},
     {MTS_OPC_VYN_CONFIG_REQ,  VYN_SNMP_STATIC_PEER,        VYN_MSG_GET,     read_static_peer,   static_peer_key},
     {MTS_OPC_VYN_CONFIG_REQ,  VYN_SNMP_STATIC_PEER,        VYN_MSG_GETNEXT, read_static_peer,   static_peer_key},
     {MTS_OPC_VYN_CONFIG_REQ,  VYN_SNMP_STATIC_PEER,        VYN_MSG_SET,     change_static_peer, static_peer_change},
+    {MTS_OPC_VYN_CONFIG_REQ,  VYN_SNMP_REGION,             VYN_MSG_SET,     change_region,      region_change},
+    {MTS_OPC_VYN_CONFIG_REQ,  VYN_SNMP_FEATURE_REGION,     VYN_MSG_SET,     change_assignment,  assignment_change},
     // clang-format on
 };
 

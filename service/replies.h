@@ -40,6 +40,12 @@ inline outcome refused(uint32_t code, std::string note)
     return {code, {}, std::move(note)};
 }
 
+// Of a read, where nothing else is said.
+inline outcome nothing(const query &asked)
+{
+    return refused(VYN_ERR_NO_MORE_ENTRIES, asked.next() ? "no more rows" : "no such row");
+}
+
 template <typename Member> outcome found(uint32_t query_type, const Member &member)
 {
     const be32 head = query_type;

@@ -1,5 +1,5 @@
 // JSON to fabric and back. Each part of the document has one function that reads it and one that
-// writes it, side by side; those of features and of peers have files of their own.
+// writes it, side by side; those of features, peers and regions have files of their own.
 //
 // A missing field keeps the default that the fabric's own types give it; only what identifies
 // something in a list has none.
@@ -11,6 +11,7 @@
 #include "document.h"
 #include "scenario_features.h"
 #include "scenario_peers.h"
+#include "scenario_regions.h"
 
 namespace vynd {
 
@@ -54,26 +55,60 @@ json discovery_to_json(const discovery_state &state)
               {"failure_reason", code_to_json(state.next.failure_reason)}}}};
 }
 
+void read_ip_family(const node &value, uint32_t type, ip_distribution &family)
+{
+    value.expect_keys({"enabled", "address"});
+    value.with("enabled", [&](const node &member) { family.enabled = member.flag(); });
+    value.with("address", [&](const node &member) {
+        family.multicast = address_of(member.byte_text(longest_address));
+        if (family.multicast.type != type || !is_multicast(family.multicast))
+            member.refuse("expected a multicast address of this family");
+    });
+}
+
+void read_distribution(const node &value, fabric_state &state)
+{
+    value.expect_keys({"enabled", "ipv4", "ipv6"});
+    value.with("enabled", [&](const node &member) { state.distribution_enabled = member.flag(); });
+    uint32_t enabled = 0;
+    for (const auto &[name, type] : ip_family_names) {
+        ip_distribution &family = state.ip_families.at(type);
+        value.with(name,
+                   [&, type = type](const node &member) { read_ip_family(member, type, family); });
+        enabled += family.enabled;
+    }
+    if (enabled > 1)
+        value.refuse("distribution runs over one IP family at a time");
+}
+
+json distribution_to_json(const fabric_state &state)
+{
+    json result = {{"enabled", state.distribution_enabled}};
+    for (const auto &[name, type] : ip_family_names) {
+        const ip_distribution &family = state.ip_families.at(type);
+        result[name] = {{"enabled", family.enabled}, {"address", text_of(family.multicast)}};
+    }
+    return result;
+}
+
 } // namespace
 
 fabric_state state_from_json(const json &document)
 {
     const node root(document, "");
     fabric_state state;
-    root.expect_keys({"discovery", "distribution", "peers", "static_peers", "features"});
+    root.expect_keys({"discovery", "distribution", "peers", "static_peers", "regions", "features"});
     root.with("discovery", [&](const node &value) { state.discovery = read_discovery(value); });
-    root.with("distribution", [&](const node &value) {
-        value.expect_keys({"enabled"});
-        value.with("enabled",
-                   [&](const node &enabled) { state.distribution_enabled = enabled.flag(); });
-    });
+    root.with("distribution", [&](const node &value) { read_distribution(value, state); });
     root.with("peers", [&](const node &value) { state.peers = read_peers(value); });
     root.with("static_peers",
               [&](const node &value) { state.static_peers = read_static_peers(value); });
+    root.with("regions", [&](const node &value) { state.regions = read_regions(value); });
     root.with("features", [&](const node &value) {
         std::set<std::string> names;
-        value.each(
-            [&](const node &entry) { state.features.push_back(read_feature(entry, names)); });
+        value.each([&](const node &entry) {
+            state.features.push_back(read_feature(entry, state.regions, names));
+        });
     });
     sort_features(state.features);
     return state;
@@ -85,9 +120,10 @@ json state_to_json(const fabric_state &state)
     for (const feature &entry : state.features)
         features.push_back(feature_to_json(entry));
     return {{"discovery", discovery_to_json(state.discovery)},
-            {"distribution", {{"enabled", state.distribution_enabled}}},
+            {"distribution", distribution_to_json(state)},
             {"peers", peers_to_json(state.peers)},
             {"static_peers", static_peers_to_json(state.static_peers)},
+            {"regions", regions_to_json(state.regions)},
             {"features", features}};
 }
 

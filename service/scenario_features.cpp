@@ -1,11 +1,13 @@
 // Features in a scenario, and back.
 //
-// The marks that the service puts on a user's name are fields of their own here, so that nobody
-// has to know how they look on the wire. Peers and merges are read in scenario_peers.cpp.
+// The marks that the service puts on a user's name are fields of their own here, so that nobody has
+// to know how they look on the wire. Peers and merges are read in scenario_peers.cpp, regions in
+// scenario_regions.cpp.
 #include "scenario_features.h"
 
 #include "scenario_peers.h"
 #include "scenario_places.h"
+#include "scenario_regions.h"
 
 namespace vynd {
 
@@ -142,12 +144,13 @@ json locks_to_json(const feature &owner)
 
 } // namespace
 
-feature read_feature(const node &value, std::set<std::string> &names)
+feature read_feature(const node &value, const std::map<uint32_t, place> &regions,
+                     std::set<std::string> &names)
 {
     feature result;
     value.expect_keys({"name", "scopes", "show_cfg_option", "entry_attr", "action", "scope_type",
                        "scope_value", "flags", "flags2", "next_action", "states", "locks", "peers",
-                       "merges"});
+                       "merges", "regions"});
     for (const auto &[key, member] : feature_numbers)
         value.with(key,
                    [&, member = member](const node &number) { result.*member = number.number(); });
@@ -173,6 +176,7 @@ feature read_feature(const node &value, std::set<std::string> &names)
     });
     value.with("peers", [&](const node &peers) { read_feature_peers(peers, result); });
     value.with("merges", [&](const node &merges) { read_merges(merges, result); });
+    value.with("regions", [&](const node &list) { read_feature_regions(list, regions, result); });
     return result;
 }
 
@@ -194,6 +198,7 @@ json feature_to_json(const feature &entry)
     result["locks"] = locks_to_json(entry);
     result["peers"] = feature_peers_to_json(entry);
     result["merges"] = merges_to_json(entry);
+    result["regions"] = feature_regions_to_json(entry);
     return result;
 }
 

@@ -47,6 +47,13 @@ bytes static_peer(word op, word addr_type, text addr) {
 bytes merge(word type, text name, word scope, word vsan, word mark) {
     return record_of(364, {{0, type}, {4, 1}, {96, vsan}, {100, mark}, {104, scope}}, {{12, name}});
 }
+bytes region(word op, word id, word scope, word vsan, word type = 59, text name = "") {
+    return record_of(364, {{0, type}, {4, 1}, {8, op}, {12, id}, {16, scope}, {20, vsan}}, {{28, name}});
+}
+bytes assigned(word op, text name, word id, word scope, word vsan) { return region(op, id, scope, vsan, 60, name); }
+bytes family(word type, word first, word second, text addr = "") {
+    return record_of(364, {{0, type}, {4, 1}, {8, first}, {12, second}}, {{12, addr}});
+}
 bytes state(text name, word scope, word vsan) { return named(128, name, {{100, scope}, {104, vsan}}); }
 bytes entry(text name, word action, word scope, word vsan) {
     return named(112, name, {{84, 2}, {92, action}, {96, scope}, {100, vsan}});
@@ -64,8 +71,10 @@ std::string words_of(std::span<const uint8_t> record) {
 }
 
 constexpr char document[] =
-    R"({"distribution": {"enabled": false}, "discovery": {"status": 77, "failure_reason": "0x40B30042",
-        "next": {"after_ms": 70, "status": "failed", "failure_reason": "0x40B30071"}},
+    R"({"distribution": {"enabled": false, "ipv6": {"enabled": true, "address": "ff08::9"}}, "regions": [
+        {"id": 7, "scope": "physical"}, {"id": 300, "vsan": 10}, {"id": 2, "scope": "physical"}],
+    "discovery": {"status": 77, "failure_reason": "0x40B30042", "next":
+        {"after_ms": 70, "status": "failed", "failure_reason": "0x40B30071"}},
     "peers": ["ÿ", "zz", {"address": "10.1.1.1", "type": 7}, "", "0:0::1", "10.0.0.9", "9.9.9.9"],
     "static_peers": [{"address": "ab", "type": 0}, {"address": "::2"}, {"address": "10.1.0.2", "status": 9}],
     "features": [
@@ -73,7 +82,7 @@ constexpr char document[] =
     {"name": "b\u0080", "locks": [{"scope": "physical", "address": "1.2.3.4"}]},
     {"name": "zz", "locks": [{"vsan": 99, "user": "b", "marked": true, "address": "::1"}, {"vsan": 2},
         {"scope": "physical", "kind": "merge", "address": "A-1"}], "merges": [{"scope": "physical"}],
-     "peers": [{"scope": "physical", "peers": ["10.1.1.3"]}]},
+     "regions": [{"vsan": 2, "region": 300}], "peers": [{"scope": "physical", "peers": ["10.1.1.3"]}]},
     {"name": "ntp", "scopes": ["physical", "logical"], "next_action": {"after_ms": 100, "result": "partly",
      "failure": 9}, "states": [{"vsan": 20, "action": "abort", "result": "failed", "failure": "0x40B30051",
      "seconds": 5, "microseconds": 6, "show_cfg_option": 2, "last": true}, {"scope": "physical", "action": 77,
@@ -81,8 +90,10 @@ constexpr char document[] =
         {"scope": "physical", "peers": ["b", "aa", {"address": "c", "type": 7}]}],
      "merges": [{"vsan": 20, "status": 77}, {"scope": "physical", "status": "failed", "failure": 258,
         "members": [{"address": "aa", "attr1": 255}, {"address": "1.1.1.1", "attr1": 1, "attr2": 2}]},
-        {"vsan": 10, "members": [{"address": "b", "type": 0}]}]},
+        {"vsan": 10, "members": [{"address": "b", "type": 0}]}],
+     "regions": [{"vsan": 300, "region": 2}, {"vsan": 20, "region": 300}, {"scope": "physical", "region": 2}]},
     {"name": "zone", "scopes": ["logical"], "entry_attr": 3, "action": 4, "flags": 16, "flags2": 7,
+     "regions": [{"vsan": 5, "region": 7}],
      "states": [{"vsan": 20, "result": "in-progress"}], "peers": [{"vsan": 1, "peers": ["::1"]}], "merges": [
         {"vsan": 20, "status": "failed"}, {"vsan": 5, "status": "in-progress"}]}]})";
 
@@ -220,6 +231,80 @@ TEST_F(Queries, PeersAndMergesByteForByte) {
               R"(8469 getnext query 28 "ntp" scope 1 vsan 0 addr 1 0a000009)");
     EXPECT_EQ(describe({8477, 3, static_peer(1, 1, two)}), "8477 set query 66 remove 10.1.0.2");
     EXPECT_EQ(describe({8477, 1, static_peer(0, 9, "a\n")}), R"(8477 get query 66 addr 9 "a\x0a")");
+}
+
+TEST_F(Queries, RegionsAndAssignmentsByteForByte) {
+    const std::string endless(81, 'n');
+    const word bad = 0x40B30003, nobody = 0x40B30004, no_row = 0x40B3001C, none = 0x40B30061;
+    const word unknown = 0x40B30060, there = 0x40B30062, used = 0x40B30063;
+    const bytes made = record_of(8, {{0, 59}}), changed = record_of(8, {{0, 60}});
+    const auto in = [](word id, word scope, word vsan, text name, word type = 60) {
+        return record_of(360, {{0, type}, {4, id}, {8, scope}, {12, vsan}}, {{16, name}});
+    };
+    const auto is = [&](word id, word scope, word vsan) { return in(id, scope, vsan, "", 59); };
+    // clang-format off
+    expect({
+        {8463, 2, region(0, 0, 0, 0), 0, is(2, 2, 0)}, {8463, 2, region(0, 2, 1, 0), 0, is(7, 2, 0)}, // a walk
+        {8463, 2, region(0, 7, 0, 0), 0, is(300, 1, 10)}, {8463, 2, region(0, 300, 0, 0), no_row},
+        {8463, 2, region(0, 6, 1, 99), 0, is(7, 2, 0)}, {8463, 1, region(0, 300, 2, 0), 0, is(300, 1, 10)},
+        {8463, 1, region(0, 6, 0, 0), no_row}, {8463, 1, region(1, 7, 2, 0), bad},
+        {8477, 3, region(0, 7, 0, 0), there}, {8477, 3, region(0, 0, 2, 0), bad}, {8477, 3, region(0, 256, 2, 0), bad},
+        {8477, 3, region(0, 9, 1, 4094), bad}, {8477, 3, region(0, 9, 3, 0), bad}, {8477, 3, region(2, 9, 2, 0), bad},
+        {8477, 3, region(0, 255, 1, 4093), 0, made}, {8463, 1, region(0, 255, 0, 0), 0, is(255, 1, 4093)},
+        {8477, 3, region(0, 3, 1, 0), 0, made}, {8463, 1, region(0, 3, 0, 0), 0, is(3, 2, 0)},
+        {8477, 3, region(0, 1, 0, 77), 0, made}, {8463, 1, region(0, 1, 0, 0), 0, is(1, 2, 0)},
+        {8477, 3, region(1, 255, 2, 0), 0, made}, {8477, 3, region(1, 255, 1, 4093), unknown},
+        {8463, 2, assigned(0, "", 0, 0, 0), 0, in(300, 1, 2, "zz")}, // a walk
+        {8463, 2, assigned(0, "zz", 0, 1, 2), 0, in(2, 2, 0, "ntp")},
+        {8463, 2, assigned(0, "ntp", 0, 2, 0), 0, in(300, 1, 20, "ntp")},
+        {8463, 2, assigned(0, "ntp", 0, 1, 20), 0, in(2, 1, 300, "ntp")},
+        {8463, 2, assigned(0, "ntp", 0, 1, 300), 0, in(7, 1, 5, "zone")},
+        {8463, 2, assigned(0, "zone", 0, 1, 5), no_row}, {8463, 2, assigned(0, "zonf", 0, 0, 0), no_row},
+        {8463, 2, assigned(0, "ntp", 0, 0, 99), 0, in(2, 2, 0, "ntp")}, // keys between
+        {8463, 2, assigned(0, "n  ", 0, 1, 9), 0, in(2, 2, 0, "ntp")}, {8463, 2, assigned(0, endless, 0, 0, 0), bad},
+        {8463, 2, assigned(0, "ntp", 0, 1, 0), 0, in(300, 1, 20, "ntp")}, {8463, 1, assigned(0, "ntp", 0, 3, 0), bad},
+        {8463, 1, assigned(0, "ntp", 0, 0, 9), 0, in(2, 2, 0, "ntp")}, {8463, 1, assigned(1, "ntp", 0, 0, 0), bad},
+        {8463, 1, assigned(0, "ntp", 0, 1, 20), 0, in(300, 1, 20, "ntp")}, {8463, 1, assigned(0, "zz", 0, 2, 0), none},
+        {8463, 1, assigned(0, "z", 0, 0, 0), none}, {8477, 3, assigned(0, "no", 7, 0, 0), nobody},
+        {8477, 3, assigned(0, "ntp", 0, 0, 0), unknown}, {8477, 3, assigned(0, "ntp", 7, 1, 0), bad},
+        {8477, 3, assigned(0, "ntp", 7, 1, 4094), bad}, {8477, 3, assigned(0, "ntp", 7, 3, 0), bad},
+        {8477, 3, assigned(2, "ntp", 7, 0, 0), bad}, {8477, 3, assigned(0, endless, 7, 0, 0), bad},
+        {8477, 3, assigned(0, "zz", 7, 0, 0), 0, changed}, // without a scope: the first one
+        {8463, 1, assigned(0, "zz", 0, 0, 0), 0, in(7, 1, 2, "zz")}, {8477, 3, assigned(0, "zz", 3, 2, 0), 0, changed},
+        {8463, 1, assigned(0, "zz", 0, 0, 0), 0, in(3, 2, 0, "zz")}, {8477, 3, region(1, 3, 0, 0), used},
+        {8477, 3, assigned(1, "zz", 0, 0, 0), 0, changed}, {8477, 3, region(1, 3, 0, 0), 0, made},
+        {8477, 3, assigned(1, "zz", 0, 2, 0), none}, {8477, 3, assigned(1, "zz", 9, 1, 2), 0, changed},
+        {8477, 3, assigned(1, "zz", 0, 0, 0), none}, {8477, 3, assigned(0, "zz", 2, 0, 0), 0, changed},
+        {8463, 1, assigned(0, "zz", 0, 0, 0), 0, in(2, 2, 0, "zz")}, {8477, 3, assigned(1, "no", 0, 0, 0), none},
+    });
+    // clang-format on
+    EXPECT_EQ(describe({8463, 2, region(0, 3, 0, 9)}), "8463 getnext query 59 region 3 scope 0");
+    EXPECT_EQ(describe({8477, 3, region(0, 5, 1, 9)}), "8477 set query 59 add region 5 scope 1 vsan 9");
+    EXPECT_EQ(describe({8477, 3, assigned(1, "ntp", 5, 0, 0)}), R"(8477 set query 60 remove "ntp" region 5 scope 0)");
+}
+
+TEST_F(Queries, DistributionRunsOverOneFamily) {
+    const std::string ff08(std::string("\xFF\x08") + std::string(13, 0) + "\x09"), six("\xFF\x15zyxwvutsrqponm");
+    const word bad = 0x40B30003, no_row = 0x40B3001C, both = 0x40B30074;
+    const bytes done = record_of(8, {{0, 35}}), stored = record_of(8, {{0, 37}});
+    const auto is = [](word type, word enabled, text addr) {
+        return record_of(360, {{0, 40}, {4, type}, {264, enabled}}, {{8, addr}});
+    };
+    // clang-format off
+    expect({
+        {8469, 2, query(40, 0), 0, is(1, 0, "\xEF\xFF" "FS")}, {8469, 2, query(40, 1), 0, is(2, 1, ff08)},
+        {8469, 2, query(40, 2), no_row}, {8469, 1, query(40, 0), no_row}, {8469, 1, query(40, 3), no_row},
+        {8463, 3, family(35, 1, 1), both}, {8463, 3, family(35, 1, 2), 0, done}, {8463, 3, family(35, 0, 1), 0, done},
+        {8463, 3, family(35, 2, 2), bad}, {8463, 3, family(35, 0, 3), bad}, {8469, 1, query(40, 2), 0, is(2, 1, ff08)},
+        {8463, 3, family(35, 0, 2), 0, done}, {8463, 3, family(35, 1, 1), 0, done}, {8463, 3, family(35, 1, 2), both},
+        {8463, 3, family(37, 1, 0, "\xDF\1\1\1"), bad}, {8463, 3, family(37, 1, 0, "\xF0\1\1\1"), bad},
+        {8463, 3, family(37, 2, 0, "\xFE\x15"), bad}, {8463, 3, family(37, 3, 0, "\xEF"), bad},
+        {8463, 3, family(37, 1, 0, "\xE0\1\1\2"), 0, stored}, {8463, 3, family(37, 2, 0, six), 0, stored},
+        {8469, 1, query(40, 1), 0, is(1, 1, "\xE0\1\1\2")}, {8469, 1, query(40, 2), 0, is(2, 0, six)},
+    });
+    // clang-format on
+    EXPECT_EQ(describe({8463, 3, family(35, 1, 2)}), "8463 set query 35 enable family 2");
+    EXPECT_EQ(describe({8463, 3, family(37, 1, 0, "\xE0\1\1\2")}), "8463 set query 37 family 1 224.1.1.2");
 }
 
 TEST_F(Queries, RegistryComesInPagesOfWholeEntries) {
@@ -417,6 +502,13 @@ TEST(Scenario, RefusesWhatItDoesNotMeanAndSaysWhere) {
         {R"({"peers":["a",{"address":"a","type":7}]})", "/peers/1: another one has this address"},
         {R"({"peers":[{"address":"a","type":2}]})", "/peers/0/type: the types 1 and 2 are not those of texts"},
         {R"({"static_peers":[{"status":1}]})", "/static_peers/0: expected an \"address\""},
+        {R"({"regions":[{"vsan":1}]})", "/regions/0: expected the id of a region as \"id\", from 1"},
+        {R"({"regions":[{"id":4,"vsan":1},{"id":4,"scope":"physical"}]})", "/regions/1: another one has this id"},
+        {with(R"(a","regions":[{"vsan":8,"region":5}])"), "/features/1/regions/0: there is no region 5"},
+        {with(long_name + R"(","regions":[{"vsan":8}])"), "/features/1/regions/0: a feature with regions has a name"},
+        {R"({"distribution":{"ipv4":{"enabled":true},"ipv6":{"enabled":true}}})", "/distribution: distribution runs"},
+        {R"({"distribution":{"ipv4":{"address":"ff15::1"}}})", "/distribution/ipv4/address: expected a multicast"},
+        {R"({"distribution":{"ipv6":{"address":"fe15::1"}}})", "/distribution/ipv6/address: expected a multicast"},
     };
     // clang-format on
     const std::string file = testing::TempDir() + "vynd-scenario-" + std::to_string(getpid());
