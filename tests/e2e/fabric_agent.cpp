@@ -74,8 +74,9 @@ std::vector<binding> parse(const std::string &output) {
 }
 
 size_t rows_of(const std::vector<binding> &walk, unsigned long table, unsigned long column) {
-    return std::count_if(walk.begin(), walk.end(),
-                         [&](const binding &each) { return each.name[2] == table && each.name[4] == column; });
+    return std::count_if(walk.begin(), walk.end(), [&](const binding &each) {
+        return each.name[1] == 1 && each.name[2] == table && each.name[4] == column;
+    });
 }
 
 std::string feature(const std::string &name, const std::string &rest) {

@@ -16,7 +16,7 @@ TEST_F(agent_features, default_fabric_is_walked_whole) {
     EXPECT_EQ(rows_of(walk, 1, 2), 8u) << "features";
     EXPECT_EQ(rows_of(walk, 2, 3), 5u) << "locks";
     EXPECT_EQ(rows_of(walk, 7, 3), 11u) << "states";
-    EXPECT_EQ(walk.back().name, (std::vector<unsigned long>{1, 4, 1, 0})) << "and the scalars behind them";
+    EXPECT_EQ(walk.back().name, (std::vector<unsigned long>{1, 4, 2, 1, 3, 2})) << "and all that comes behind them";
     const std::map<std::string, std::string> values = {
         {"1.1.1.1.7" + alerting, "Hex-STRING: 00 00 00 0A "},
         {"1.1.1.1.9" + alerting, "STRING: \"The fabric is being reconfigured\""},

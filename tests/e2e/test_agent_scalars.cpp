@@ -11,7 +11,7 @@ TEST_F(agent_scalars, are_read_alike_over_every_version) {
     start();
     control("set discovery.status failed");
     control("set discovery.failure_reason 0x40B30050");
-    const std::string walk = manager("snmpwalk", watcher, "{}.1.3") + manager("snmpwalk", watcher, "{}.1.4");
+    const std::string walk = manager("snmpwalk", watcher, "{}.1.3") + manager("snmpwalk", watcher, "{}.1.4.1");
     EXPECT_EQ(count(walk, "\n"), 4u) << walk;
     EXPECT_EQ(walk.find("{}.1.3.1.0 = INTEGER: 2\n{}.1.3.2.0 = INTEGER: 4\n{}.1.3.3.0 = STRING: \""), 0u) << walk;
     EXPECT_TRUE(has(walk, "\"\n{}.1.4.1.0 = INTEGER: 1\n"));
@@ -22,7 +22,7 @@ TEST_F(agent_scalars, are_read_alike_over_every_version) {
         EXPECT_EQ(manager("snmpget", who, all), walk) << who;
         EXPECT_EQ(manager("snmpgetnext", who, next), walk) << who;
     }
-    EXPECT_EQ(manager("snmpbulkwalk", alice, "{}.1.3") + manager("snmpbulkwalk", alice, "{}.1.4"), walk);
+    EXPECT_EQ(manager("snmpbulkwalk", alice, "{}.1.3") + manager("snmpbulkwalk", alice, "{}.1.4.1"), walk);
 }
 
 TEST_F(agent_scalars, run_a_discovery_to_its_end) {
