@@ -22,11 +22,13 @@ fake_platform *fake;
 
 static void log(const char *text, ...) { LOG_PRINTF("", text); }
 
-octets reply_of(size_t size, std::initializer_list<std::pair<size_t, uint32_t>> words) {
+octets reply_of(size_t size, std::initializer_list<std::pair<size_t, uint32_t>> words,
+                std::initializer_list<std::pair<size_t, octets>> fields) {
     octets reply(size);
     for (auto [offset, value] : words)
         for (size_t i = 0; i < 4 && offset + i < size; i++)
             reply[offset + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
+    for (const auto &[offset, field] : fields) std::copy(field.begin(), field.end(), &reply[offset]);
     return reply;
 }
 
@@ -49,7 +51,15 @@ sub_ids vyn_oid(const sub_ids &below) {
     return sub_ids(vyn_mib_variables_oid, std::end(vyn_mib_variables_oid)) + below;
 }
 
-sub_ids row_of(oid table, oid column, const sub_ids &index) { return vyn_oid({1, 1, table, 1, column}) + index; }
+static const struct variable7 &object_of(int column) {
+    const auto is_it = [&](const struct variable7 &object) { return object.magic == column; };
+    return *std::find_if(vyn_mib_variables, std::end(vyn_mib_variables) - 1, is_it);
+}
+
+sub_ids row_of(int column, const sub_ids &index) {
+    const struct variable7 &object = object_of(column);
+    return vyn_oid(sub_ids(object.name, object.name + object.namelen)) + index;
+}
 
 sub_ids name_index(const std::string &name) {
     sub_ids index = {name.size()};
@@ -64,33 +74,43 @@ std::string dotted(const oid *name, size_t length) {
     return text.starts_with(root) ? text.substr(root.size()) : text;
 }
 
+std::string words_from(int from, int to, const std::string &word) {
+    std::string words;
+    for (int offset = from; offset <= to; offset += 4) words += " " + std::to_string(offset) + "=" + word;
+    return words;
+}
+
+std::string exact_read(const std::string &function, int length) {
+    return "trace 101 " + function + " : exact : 1 , *len = " + std::to_string(length) + " , vp_namelen = 14 \n";
+}
+
 octets integer(int32_t value) { return set_value(value, sizeof(value)).bytes; }
 
 octets text(const std::string &value) { return octets(value.begin(), value.end()); }
 
 read_result read_object(int column, const sub_ids &requested, bool exact) {
-    for (const struct variable7 &object : vyn_mib_variables) {
-        if (object.magic != column) continue;
-        struct variable vp = {};
-        vp.magic = object.magic;
-        vp.type = static_cast<char>(object.type);
-        vp.acl = object.acl;
-        vp.namelen = static_cast<u_char>(VYN_MIB_ROOT_LENGTH + object.namelen);
-        memcpy(vp.name, vyn_mib_variables_oid, sizeof(vyn_mib_variables_oid));
-        memcpy(vp.name + VYN_MIB_ROOT_LENGTH, object.name, sizeof(object.name));
+    const struct variable7 &object = object_of(column);
+    struct variable vp = {};
+    vp.magic = static_cast<u_char>(column);
+    vp.type = static_cast<char>(object.type);
+    vp.acl = object.acl;
+    vp.namelen = static_cast<u_char>(VYN_MIB_ROOT_LENGTH + object.namelen);
+    memcpy(vp.name, vyn_mib_variables_oid, sizeof(vyn_mib_variables_oid));
+    memcpy(vp.name + VYN_MIB_ROOT_LENGTH, object.name, sizeof(object.name));
 
-        read_result result;
-        sub_ids name = requested;
-        name.resize(MAX_OID_LEN, 2); // what a read past the end would take for a scope
-        size_t length = requested.size(), value_length = 0xdeadbeef;
-        const u_char *value = object.findVar(&vp, name.data(), &length, exact, &value_length, &result.write_method);
-        if (value != nullptr) result.value = octets(value, value + value_length);
-        result.name = sub_ids(name.begin(), name.begin() + static_cast<ptrdiff_t>(length));
-        return result;
-    }
-    ADD_FAILURE() << "no object has the identifier " << column;
-    return {};
+    read_result result;
+    sub_ids name = requested;
+    name.resize(MAX_OID_LEN, 2); // what a read past the end would take for a scope
+    size_t length = requested.size(), value_length = 0xdeadbeef;
+    const u_char *value = object.findVar(&vp, name.data(), &length, exact, &value_length, &result.write_method);
+    if (value != nullptr) result.value = octets(value, value + value_length);
+    result.name = sub_ids(name.begin(), name.begin() + static_cast<ptrdiff_t>(length));
+    return result;
 }
+
+read_result get(int column, const sub_ids &index) { return read_object(column, row_of(column, index), true); }
+
+read_result get_next(int column, const sub_ids &index) { return read_object(column, row_of(column, index), false); }
 
 set_value::set_value(long number, size_t length, u_char type)
     : bytes(std::max(length, sizeof(int32_t))), length(length), type(type) {
@@ -98,16 +118,75 @@ set_value::set_value(long number, size_t length, u_char type)
     length == sizeof(number) ? memcpy(bytes.data(), &number, length) : memcpy(bytes.data(), &word, sizeof(word));
 }
 
+int platform_test::call(WriteMethod *write, int phase, sub_ids name, set_value value, u_char *stored) {
+    return write(phase, value.bytes.data(), value.type, value.length, stored, name.data(), name.size());
+}
+
 void platform_test::set(WriteMethod *write, const sub_ids &name, const std::vector<set_phase> &phases) {
     for (const set_phase &test : phases) {
-        auto [bytes, length, type] = test.value;
         SCOPED_TRACE(testing::Message() << "phases[" << &test - phases.data() << "] " << name.size());
+        platform.log.clear();
         platform.answers = test.answers;
         platform.states = test.states;
-        sub_ids copy = name;
-        EXPECT_EQ(write(test.phase, bytes.data(), type, length, nullptr, copy.data(), copy.size()), test.error);
+        EXPECT_EQ(call(write, test.phase, name, test.value), test.error);
         EXPECT_EQ(platform.take_log(), test.log);
     }
+}
+
+read_result platform_test::answered(const fake_answer &answer, int column, const sub_ids &index, bool exact) {
+    platform.log.clear();
+    platform.answers = {answer};
+    return exact ? get(column, index) : get_next(column, index);
+}
+
+void platform_test::reads(int column, const std::vector<row_read> &cases) {
+    for (const auto &[exact, index, row, log, answers, states] : cases) {
+        SCOPED_TRACE(testing::PrintToString(index) + " of " + std::to_string(column));
+        platform.log.clear();
+        platform.answers = answers;
+        platform.states = states;
+        const read_result result = read_object(column, row_of(column, index), exact);
+        EXPECT_EQ(result.value.has_value(), !row.empty());
+        EXPECT_EQ(result.name, row_of(column, row.empty() ? index : row));
+        EXPECT_EQ(platform.take_log(), log);
+    }
+}
+
+void platform_test::asks(int column, int opcode, const std::string &query, const fake_answer &answer,
+                         const std::vector<row_request> &cases) {
+    platform.history = false;
+    for (const auto &[exact, index, words] : cases) {
+        SCOPED_TRACE(testing::PrintToString(index) + " of " + std::to_string(column));
+        EXPECT_TRUE(answered(answer, column, index, exact).value);
+        const std::string call = "request " + std::to_string(opcode) + (exact ? "/1 0=" : "/2 0=");
+        EXPECT_EQ(platform.take_log(), lines{call + query + words});
+    }
+    platform.history = true;
+}
+
+void platform_test::refuses(int column, const std::vector<sub_ids> &indexes) {
+    const fake_answer ones = {.error = 0, .reply = octets(512, 1)};
+    platform.history = false;
+    for (const sub_ids &index : indexes) reads(column, {{true, index, {}, {}, {ones}, {fake_state{}}}});
+    platform.history = true;
+}
+
+void platform_test::shows(const sub_ids &index, const std::vector<row_value> &cases) {
+    for (const auto &[column, answer, value, row, write] : cases)
+        for (bool exact : {true, false}) {
+            SCOPED_TRACE(testing::PrintToString(row) + " of " + std::to_string(column));
+            const read_result result = answered(answer, column, index, exact);
+            EXPECT_EQ(result.value, value);
+            EXPECT_EQ(result.name, row_of(column, row));
+            EXPECT_EQ(result.write_method, write);
+        }
+}
+
+void platform_test::traces(int column, const sub_ids &index, const fake_answer &answer, const lines &log) {
+    answered(answer, column, index, true);
+    lines got = platform.take_log();
+    if (log.front() == "..." && !got.empty()) got = {"...", got.back()};
+    EXPECT_EQ(got, log) << column;
 }
 
 extern "C" {
@@ -118,12 +197,15 @@ mts_queue *mts_response_q = the_queue;
 u32 cmi_req_resp(u32 opcode, u32 msg_type, void *request, void **response_out, u32 *length_inout, const char *user,
                  u32 session, u32 eighth, mts_queue *queue, u32 tenth) {
     EXPECT_EQ(std::tuple(eighth, queue, tenth, *length_inout), std::tuple(126u, the_queue, 4u, 364u));
-    log("request %u/%u user=%s session=%u", opcode, msg_type, user, session);
+    EXPECT_EQ(std::pair(std::string(user), session), std::pair(std::string("alice"), 7u));
+    log("request %u/%u", opcode, msg_type);
     const uint8_t *bytes = static_cast<uint8_t *>(request);
     for (u32 i = 0; i + 4 <= *length_inout; i += 4) {
+        const u32 value = u32{bytes[i]} << 24 | bytes[i + 1] << 16 | bytes[i + 2] << 8 | bytes[i + 3];
         char word[32];
-        snprintf(word, sizeof(word), " %u=%02x%02x%02x%02x", i, bytes[i], bytes[i + 1], bytes[i + 2], bytes[i + 3]);
-        if (memcmp(bytes + i, "\0\0\0", 4) != 0) fake->log.back() += word;
+        if (value == (i == 4 ? 1 : 0)) continue;
+        snprintf(word, sizeof(word), " %u=%x", i, value);
+        fake->log.back() += word;
     }
 
     if (fake->answers.empty()) return 99;

@@ -1,10 +1,11 @@
 // A platform and an agent for unit tests: answers what the test has laid out, and writes down, in
 // order, everything that the module does to them:
-//   request 8469/1 user=alice session=7 0=00000019 4=00000001     the non-zero words by offset
-//   trace 100 the text                                            a record of the event history
-//   debug vyn the text                                            a line of debug output
-//   state ntp op=2 scope=2 vsan=10                                a question for a feature's state
-//   run ntp 4, store ntp, option ntp 7 2 10 1                     changes of the client library
+//   request 8469/1 0=19 12=5                          the words that are not zero, by offset, but for
+//                                                     the 1 that every request has at offset 4
+//   trace 100 the text                                a record of the event history
+//   debug vyn the text                                a line of debug output
+//   state ntp op=2 scope=2 vsan=10                    a question for a feature's state
+//   run ntp 4, store ntp, option ntp 7 2 10 1         changes of the client library
 //   indxobj_create, register_mib, open, ... with their arguments
 #pragma once
 
@@ -77,38 +78,89 @@ struct set_phase {
     std::deque<fake_state> states = {};
 };
 
-class platform_test : public testing::Test {
-  protected:
-    platform_test() { fake = &platform; }
-    ~platform_test() override { fake = nullptr; }
-
-    // Calls a write function with these phases, one after the other.
-    void set(WriteMethod *write, const sub_ids &name, const std::vector<set_phase> &phases);
-
-    fake_platform platform;
-};
-
-// A reply of `size` bytes: zero but for these words, by offset.
-octets reply_of(size_t size, std::initializer_list<std::pair<size_t, uint32_t>> words);
-
 struct read_result {
     std::optional<octets> value;
     sub_ids name;
     WriteMethod *write_method = nullptr;
 };
 
-// Calls the read function of the object with this column identifier as the agent does.
+// A read of an object by its index, the row whose index that gives the OID (none: there is no value,
+// and the OID is what it was), and all that is logged.
+struct row_read {
+    bool exact;
+    sub_ids index, row;
+    lines log;
+    std::deque<fake_answer> answers = {};
+    std::deque<fake_state> states = {};
+};
+
+// A read of an object, exact or not, by its index, and the words of its request behind the query's type.
+using row_request = std::tuple<bool, sub_ids, std::string>;
+
+// An answer, and the value of this column, the index and the write function that come of it.
+struct row_value {
+    int column;
+    fake_answer answer;
+    std::optional<octets> value;
+    sub_ids row;
+    WriteMethod *write = nullptr;
+};
+
+class platform_test : public testing::Test {
+  protected:
+    platform_test() { fake = &platform; }
+    ~platform_test() override { fake = nullptr; }
+
+    // Calls a write function: for one phase, or for these, one after the other.
+    static int call(WriteMethod *write, int phase, sub_ids name, set_value value, u_char *stored = nullptr);
+    void set(WriteMethod *write, const sub_ids &name, const std::vector<set_phase> &phases);
+    // Reads by an index: with one answer, or as these cases say.
+    read_result answered(const fake_answer &answer, int column, const sub_ids &index, bool exact);
+    void reads(int column, const std::vector<row_read> &cases);
+    void shows(const sub_ids &index, const std::vector<row_value> &cases); // to a GET and a GETNEXT of this index
+    void asks(int column, int opcode, const std::string &query, const fake_answer &answer, // to which there is a value
+              const std::vector<row_request> &cases);
+    // GETs of these indexes have no value, leave the OID as it was and ask for nothing.
+    void refuses(int column, const std::vector<sub_ids> &indexes);
+    // The log of a GET: all of it, or "..." and the last line.
+    void traces(int column, const sub_ids &index, const fake_answer &answer, const lines &log);
+
+    fake_platform platform;
+};
+
+// A reply of `size` bytes: zero but for these words and octets, by offset.
+octets reply_of(size_t size, std::initializer_list<std::pair<size_t, uint32_t>> words,
+                std::initializer_list<std::pair<size_t, octets>> fields = {});
+
+// Calls the read function of the object with this column identifier as the agent does: with an OID,
+// or with the object's own and an index.
 read_result read_object(int column, const sub_ids &requested, bool exact);
+read_result get(int column, const sub_ids &index);
+read_result get_next(int column, const sub_ids &index);
 
 sub_ids operator+(sub_ids left, const sub_ids &right);
 
-// vynMIB and these sub-identifiers; the column of vynMIB.1.1.<table>.1 and an index; the index of a
-// name: its length and characters; and an OID as a text, without vynMIB where it begins with that.
+// vynMIB and these sub-identifiers; the object with this column identifier and an index; the index
+// of a name: its length and characters; and an OID as a text, without vynMIB where it begins with that.
 sub_ids vyn_oid(const sub_ids &below);
-sub_ids row_of(oid table, oid column, const sub_ids &index);
+sub_ids row_of(int column, const sub_ids &index = {});
 sub_ids name_index(const std::string &name);
 std::string dotted(const oid *name, size_t length);
+
+// The same word in a request at each of these offsets; what a GET with an OID of this length traces;
+// and what the agent is told of a change that `failed`.
+std::string words_from(int from, int to, const std::string &word);
+std::string exact_read(const std::string &function, int length);
+const std::string error_77 = "set_error 77 1432";
 
 // Values as a read function returns them: a 32-bit integer of the host, and the bytes of a text.
 octets integer(int32_t value);
 octets text(const std::string &value);
+
+const fake_answer null_reply = {}, failed = {.error = 77, .reply = octets(8)};
+
+// Indexes, and the scopes as the service has them.
+constexpr oid huge = 4294967295;
+constexpr uint32_t PHYSICAL = 2, LOGICAL = 1;
+const sub_ids ntp = name_index("ntp"), ntp_physical = ntp + sub_ids{1}, ntp_vsan_10 = ntp + sub_ids{2, 4, 0, 0, 0, 10};
+const sub_ids ipv4 = {1, 4, 10, 0, 0, 1};

@@ -6,72 +6,60 @@
 
 namespace {
 
-constexpr oid huge = 4294967295;
-
 fake_state told(u32 last_action, u32 scope, u32 vsan, u32 result, u32 error = 0, int answer = 0) {
     return {answer, {{}, last_action, scope, vsan, result, error, 0, 0, 0}};
 }
 
+sub_ids row(const std::string &name) { return row_of(VYNFEATUREOPACTION, name_index(name)); }
+
 class feature_op : public platform_test {
   protected:
-    static sub_ids row(oid column, const std::string &name) { return row_of(1, column, name_index(name)); }
-
-    read_result next(const sub_ids &requested) { return read_object(VYNFEATUREOPACTION, requested, false); }
-    read_result get(const sub_ids &requested) { return read_object(VYNFEATUREOPACTION, requested, true); }
-
     // The names that a walk of the first column finds.
     lines walk() {
         lines names;
-        sub_ids at = row_of(1, 2, {});
-        for (read_result found = next(at); found.value; found = next(at)) {
-            at = found.name;
-            names.emplace_back(at.begin() + 15, at.end());
-            EXPECT_EQ(at[14], names.back().size());
+        read_result found = get_next(VYNFEATUREOPACTION, {});
+        for (; found.value; found = read_object(VYNFEATUREOPACTION, found.name, false)) {
+            names.emplace_back(found.name.begin() + 15, found.name.end());
+            EXPECT_EQ(found.name[14], names.back().size());
         }
         return names;
     }
 };
 
 TEST_F(feature_op, reads_what_entry_and_state_say) {
-    vyn_feature_entry *ntp = platform.add_feature("ntp");
+    vyn_feature_entry *entry = platform.add_feature("ntp");
     // clang-format off
-    const struct {
-        u32 scope_type, scope_value, flags, flags2;
-        octets scope, bits;
-    } entries[] = {{2, 0, 0, 3, {}, {0}}, {1, 5, 2, 1, {}, {0x80}}, {2, 1, 2, 2, {0, 0, 0, 1}, {0x40}},
+    const std::tuple<u32, u32, u32, u32, octets, octets> entries[] = {
+        {2, 0, 0, 3, {}, {0}}, {1, 5, 2, 1, {}, {0x80}}, {2, 1, 2, 2, {0, 0, 0, 1}, {0x40}},
         {0, 1, 6, 3, {}, {0x20}}, {2, 255, 4, 0, {0, 0, 0, 255}, {0x20}}, {2, 0x01020304, 2, 3, {1, 2, 3, 4}, {0xC0}}};
     for (const auto &[scope_type, scope_value, flags, flags2, scope, bits] : entries) {
-        *ntp = {{3, 'n', 't', 'p'}, 2, 77, 0, scope_type, scope_value, flags, flags2, nullptr};
-        EXPECT_EQ(read_object(VYNFEATUREOPSCOPEVAL, row(4, "ntp"), true).value, scope);
-        EXPECT_EQ(read_object(VYNFEATUREOPFLAGS, row(12, "ntp"), true).value, bits);
+        *entry = {{3, 'n', 't', 'p'}, 2, 77, 0, scope_type, scope_value, flags, flags2, nullptr};
+        EXPECT_EQ(get(VYNFEATUREOPSCOPEVAL, ntp).value, scope);
+        EXPECT_EQ(get(VYNFEATUREOPFLAGS, ntp).value, bits);
     }
     platform.take_log();
-    const fake_state states[] = {told(4, 2, 10, 3, 300), told(4, 1, 10, 5, 8), told(4, 2, 10, 4, 8),
-                                 told(4, 2, 10, 3, 0, -1)};
-    const octets vsan = {0, 0, 0, 10}, own = {1, 2, 3, 4}, one = integer(1), two = integer(2),
-                 four = integer(4), attr = integer(77);
-    const struct {
-        oid column; // of the table; the identifier is two more
-        octets values[4]; // failed, failed partly, running, and the state not told
-        WriteMethod *write;
-    } cases[] = {
-        {2, {one, one, one, one}, set_vynFeatureOpAction}, {3, {two, two, two, two}, set_vynFeatureOpScopeType},
-        {4, {own, own, own, own}, set_vynFeatureOpScopeVal}, {10, {two, two, two, two}, set_vynFeatureOpShowCfgOption},
-        {5, {four, four, four, one}, nullptr}, {6, {two, one, two, one}, nullptr}, {7, {vsan, {}, vsan, vsan}, nullptr},
-        {8, {integer(3), integer(5), four, one}, nullptr}, {9, {octets(255, 'x'), text("reason 8"), {}, {}}, nullptr},
-        {11, {attr, attr, attr, attr}, nullptr},
-    };
+    const fake_state states[] = {
+        told(4, 2, 10, 3, 300), told(4, 1, 10, 5, 8), told(4, 2, 10, 4, 8), told(4, 2, 10, 3, 0, -1)};
+    const octets vsan = {0, 0, 0, 10}, own = {1, 2, 3, 4}, one = integer(1), two = integer(2), four = integer(4);
+    // Of each column, the values of a state that failed, failed partly, is running and is not told, or one for all.
+    const std::tuple<int, std::vector<octets>, WriteMethod *> cases[] = {
+        {VYNFEATUREOPACTION, {one}, set_vynFeatureOpAction}, {VYNFEATUREOPSCOPETYPE, {two}, set_vynFeatureOpScopeType},
+        {VYNFEATUREOPSCOPEVAL, {own}, set_vynFeatureOpScopeVal}, {VYNFEATUREOPENTRYATTR, {integer(77)}, nullptr},
+        {VYNFEATUREOPSHOWCFGOPTION, {two}, set_vynFeatureOpShowCfgOption},
+        {VYNFEATUREOPLASTACTION, {four, four, four, one}, nullptr},
+        {VYNFEATUREOPLASTSCOPETYPE, {two, one, two, one}, nullptr},
+        {VYNFEATUREOPLASTSCOPEVAL, {vsan, {}, vsan, vsan}, nullptr},
+        {VYNFEATUREOPLASTACTIONRESULT, {integer(3), integer(5), four, one}, nullptr},
+        {VYNFEATUREOPLASTFAILUREREASON, {octets(255, 'x'), text("reason 8"), {}, {}}, nullptr}};
     // clang-format on
-    for (const auto &test : cases)
+    for (const auto &[column, values, write] : cases)
         for (int i = 0; i < 8; i++) {
-            SCOPED_TRACE(testing::Message() << test.column << " state " << i / 2);
-            const bool exact = i % 2;
+            SCOPED_TRACE(testing::Message() << column << " state " << i / 2);
             platform.states = {states[i / 2]};
-            const sub_ids requested = row_of(1, test.column, exact ? name_index("ntp") : sub_ids{});
-            const auto result = read_object(static_cast<int>(test.column + 2), requested, exact);
-            EXPECT_EQ(result.value, test.values[i / 2]);
-            EXPECT_EQ(result.name, row(test.column, "ntp"));
-            EXPECT_EQ(result.write_method, test.write);
+            const read_result result = i % 2 == 0 ? get_next(column, {}) : get(column, ntp);
+            EXPECT_EQ(result.value, values.size() == 1 ? values[0] : values[i / 2]);
+            EXPECT_EQ(result.name, row_of(column, ntp));
+            EXPECT_EQ(result.write_method, write);
             const std::string trace = "trace 100 ret code from get_vyn_entry: ";
             EXPECT_EQ(platform.take_log(), (lines{"state ntp op=1 scope=0 vsan=0", trace + (i < 6 ? "0\n" : "-1\n")}));
         }
@@ -85,59 +73,45 @@ TEST_F(feature_op, walks_the_registry_in_its_order) {
     const std::string longest(82, 'a');
     platform.add_feature(longest);
     EXPECT_EQ(walk().back(), longest) << "found, but nothing goes on from it";
-    EXPECT_TRUE(get(row(2, longest)).value);
+    EXPECT_TRUE(get(VYNFEATUREOPACTION, name_index(longest)).value);
 
     // The first greater one in scan order is the answer, greater ones before smaller ones or not.
     platform.features.clear();
     for (const std::string name : {"role", "ntp", "zone"}) platform.add_feature(name);
     EXPECT_EQ(walk(), (lines{"role", "zone"}));
-    for (const sub_ids &other : {sub_ids{1, 3, 6}, row_of(1, 1, {9}), row_of(1, 3, {200}), sub_ids(128, 5)})
-        EXPECT_EQ(next(other).name, row(2, "role")) << "a walk starts at the column";
+    for (const sub_ids &other : {sub_ids{1, 3, 6}, vyn_oid({1, 1, 1, 1, 1, 9}), vyn_oid({1, 1, 1, 1, 3, 200})})
+        EXPECT_EQ(read_object(VYNFEATUREOPACTION, other, false).name, row("role")) << "a walk starts at the column";
     platform.features.clear();
-    EXPECT_EQ(next({1, 3, 6}).name, row_of(1, 2, {})) << "which stays without a row";
-    EXPECT_EQ(get({1, 3, 6}).name, row_of(1, 2, {}));
+    for (bool exact : {true, false}) // which stays without a row
+        EXPECT_EQ(read_object(VYNFEATUREOPACTION, {1, 3, 6}, exact).name, row_of(VYNFEATUREOPACTION));
 }
 
 TEST_F(feature_op, takes_no_row_from_a_hostile_index) {
     platform.add_feature("ntp");
     platform.add_feature("zone");
-    // clang-format off
-    const sub_ids longest(114, 'n'), too_long(84, 'n'), hostile[] = {
-        {}, {3}, {3, 'n', 't'}, {3, 'n', 't', 'p', 'x'}, {3, 'n', 't', 'p' + 256}, {3, huge, huge, huge}, longest,
-        too_long};
-    // clang-format on
+    const sub_ids longest(114, 'n'), too_long(84, 'n');
     for (oid length : {oid{3}, oid{0}, huge}) // which an exact read passes over
-        EXPECT_EQ(get(row_of(1, 2, {length, 'n', 't', 'p'})).name, row(2, "ntp"));
-    for (const sub_ids &index : hostile) {
-        const sub_ids name = row_of(1, 2, index);
-        EXPECT_FALSE(get(name).value) << index.size();
-        EXPECT_EQ(get(name).name, name);
-        EXPECT_EQ(vyn_parse_FeatureEntry(name.data(), name.size()), nullptr);
-    }
+        EXPECT_EQ(get(VYNFEATUREOPACTION, {length, 'n', 't', 'p'}).name, row_of(VYNFEATUREOPACTION, ntp));
+    refuses(VYNFEATUREOPACTION, {{}, {3}, {3, 'n', 't'}, {3, 'n', 't', 'p', 'x'}, {3, 'n', 't', 'p' + 256}});
+    refuses(VYNFEATUREOPACTION, {{3, huge, huge, huge}, longest, too_long});
     for (const sub_ids &index : {sub_ids{huge}, {3, 256}, {5}, {4, 'z', 'o', 'n', 'e'}, longest, too_long})
-        EXPECT_FALSE(next(row_of(1, 2, index)).value) << index.size();
+        EXPECT_FALSE(get_next(VYNFEATUREOPACTION, index).value) << index.size();
     for (const sub_ids &index : {sub_ids{3}, {0, 'x'}, {2, 255}, {3, 'n', 't', 'o', 255}})
-        EXPECT_EQ(next(row_of(1, 2, index)).name, row(2, "ntp"));
+        EXPECT_EQ(get_next(VYNFEATUREOPACTION, index).name, row_of(VYNFEATUREOPACTION, ntp));
 }
 
 TEST_F(feature_op, parses_a_name_that_agrees_with_its_length) {
-    const auto parse = [](const sub_ids &index) {
-        char *name = nullptr;
-        size_t length = 0;
-        if (vynFeature_parse_oid(index.data(), index.size(), &name, &length) != 0) return std::string("refused");
-        const std::string result(name, length + 1);
-        free(name);
-        return result;
-    };
-    EXPECT_EQ(parse({3, 'n', 't', 'p'}), std::string("ntp\0", 4));
-    EXPECT_EQ(parse({0}), std::string(1, '\0'));
-    EXPECT_EQ(parse({1, 255}), std::string("\xff\0", 2));
-    for (const sub_ids &index : {sub_ids{}, {3}, {3, 'n', 't'}, {3, 'n', 't', 'p', 0}, {3, 'n', 256, 'p'}, {huge, 'n'}})
-        EXPECT_EQ(parse(index), "refused");
     char *name;
     size_t length;
+    for (const std::string text : {"", "\xff"}) {
+        ASSERT_EQ(vynFeature_parse_oid(name_index(text).data(), 1 + text.size(), &name, &length), 0);
+        EXPECT_EQ(std::string(name, length + 1), text + '\0');
+        free(name);
+    }
+    for (const sub_ids &index : {sub_ids{}, {3}, {3, 'n', 't'}, {3, 'n', 't', 'p', 0}, {3, 'n', 256, 'p'}, {huge, 'n'}})
+        EXPECT_EQ(vynFeature_parse_oid(index.data(), index.size(), &name, &length), 1);
     EXPECT_EQ(vynFeature_parse_oid(nullptr, 3, &name, &length), 1);
-    EXPECT_EQ(vynFeature_parse_oid(name_index("a").data(), 2, nullptr, &length), 1);
+    EXPECT_EQ(vynFeature_parse_oid(ntp.data(), 4, nullptr, &length), 1);
 }
 
 TEST_F(feature_op, runs_an_action_in_commit) {
@@ -148,12 +122,8 @@ TEST_F(feature_op, runs_an_action_in_commit) {
     const fake_state idle = told(4, 1, 0, 2), running = told(4, 2, 10, 4), none = {-1, {}}, enabling = told(2, 1, 0, 4),
                      disabling = told(3, 1, 0, 4);
     // clang-format off
-    const struct {
-        u32 scope_type, scope_value, flags, value;
-        std::deque<fake_state> states;
-        int error;
-        lines log;
-    } cases[] = {
+    // The entry's scope type and value and its flags, the action, the states told, the error and the log.
+    const std::tuple<u32, u32, u32, u32, std::deque<fake_state>, int, lines> cases[] = {
         {1, 0, 2, 4, {idle}, 0, {any, "run ntp 4"}}, {1, 0, 2, 4, {none}, 0, {any, "run ntp 4"}},
         {1, 0, 2, 5, {running}, 12, {any, in_progress, busy}}, {1, 0, 2, 6, {}, 0, {"run ntp 6"}},
         {2, 0, 4, 6, {}, 12, {}}, {2, 0, 4, 2, {}, 12, {}}, {1, 0, 4, 3, {idle}, 0, {any, "run ntp 3"}},
@@ -161,20 +131,20 @@ TEST_F(feature_op, runs_an_action_in_commit) {
         {2, 10, 4, 4, {running}, 0, {any, vsan, "run ntp 4"}}, {2, 10, 0, 2, {idle, idle}, 0, {any, vsan, "run ntp 2"}},
         {2, 10, 4, 4, {disabling}, 12, {any, in_progress, busy}},
         {2, 10, 4, 4, {enabling}, 12, {any, in_progress, busy}}, {1, 0, 4, 4, {}, 12, {unsupported}},
-        {2, 10, 2, 6, {}, 12, {unsupported}},
-    };
+        {2, 10, 2, 6, {}, 12, {unsupported}}};
     // clang-format on
-    vyn_feature_entry *ntp = platform.add_feature("ntp");
-    for (const auto &test : cases) {
-        SCOPED_TRACE(testing::Message() << test.scope_type << " " << test.flags << " " << test.value);
-        ntp->scope_type = test.scope_type, ntp->scope_value = test.scope_value, ntp->flags = test.flags;
+    vyn_feature_entry *entry = platform.add_feature("ntp");
+    const sub_ids name = row_of(VYNFEATUREOPACTION, ntp);
+    for (const auto &[scope_type, scope_value, flags, value, states, result, log] : cases) {
+        SCOPED_TRACE(testing::Message() << scope_type << " " << flags << " " << value);
+        entry->scope_type = scope_type, entry->scope_value = scope_value, entry->flags = flags;
         for (int quiet : {reserve1, reserve2, action, free_phase, undo})
-            set(set_vynFeatureOpAction, row(2, "ntp"), {{quiet, {test.value, 4}, 0}});
-        set(set_vynFeatureOpAction, row(2, "ntp"), {{commit, test.value, test.error, test.log, {}, test.states}});
+            set(set_vynFeatureOpAction, name, {{quiet, {value, 4}, 0}});
+        set(set_vynFeatureOpAction, name, {{commit, value, result, log, {}, states}});
     }
     platform.library_result = 5;
-    ntp->flags = 4;
-    set(set_vynFeatureOpAction, row(2, "ntp"),
+    entry->flags = 4;
+    set(set_vynFeatureOpAction, name,
         {{action, 6, 0}, {commit, 6, 5, {"run ntp 6", "trace 100 -- Returning Generr -- "}}});
 }
 
@@ -183,26 +153,26 @@ TEST_F(feature_op, keeps_role_for_network_administrators) {
     platform.add_feature("role2");
     const std::string asked = "vacm_is_user_network_admin",
                       refused = "trace 100 set_vynFeatureOpAction : syserr_snmp_err_not_sufficient_access_right\n";
-    set(set_vynFeatureOpAction, row(2, "role"), {{reserve1, 4, 5, {asked, refused}}});
-    set(set_vynFeatureOpAction, row(2, "role2"), {{reserve1, 4, 0}});
+    set(set_vynFeatureOpAction, row("role"), {{reserve1, 4, 5, {asked, refused}}});
+    set(set_vynFeatureOpAction, row("role2"), {{reserve1, 4, 0}});
     platform.is_admin = true;
-    set(set_vynFeatureOpAction, row(2, "role"), {{reserve1, 4, 0, {asked}}});
+    set(set_vynFeatureOpAction, row("role"), {{reserve1, 4, 0, {asked}}});
 }
 
 TEST_F(feature_op, stores_scope_and_option_in_action) {
-    vyn_feature_entry *ntp = platform.add_feature("ntp");
-    const sub_ids name = row(4, "ntp");
+    vyn_feature_entry *entry = platform.add_feature("ntp");
+    const sub_ids name = row_of(VYNFEATUREOPACTION, ntp);
     const std::string store = "store ntp scope=2/";
     set(set_vynFeatureOpScopeType, name, {{action, {2, 4}, 0, {store + "0 option=0"}}});
     set(set_vynFeatureOpShowCfgOption, name, {{action, 1, 0, {store + "0 option=1"}}});
     // clang-format off
-    for (const auto &[value, kept, error] : // what is refused is kept all the same, and not stored
+    for (const auto &[value, kept, result] : // what is refused is kept all the same, and not stored
          {std::tuple{octets{0, 0, 0x0f, 0xfd}, 4093u, 0}, {{0, 0, 0x0f, 0xfe}, 4094, 10}, {{0, 0, 0, 1, 9, 9}, 1, 0},
           {{0, 0, 0, 0}, 0, 10}, {{0, 0, 1}, 256, 0}, {{1}, 0x01000000, 10}, {{}, 0, 10}}) {
         // clang-format on
         const lines stored = {store + std::to_string(kept) + " option=1"};
-        set(set_vynFeatureOpScopeVal, name, {{action, value, error, error ? lines{} : stored}});
-        EXPECT_EQ(ntp->scope_value, kept);
+        set(set_vynFeatureOpScopeVal, name, {{action, value, result, result ? lines{} : stored}});
+        EXPECT_EQ(entry->scope_value, kept);
     }
     set(set_vynFeatureOpScopeType, name, {{action, 1, 0, {"store ntp scope=1/0 option=1"}}});
     platform.library_result = 1; // only a logical scope needs a VSAN
@@ -210,38 +180,20 @@ TEST_F(feature_op, stores_scope_and_option_in_action) {
     set(set_vynFeatureOpScopeType, name, {{action, 1, 5, {"store ntp scope=1/0 option=1"}}});
 }
 
-TEST_F(feature_op, checks_writes_in_order) {
+TEST_F(feature_op, writes_need_a_feature) {
     platform.add_feature("ntp");
-    const std::string write = "trace 100 write to ", vsan = write + "vynFeatureOpScopeVal";
-    const sub_ids ntp = row(2, "ntp"), none = row(2, "none");
-    const struct {
-        WriteMethod *write;
-        std::string column, bad_length;
-        long low, high;
-    } columns[] = {
-        {set_vynFeatureOpAction, "vynFeatureOpAction", write, 2, 6},
-        {set_vynFeatureOpScopeType, "vynFeatureOpScopeType", write, 1, 2},
-        {set_vynFeatureOpShowCfgOption, "vynFeatureOpShowCfgOption", "trace 100 wwrite to ", 1, 2},
-    };
-    for (const auto &[function, column, bad_length, low, high] : columns) {
-        const std::string range = "trace 100 set_" + column + " : Wrong range : ";
-        set(function, ntp,
-            {{reserve1, {0, 5, ASN_UNSIGNED}, 7, {write + column + " not ASN_INTEGER\n"}},
-             {reserve1, {0, 5}, 8, {bad_length + column + ": bad length\n"}},
-             {reserve1, high + 1, 10, {range + std::to_string(high + 1)}},
-             {reserve1, {high, 0}, 0}});
-        set(function, none,
-            {{reserve1, {low - 1, 4}, 10, {range + std::to_string(low - 1)}},
-             {reserve1, {low, 0}, 129},
-             {action, low, 129},
-             {commit, low, 0}});
+    const std::string scope = "trace 100 write to vynFeatureOpScopeVal";
+    const sub_ids name = row_of(VYNFEATUREOPACTION, ntp), none = row("none");
+    set(set_vynFeatureOpAction, none, {{reserve1, 4, 129}, {reserve2, 4, 129}, {action, 4, 129}, {commit, 4, 0}});
+    for (WriteMethod *write : {set_vynFeatureOpScopeType, set_vynFeatureOpShowCfgOption}) {
+        set(write, none, {{reserve1, 1, 129}, {reserve2, 1, 0}, {action, 1, 129}});
+        set(write, name, {{reserve1, 1, 0}});
     }
-    set(set_vynFeatureOpAction, none, {{reserve2, 4, 129}});
     set(set_vynFeatureOpScopeVal, none,
-        {{reserve1, octets(4), 129}, {reserve2, octets(4), 129}, {action, octets(4), 129}});
-    set(set_vynFeatureOpScopeVal, ntp,
-        {{reserve1, {1, 256}, 7, {vsan + " not ASN_OCTET_STR\n"}},
-         {reserve1, octets(256), 8, {vsan + ": bad length\n"}},
+        {{reserve1, octets(4), 129}, {reserve2, octets(4), 129}, {action, octets(4), 129}, {commit, octets(4), 0}});
+    set(set_vynFeatureOpScopeVal, name,
+        {{reserve1, {1, 256}, 7, {scope + " not ASN_OCTET_STR\n"}},
+         {reserve1, octets(256), 8, {scope + ": bad length\n"}},
          {reserve1, octets(255), 0}});
 }
 

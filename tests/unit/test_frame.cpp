@@ -3,8 +3,6 @@
 
 #include "fake_platform.h"
 
-#include <set>
-
 namespace {
 
 class frame : public platform_test {};
@@ -37,30 +35,26 @@ TEST_F(frame, starts_and_stops_again_and_again) {
 }
 
 TEST_F(frame, goes_on_past_every_failure) {
-    platform.register_fails = platform.registry_fails = platform.debugging = true;
+    platform.register_fails = platform.registry_fails = true;
     platform.container_result = 0;
-    const std::string place = " trace init_vyn_mib(): feature/vyn/snmp/vyn_mib.cpp, 520:\n";
-    const std::string failed = " register_mib vyn_mib registration failed\n";
     lines expected = start_lines;
     expected.insert(expected.begin() + 5, "trace 101 init_vyn_mib : call to query_and_build_vyn_registrations failed");
     expected.insert(expected.begin() + 4, "trace 100 Failed to create vyn_app_regions index object");
     expected.insert(expected.begin() + 3, "trace 100 Failed to create vyn_regions index object");
-    lines debugged = expected;
-    debugged.insert(debugged.begin() + 2,
-                    {"debugmsgtoken" + place, "debugmsg" + place, "debugmsgtoken" + failed, "debugmsg" + failed});
-    init_vyn_mib();
-    EXPECT_EQ(platform.take_log(), debugged);
-    platform.debugging = false;
     init_vyn_mib();
     EXPECT_EQ(platform.take_log(), expected);
+    platform.debugging = true;
+    init_vyn_mib();
+    const std::string place = " trace init_vyn_mib(): feature/vyn/snmp/vyn_mib.cpp, 520:\n",
+                      failed = " register_mib vyn_mib registration failed\n";
+    expected.insert(expected.begin() + 2,
+                    {"debugmsgtoken" + place, "debugmsg" + place, "debugmsgtoken" + failed, "debugmsg" + failed});
+    EXPECT_EQ(platform.take_log(), expected);
 
-    platform.debug = true;
     deinit_vyn_mib();
-    const lines log = platform.take_log();
-    const std::string null_cache = "vyn_mib_destroy_indxobj: obj_p is NULL\n";
-    EXPECT_EQ(lines(log.begin(), log.begin() + 3),
-              (lines{"trace 101 " + null_cache, "debug vyn " + null_cache, "trace 101 " + null_cache}));
-    EXPECT_EQ(log.back(), "unregister_for_notification 8475");
+    EXPECT_EQ(platform.log[1], "trace 101 vyn_mib_destroy_indxobj: obj_p is NULL\n");
+    EXPECT_EQ(platform.log.back(), "unregister_for_notification 8475");
+    platform.debug = true;
     EXPECT_EQ(vyn_mib_destroy_indxobj(nullptr), 3) << "the answer of the debug check";
 }
 
@@ -68,12 +62,7 @@ TEST_F(frame, goes_on_past_every_failure) {
 // of the columns from there on: i INTEGER, s OCTET STRING, u Unsigned32, t TimeTicks; capital:
 // writable.
 TEST_F(frame, object_table_is_complete) {
-    const struct {
-        sub_ids group;
-        oid column;
-        int identifier;
-        std::string columns;
-    } groups[] = {
+    const std::tuple<sub_ids, oid, int, std::string> groups[] = {
         {{1, 1, 1, 1}, 2, 4, "IISiisisIis"}, {{1, 1, 2, 1}, 3, 19, "isss"}, {{1, 1, 3, 1}, 3, 27, "isI"},
         {{1, 1, 4, 1}, 3, 34, "ii"},         {{1, 1, 5, 1}, 2, 39, "s"},    {{1, 1, 6, 1}, 4, 45, "s"},
         {{1, 1, 7, 1}, 3, 50, "iisIt"},      {{1, 1, 9, 1}, 4, 60, "II"},   {{1, 1, 10, 1}, 4, 67, "UII"},
@@ -95,19 +84,16 @@ TEST_F(frame, object_table_is_complete) {
 }
 
 TEST_F(frame, unknown_identifiers_have_no_value) {
-    platform.history = false;
-    platform.add_feature("n", 2);
-    platform.states = {{0, {}}, {0, {}}};
-    platform.answers.assign(9, {.error = 0, .reply = reply_of(512, {{92, 1}})});
-    for (auto read :
-         {get_vyn_mib, get_vynFeatureOpTable, get_vynFeatureOpExtTable, get_vynPendingConfOwnerTable, get_vynMergeTable,
-          get_vynMergeMembersTable, get_vynPeersTable, get_vynFeaturePeersTable, get_vynStatPeersTable}) {
+    platform.add_feature("ntp", 2);
+    platform.answers.assign(99, {0, reply_of(512, {{92, 1}})});
+    platform.states.assign(99, {});
+    for (const struct variable7 &object : vyn_mib_variables) {
         struct variable vp = {};
         vp.magic = 200;
         oid name[MAX_OID_LEN] = {};
         size_t length = 0, value_length;
         WriteMethod *write_method = nullptr;
-        EXPECT_EQ(read(&vp, name, &length, 0, &value_length, &write_method), nullptr);
+        EXPECT_EQ(object.findVar(&vp, name, &length, 0, &value_length, &write_method), nullptr);
         EXPECT_EQ(platform.take_log().back(), "snmp_set_detail ''");
         EXPECT_EQ(write_method, nullptr);
     }
@@ -115,28 +101,19 @@ TEST_F(frame, unknown_identifiers_have_no_value) {
 
 TEST_F(frame, caches_are_in_order) {
     const uint32_t middle = 0x80000000;
-    // clang-format off
-    for (auto [region, key, order] : {std::tuple{middle, middle - 1, -1}, {middle, middle, 0}, {middle, middle + 1, 1},
-                                      {middle, 0u, -1}, {1u, ~0u, 1}}) {
-        // clang-format on
-        vyn_region_rec row{};
-        row.region_id = region;
-        EXPECT_EQ(vyn_mib_region_compare(&row, &key), order) << key;
-    }
+    vyn_region_rec region{};
+    region.region_id = middle;
+    for (auto [key, order] : {std::pair(0u, -1), {middle - 1, -1}, {middle, 0}, {middle + 1, 1}})
+        EXPECT_EQ(vyn_mib_region_compare(&region, &key), order) << key;
     const std::string full(81, 'a'), longer(82, 'a'), other = std::string(80, 'a') + "b";
-    const struct {
-        std::string name, key;
-        int order;
-        // clang-format off
-    } features[] = {{"ntp", "ntp", 0}, {"ntp", "role", 1}, {"role", "ntp", -1}, {"abc", "abd", -1}, {"abd", "abc", 1},
-                    {full, full, 0}, {full, longer, 1}, {full, other, -1}, {"\xc3", "c", 1}};
-    // clang-format on
-    for (const auto &test : features) {
+    const std::tuple<std::string, std::string, int> names[] = {
+        {full, full, 0}, {full, longer, 1}, {full, other, -1}, {"role", "ntp", -1}, {"\xc3", "c", 1}};
+    for (const auto &[name, key, order] : names) {
         vyn_feature_region_rec row{};
         memset(row.pad, 'x', sizeof(row.pad)); // behind a name that fills its field
-        memcpy(row.app_name, test.name.data(), test.name.size());
-        const int order = vyn_mib_app_region_compare(&row, test.key.c_str());
-        EXPECT_EQ((order > 0) - (order < 0), test.order) << test.name << " " << test.key;
+        memcpy(row.app_name, name.data(), name.size());
+        const int result = vyn_mib_app_region_compare(&row, key.c_str());
+        EXPECT_EQ((result > 0) - (result < 0), order) << name << " " << key;
     }
 }
 

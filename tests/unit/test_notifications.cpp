@@ -9,7 +9,7 @@ class notifications : public platform_test {
   protected:
     // Calls a handler with a payload of these bytes, in a block as large as the platform promises.
     // The notification's OID and its variables: "type OID = value".
-    lines send(mts_notification_handler handler, const octets &event) {
+    lines send(const octets &event, mts_notification_handler handler = handle_VYNNotifications) {
         octets payload(512);
         std::copy(event.begin(), event.end(), payload.begin());
         oid name[MAX_OID_LEN] = {42};
@@ -26,19 +26,8 @@ class notifications : public platform_test {
         return result;
     }
 
-    lines send(const octets &event) { return send(handle_VYNNotifications, event); }
-
-    static octets event_of(octets event, size_t at, const std::string &text) {
-        std::copy(text.begin(), text.end(), event.begin() + static_cast<ptrdiff_t>(at));
-        return event;
-    }
-
-    static octets merge_failure(uint32_t scope, const std::string &name, const std::string &text) {
-        return event_of(event_of(reply_of(352, {{0, 22}, {88, scope}, {92, 10}}), 4, name), 96, text);
-    }
-
-    static octets feature_action(const std::string &name, uint32_t scope) {
-        return event_of(reply_of(101, {{81, 0x01000003}, {85, scope}, {89, 10}, {93, 5}, {97, 9}}), 0, name);
+    static octets merge_failure(uint32_t scope, const std::string &name, const std::string &reason) {
+        return reply_of(352, {{0, 22}, {88, scope}, {92, 10}}, {{4, text(name)}, {96, text(reason)}});
     }
 };
 
@@ -52,12 +41,12 @@ TEST_F(notifications, show_what_earlier_events_left) {
     EXPECT_EQ(send(failed), (lines{"0.3", "2 1.3.2.0 = 4", "4 1.3.3.0 = reason 0"}));
     EXPECT_EQ(send(merge_failure(1, "abcdefgh", "lost")),
               (lines{"0.2", "4 1.2.1.0 = abcdefgh", "2 1.2.2.0 = 2", "4 1.2.3.0 = " + vsan_10, "4 1.2.4.0 = lost"}));
-    platform.take_log();
     EXPECT_EQ(send(failed), (lines{"0.3", "2 1.3.2.0 = 4", "4 1.3.3.0 = reason 1701209960"}));
-    EXPECT_EQ(platform.take_log(), (lines{"trace 101 handle_VYNNotifications : entrying",
-                                          "trace 101 notif_val.resp_phy_disc_status.disc_status = 4  "
-                                          "notif_val.resp_phy_disc_status.failure_reason = 1701209960 \n",
-                                          "trace 101 About to generate VYN -norvoVYNDiscoveryCompleteNotif\n"}));
+    EXPECT_EQ(lines(platform.log.end() - 3, platform.log.end()),
+              (lines{"trace 101 handle_VYNNotifications : entrying",
+                     "trace 101 notif_val.resp_phy_disc_status.disc_status = 4  "
+                     "notif_val.resp_phy_disc_status.failure_reason = 1701209960 \n",
+                     "trace 101 About to generate VYN -norvoVYNDiscoveryCompleteNotif\n"}));
 
     send(merge_failure(2, std::string("ab\0", 3) + std::string(78, 'x'), ""));
     EXPECT_EQ(send(failed)[2], "4 1.3.3.0 = reason 0") << "what is behind a name's end is no part of it";
@@ -71,32 +60,32 @@ TEST_F(notifications, tell_of_a_merge_failure) {
     const std::string name(81, 'n'), text(256, 't'); // neither has an end
     EXPECT_EQ(send(merge_failure(2, name, text)),
               (lines{"0.2", "4 1.2.1.0 = " + name, "2 1.2.2.0 = 1", "4 1.2.3.0 = ", "4 1.2.4.0 = " + text}));
-    EXPECT_EQ(platform.take_log(), (lines{"trace 101 handle_VYNNotifications : entrying",
-                                          "trace 101 About to generate VYN - norvoVYNMergeFailNotif notification\n"}));
+    EXPECT_EQ(platform.log, (lines{"trace 101 handle_VYNNotifications : entrying",
+                                   "trace 101 About to generate VYN - norvoVYNMergeFailNotif notification\n"}));
 }
 
 TEST_F(notifications, tell_of_a_feature_action) {
-    const std::string full(81, 'n'); // stops where the next field begins
-    const struct {
-        uint32_t scope;
-        std::string scope_type, vsan, name = "ntp";
-    } cases[] = {{0, "1", ""}, {1, "1", ""}, {2, "2", vsan_10}, {7, "7", ""}, {2, "2", vsan_10, full}};
-    for (const auto &test : cases) {
-        const sub_ids index = name_index(test.name);
+    const auto tells = [&](uint32_t scope, const std::string &name, const std::string &type, const std::string &vsan) {
+        const octets event =
+            reply_of(101, {{81, 0x01000003}, {85, scope}, {89, 10}, {93, 5}, {97, 9}}, {{0, text(name)}});
+        const sub_ids index = name_index(name);
         const std::string row = "." + dotted(index.data(), index.size()) + " = ";
-        EXPECT_EQ(send(handle_VYNFeatureActionNotif, feature_action(test.name, test.scope)),
-                  (lines{"0.1", "2 1.1.1.1.5" + row + "16777219", "2 1.1.1.1.6" + row + test.scope_type,
-                         "4 1.1.1.1.7" + row + test.vsan, "2 1.1.1.1.8" + row + "5"}));
-        EXPECT_EQ(platform.take_log(),
-                  (lines{"trace 101 handle_VYNFeatureActionNotif : entrying",
-                         "trace 101 About to generate VYN - norvoVYNFeatureActionNotif notification\n"}));
-    }
+        EXPECT_EQ(send(event, handle_VYNFeatureActionNotif),
+                  (lines{"0.1", "2 1.1.1.1.5" + row + "16777219", "2 1.1.1.1.6" + row + type,
+                         "4 1.1.1.1.7" + row + vsan, "2 1.1.1.1.8" + row + "5"}));
+    };
+    tells(0, "ntp", "1", "");
+    tells(1, "ntp", "1", "");
+    tells(2, std::string(81, 'n'), "2", vsan_10); // stops where the next field begins
+    tells(7, "ntp", "7", "");
+    platform.log.resize(2);
+    EXPECT_EQ(platform.log, (lines{"trace 101 handle_VYNFeatureActionNotif : entrying",
+                                   "trace 101 About to generate VYN - norvoVYNFeatureActionNotif notification\n"}));
 }
 
 TEST_F(notifications, come_from_no_other_event) {
     EXPECT_EQ(send(reply_of(12, {{0, 23}})), lines{"42"});
-    EXPECT_EQ(platform.take_log(), (lines{"trace 101 handle_VYNNotifications : entrying",
-                                          "trace 100 handle_VYNNotifications : Invalid VYN notificationType"}));
+    EXPECT_EQ(platform.take_log().back(), "trace 100 handle_VYNNotifications : Invalid VYN notificationType");
     for (auto handler : {handle_VYNNotifications, handle_VYNFeatureActionNotif})
         for (mts_msg *none : {static_cast<mts_msg *>(nullptr), platform.empty_message}) {
             int flag = 0;

@@ -1,4 +1,4 @@
-// The trace, the reply, and the first checks of a SET.
+// The trace, replies that end early or are none, and the first checks of every SET.
 
 #include "fake_platform.h"
 #include "vyn_service.h"
@@ -18,51 +18,122 @@ TEST_F(service, trace_goes_to_each_sink_that_is_on) {
     }
 }
 
-TEST_F(service, reply_reads_zero_where_it_ends) {
+TEST_F(service, a_reply_gives_way_to_the_next) { // and is a leak otherwise
     vyn_snmp_req request{};
     vyn_reply reply;
-    for (size_t size = 0; size <= 12; size++) {
-        platform.answers = {{.error = 0, .reply = octets(size, 0xAB)}};
-        ASSERT_EQ(vyn_call(MTS_OPC_VYN_SNMP_QUERY, VYN_MSG_GET, &request, &reply), 0u);
-        EXPECT_EQ(reply.present(), size != 0);
-        const auto record = reply.read<resp_phy_disc_status>(4);
-        EXPECT_EQ(record.disc_status, size > 4 ? 0xAB : 0);
-        const uint32_t reason = size <= 8 ? 0 : 0xABABABAB << (8 * (12 - size));
-        EXPECT_EQ(uint32_t{record.failure_reason}, reason) << size;
-    }
-    platform.take_log();
-    platform.answers = {{.error = 5, .reply = octets(8)}};
-    EXPECT_EQ(vyn_call(MTS_OPC_VYN_MERGE_QUERY, VYN_MSG_SET, &request, &reply), 5u);
-    EXPECT_FALSE(reply.present()) << "nor after a failed call";
-    EXPECT_EQ(platform.take_log(), lines{"request 8474/3 user=alice session=7"});
+    platform.answers.assign(2, {0, octets(8)});
+    for (int i = 0; i < 2; i++) vyn_call(MTS_OPC_VYN_SNMP_QUERY, VYN_MSG_GET, &request, &reply);
+    EXPECT_TRUE(reply.present());
 }
 
-constexpr vyn_integer_checks checks = {
-    .type = ASN_INTEGER,
-    .shortest = 1,
-    .lowest = 1,
-    .highest = 255,
-    .wrong_type = "type\n",
-    .wrong_length = "length 100%\n",
-    .wrong_value = "value\n",
-    .function = "set_it",
-};
+// Replies whose every word is 1, and whose every byte is.
+TEST_F(service, replies_read_zero_where_they_end) {
+    platform.add_feature("ntp");
+    platform.history = false;
+    for (const struct variable7 &object : vyn_mib_variables)
+        for (uint8_t fill : {0, 1})
+            for (size_t size = 1; size <= 512; size++) {
+                octets reply(size, fill);
+                for (size_t low = 3; low < size; low += 4) reply[low] = 1;
+                const read_result cut = answered({0, reply}, object.magic, {}, false);
+                reply.resize(512);
+                const read_result whole = answered({0, reply}, object.magic, {}, false);
+                ASSERT_EQ(cut.value, whole.value) << int{object.magic} << " " << size;
+                ASSERT_EQ(cut.name, whole.name) << int{object.magic} << " " << size;
+            }
+}
 
-TEST_F(service, checks_of_an_integer_run_in_order) {
-    const lines type = {"trace 100 type\n"}, length = {"trace 100 length 100%\n"}, value = {"trace 100 value\n"};
-    constexpr long high = sizeof(long) > 4 ? 1L << (sizeof(long) * 4) : 0; // above what fits 32 bits
-    const auto check = [](int, u_char *bytes, u_char ber_type, size_t size, u_char *, oid *, size_t) {
-        return vyn_check_integer(checks, bytes, ber_type, size);
-    };
+TEST_F(service, null_replies_serve_the_row_of_the_same_table_again) {
+    platform.add_feature("ntp");
+    const std::pair<int, octets> tables[] = {
+        {VYNPEERSADDR, octets(256, 1)},        {VYNFEATUREPEERSADDR, octets(256, 2)},
+        {VYNMERGEMEMBERATTR2, integer(3)},     {VYNPENDINGCONFOWNERUSERNAME, octets(128, 4)},
+        {VYNMERGESTATUS, integer(0x05050505)}, {VYNSTATPEERSTATUS, integer(0x06060606)}};
+    for (const auto &[column, value] : tables) // the OIDs of some are too long, and these are rows all the same
+        answered({0, octets(512, value[0])}, column, {}, false);
+    for (const auto &[column, value] : tables)
+        for (const fake_answer &answer : {null_reply, {0, octets()}, failed, null_reply}) { // an error changes nothing
+            const read_result result = answered(answer, column, {7, 7}, false);
+            EXPECT_EQ(result.value, answer.error != 0 ? std::nullopt : std::optional(value));
+            EXPECT_EQ(result.name, row_of(column, {7, 7})) << "as it was asked for";
+        }
+}
+
+TEST_F(service, integers_are_checked_in_order) {
     // clang-format off
-    set(check, {}, {
-        {0, 1, 0}, {0, {255, 4}, 0}, {0, {2, 1}, 0},
-        {0, {1, 4, ASN_OCTET_STR}, 7, type}, {0, {0, 5, ASN_OCTET_STR}, 7, type},
-        {0, {0, 0}, 8, length}, {0, {0, 5}, 8, length}, {0, {1, sizeof(long) + 1}, 8, length}, {0, {1, 255}, 8, length},
-        {0, {0, 4}, 10, value}, {0, 256, 10, value}, {0, {-1, 4}, 10, value}, {0, -1, 10, value},
-        {0, high ? 1 + high : 0, 10, value}, {0, high ? 1 - high : 0, 10, value},
-    });
+    const struct {
+        WriteMethod *write;
+        size_t shortest;
+        octets values;
+        std::string wrong_type, wrong_length, wrong_value; // the last with the value, where it ends in a blank
+        u_char type = ASN_INTEGER, other_type = ASN_UNSIGNED;
+    } writes[] = {
+        {set_vynFeatureOpAction, 0, {2, 3, 4, 5, 6}, "write to vynFeatureOpAction not ASN_INTEGER\n",
+         "write to vynFeatureOpAction: bad length\n", "set_vynFeatureOpAction : Wrong range : "},
+        {set_vynFeatureOpScopeType, 0, {1, 2}, "write to vynFeatureOpScopeType not ASN_INTEGER\n",
+         "write to vynFeatureOpScopeType: bad length\n", "set_vynFeatureOpScopeType : Wrong range : "},
+        {set_vynFeatureOpShowCfgOption, 0, {1, 2}, "write to vynFeatureOpShowCfgOption not ASN_INTEGER\n",
+         "wwrite to vynFeatureOpShowCfgOption: bad length\n", "set_vynFeatureOpShowCfgOption : Wrong range : "},
+        {set_vynFeatureOpExtShowCfgOption, 0, {1, 2}, "write to vynFeatureOpExtShowCfgOption not ASN_INTEGER\n",
+         "write to vynFeatureOpExtShowCfgOption: bad length\n", "set_vynFeatureOpExtShowCfgOption : Wrong range : "},
+        {set_vynMergeFailResolvAction, 1, {1, 2}, "write to vynMergeFailResolvActionnot ASN_INTEGER\n",
+         "write to vynMergeFailResolvAction bad length\n", "write to vynMergeFailResolvAction:wrong value\n"},
+        {set_vynRegionStatus, 0, {1, 4, 6}, "write to vyn_RegionStatus not ASN_INTEGER\n",
+         "write tovyn_RegionStatus: bad length\n", "write to vynRegionStatus:wrong value\n"},
+        {set_vynFeatureRegionStatus, 0, {1, 4, 6}, "write to vyn_FeatureRegionStatus not ASN_INTEGER\n",
+         "write tovyn_FeatureRegionStatus: bad length\n", "write to vynFeatureRegionStatus:wrong value\n"},
+        {set_vynFeatureRegionId, 0, {1, 2, 3, 4, 5, 6, 7, 255}, "write to vyn_FeatureRegionId not ASN_UNSIGNED\n",
+         "write tovyn_FeatureRegionId: bad length\n", "write to vynFeatureRegionId:wrong value\n", ASN_UNSIGNED, ASN_INTEGER},
+        {set_vynStatPeerAddrRowStatus, 0, {1, 4, 6}, "write to set_vynStatPeerAddrRowStatus not ASN_INTEGER\n",
+         "write toset_vynStatPeerAddrRowStatus: bad length\n", "write to vynStatPeerAddrRowStatus:wrong value\n"},
+        {set_vynStartPeersDiscovery, 1, {1, 2}, "write to vynStartPeersDiscoverynot ASN_INTEGER\n",
+         "write to vynStartPeersDiscovery:bad length\n", "write to vynStartPeersDiscovery:wrong value\n"},
+        {set_vynDistCtrl, 1, {1, 2}, "write to set_vynDistCtrlnot ASN_INTEGER\n",
+         "write to set_vynDistCtrl:bad length\n", "write to set_vynDistCtrl:wrong value\n"},
+        {set_vynDistCtrlAction, 1, {1, 2}, "write to vynDistCtrlActionnot ASN_INTEGER\n",
+         "write tovynDistCtrlAction:bad length\n", "write to vynDistCtrlAction:wrong value\n"}};
     // clang-format on
+    for (const auto &test : writes) {
+        const sub_ids row = row_of(VYNREGIONSTATUS, {1, 5});
+        const auto reserve = [&](const set_value &value, const std::string &refusal) { // empty: for no such reason
+            const int result = call(test.write, reserve1, row, value);
+            const bool refused = result == 7 || result == 8 || result == 10;
+            EXPECT_EQ(refused ? std::to_string(result) + " " + platform.log.back() : "", refusal);
+        };
+        reserve({0, 5, test.other_type}, "7 trace 100 " + test.wrong_type);
+        for (size_t length : {size_t{5}, sizeof(long) + 1, size_t{255}})
+            reserve({0, length, test.type}, "8 trace 100 " + test.wrong_length);
+        for (size_t length : {size_t{0}, size_t{1}})
+            reserve({test.values[0], length, test.type},
+                    length >= test.shortest ? "" : "8 trace 100 " + test.wrong_length);
+        constexpr long high = sizeof(long) > 4 ? 1L << (sizeof(long) * 4) : 1000; // above what fits 32 bits
+        for (long value : {-high, -1L, 0L, 1L, 2L, 3L, 4L, 5L, 6L, 7L, 255L, 256L, high + test.values[0]})
+            for (size_t length : {sizeof(int32_t), sizeof(long)}) {
+                const int32_t shown = static_cast<int32_t>(value);
+                const long taken = length == sizeof(long) ? value : shown;
+                const bool fits = std::count(test.values.begin(), test.values.end(), taken) != 0;
+                const std::string range = test.wrong_value.ends_with(" ") ? std::to_string(shown) : "";
+                reserve({value, length, test.type}, fits ? "" : "10 trace 100 " + test.wrong_value + range);
+            }
+        for (int phase : {free_phase, 6}) EXPECT_EQ(call(test.write, phase, row, 1), 0);
+    }
+}
+
+// The refusals of storage types go to standard error, and nowhere else.
+TEST_F(service, storage_types_are_checked_and_ignored) {
+    const std::pair<WriteMethod *, std::string> writes[] = {
+        {set_vynRegionStorage, "write to vyn_setRegionStorage"},
+        {set_vynFeatureRegionStorage, "write to vyn_setFeatureRegionStorage"},
+        {set_vynStatPeerAddrStorageType, "write to set_vynStatPeerAddrStorageType"}};
+    for (const auto &[write, message] : writes)
+        for (const auto &[value, result, end] : {std::tuple{set_value(99), 0, ""},
+                                                 {set_value(3, 0), 0, ""},
+                                                 {set_value(octets{3}), 7, "ASN_INTEGER\n"},
+                                                 {set_value(3, 5), 8, " bad length\n"}}) {
+            testing::internal::CaptureStderr();
+            set(write, {}, {{reserve1, value, result}, {reserve2, value, 0}});
+            EXPECT_EQ(testing::internal::GetCapturedStderr(), *end != '\0' ? message + end : "");
+        }
 }
 
 } // namespace
