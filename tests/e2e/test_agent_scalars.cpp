@@ -1,5 +1,5 @@
-// The scalars through a real agent: every protocol version, every refusal a manager can meet, who
-// may do what, and the end of a discovery as a notification.
+// The scalars through a real agent: every protocol version, who may do what, and the end of a
+// discovery as a notification.
 
 #include "fabric_agent.h"
 
@@ -51,30 +51,7 @@ TEST_F(agent_scalars, run_a_discovery_to_its_end) {
     EXPECT_TRUE(has(trap_log(), "{}.0.3\t{}.1.3.2.0 = INTEGER: 4\t{}.1.3.3.0 = STRING: \""));
 }
 
-TEST_F(agent_scalars, switch_distribution_and_refuse_what_is_no_value) {
-    start();
-    const std::map<std::string, std::string> refusals = {
-        {"1.3.1.0 s true", "wrongType"},   {"1.3.1.0 i -2147483647", "wrongValue"},
-        {"1.4.1.0 i 3", "wrongValue"},     {"1.1.5.1.2.1.4.1.2.3.4 x 01020304", "notWritable"},
-        {"1.3.3.0 s text", "notWritable"}, {"1.4.1.1 i 1", "notWritable"},
-    };
-    for (const auto &[assignment, reason] : refusals)
-        EXPECT_TRUE(has(set(assignment), "Reason: " + reason)) << assignment;
-    EXPECT_EQ(count(service_log(), " set "), 0u) << service_log();
-    for (const std::string value : {"2", "1"}) {
-        EXPECT_EQ(set("1.4.1.0 i " + value), "INTEGER: " + value);
-        EXPECT_EQ(get("1.4.1.0"), "INTEGER: " + value);
-        EXPECT_TRUE(has(control("show distribution.enabled"), value == "1" ? "true" : "false"));
-    }
-    // A change that the service refuses is recorded with the agent; the manager is not told.
-    control("fault error 0x40B3003A");
-    EXPECT_EQ(set("1.4.1.0 i 2"), "INTEGER: 2");
-    EXPECT_TRUE(has(agent_log(), "40B3003A"));
-    control("fault off");
-    EXPECT_EQ(get("1.4.1.0"), "INTEGER: 1");
-}
-
-TEST_F(agent_scalars, know_who_asks) {
+TEST_F(agent_scalars, switch_distribution_for_those_who_may) {
     start();
     const std::string strangers[] = {"-r 0 -v3 -u mallory -l authPriv -a SHA -A alice-auth -x AES -X alice-priv",
                                      "-r 0 -v3 -u alice -l authPriv -a SHA -A alice-wrong -x AES -X alice-priv",
@@ -96,6 +73,21 @@ TEST_F(agent_scalars, know_who_asks) {
         EXPECT_EQ(count(service_log(), "query 30"), reads += 2) << "a read, and the one before a SET";
     }
     EXPECT_EQ(count(service_log(), "session 0"), count(service_log(), " registry ")) << service_log();
+
+    EXPECT_TRUE(has(set("1.4.1.0 i 3"), "Reason: wrongValue"));
+    EXPECT_TRUE(has(set("1.4.1.1 i 1"), "Reason: notWritable"));
+    EXPECT_EQ(count(service_log(), " set "), std::size(users)) << service_log();
+    for (const std::string value : {"2", "1"}) {
+        EXPECT_EQ(set("1.4.1.0 i " + value), "INTEGER: " + value);
+        EXPECT_EQ(get("1.4.1.0"), "INTEGER: " + value);
+        EXPECT_TRUE(has(control("show distribution.enabled"), value == "1" ? "true" : "false"));
+    }
+    // A change that the service refuses is recorded with the agent; the manager is not told.
+    control("fault error 0x40B3003A");
+    EXPECT_EQ(set("1.4.1.0 i 2"), "INTEGER: 2");
+    EXPECT_TRUE(has(agent_log(), "40B3003A"));
+    control("fault off");
+    EXPECT_EQ(get("1.4.1.0"), "INTEGER: 1");
 }
 
 } // namespace
