@@ -172,7 +172,7 @@ VYN_EXPORT void log_set_error(u32 code, int)
     char who[4 * sizeof(vyn_host::user_buffer) + 1];
     vyn_host::copy_printable(who, sizeof(who), vyn_host::user, strlen(vyn_host::user));
     const vyn_host::syserr_entry *error = vyn_host::syserr_find(code);
-    snmp_log(LOG_NOTICE, "vyn: SET by \"%s\" failed: 0x%08X %s: %s\n", who, code, error->name,
+    snmp_log(LOG_WARNING, "vyn: SET by \"%s\" failed: 0x%08X %s: %s\n", who, code, error->name,
              error->text);
 }
 
