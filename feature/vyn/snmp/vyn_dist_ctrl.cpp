@@ -143,28 +143,29 @@ static struct {
     uint8_t is_ip_disable_sent; // a disable has gone out
 } set_state;
 
+static constexpr struct {
+    uint32_t family;
+    dist_ctrl_action action;
+    dist_ctrl_request request;
+    vyn_format<const char *> trace;
+} action_requests[] = {
+    {VYN_ADDR_IPV4, dist_enable, VYN_SNMP_IPV4_ENABLE, "%s : VYN_SNMP_IPV4_ENABLE\n"},
+    {VYN_ADDR_IPV4, dist_disable, VYN_SNMP_IPV4_DISABLE, "%s : VYN_SNMP_IPV4_DISABLE\n"},
+    {VYN_ADDR_IPV6, dist_enable, VYN_SNMP_IPV6_ENABLE, "%s : VYN_SNMP_IPV6_ENABLE\n"},
+    {VYN_ADDR_IPV6, dist_disable, VYN_SNMP_IPV6_DISABLE, "%s : VYN_SNMP_IPV6_DISABLE\n"},
+};
+
 static int reserve_action(uint32_t family, long value)
 {
-    const bool enable = value == dist_enable;
-    switch (family) {
-    case VYN_ADDR_IPV4:
-        set_state.ipv4 = enable ? VYN_SNMP_IPV4_ENABLE : VYN_SNMP_IPV4_DISABLE;
-        if (enable)
-            vyn_trace(VYN_TRACE_FLOW, "%s : VYN_SNMP_IPV4_ENABLE\n", action_name);
-        else
-            vyn_trace(VYN_TRACE_FLOW, "%s : VYN_SNMP_IPV4_DISABLE\n", action_name);
-        break;
-    case VYN_ADDR_IPV6:
-        set_state.ipv6 = enable ? VYN_SNMP_IPV6_ENABLE : VYN_SNMP_IPV6_DISABLE;
-        if (enable)
-            vyn_trace(VYN_TRACE_FLOW, "%s : VYN_SNMP_IPV6_ENABLE\n", action_name);
-        else
-            vyn_trace(VYN_TRACE_FLOW, "%s : VYN_SNMP_IPV6_DISABLE\n", action_name);
-        break;
-    default: return no_such_row;
+    for (const auto &row : action_requests) {
+        if (row.family != family || row.action != value)
+            continue;
+        (family == VYN_ADDR_IPV4 ? set_state.ipv4 : set_state.ipv6) = row.request;
+        vyn_trace(VYN_TRACE_FLOW, row.trace, action_name);
+        vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 done\n", action_name);
+        return SNMP_ERR_NOERROR;
     }
-    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 done\n", action_name);
-    return SNMP_ERR_NOERROR;
+    return no_such_row;
 }
 
 static int check_action()

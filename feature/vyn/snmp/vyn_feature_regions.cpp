@@ -101,10 +101,8 @@ static int header_vynFeatureRegionEntry(const struct variable *vp, oid *name, si
         return none;
     if (int error = query_assignment(key, exact, found))
         return error;
-    vyn_oid_builder row(vp->name, vp->namelen);
-    row.put_name(found->app_name, vyn_field(found->app_name).length());
-    row.put_service_scope(found->scope, found->vsan);
-    return row.commit(name, length) ? 0 : -1;
+    return vyn_commit_scoped_row(vp, found->app_name, found->scope, found->vsan, name, length) ? 0
+                                                                                               : -1;
 }
 
 u_char *get_vynFeatureRegionTable(struct variable *vp, oid *name, size_t *length, int exact,

@@ -267,3 +267,12 @@ bool vyn_oid_builder::commit(oid *name, size_t *length) const
     *length = length_;
     return true;
 }
+
+bool vyn_commit_scoped_row(const struct variable *column, const vyn_field &app_name, be32 scope,
+                           be32 vsan, oid *name, size_t *length)
+{
+    vyn_oid_builder row(column->name, column->namelen);
+    row.put_name(app_name.text, app_name.length());
+    row.put_service_scope(scope, vsan);
+    return row.commit(name, length);
+}

@@ -171,3 +171,8 @@ class vyn_oid_builder {
     oid name_[MAX_OID_LEN];
     size_t length_ = 0; // goes on counting behind the end, so that commit knows
 };
+
+// Commits the OID of a row whose index is a feature's name and a scope, of the records of merges,
+// locks and assignments.
+bool vyn_commit_scoped_row(const struct variable *column, const vyn_field &app_name, be32 scope,
+                           be32 vsan, oid *name, size_t *length);

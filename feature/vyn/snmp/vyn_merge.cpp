@@ -161,15 +161,6 @@ static u32 send_query(vyn_merge_key key, bool exact, vyn_reply *reply)
     return error;
 }
 
-static bool commit_row(const struct variable *vp, const resp_merge &merge, oid *name,
-                       size_t *length)
-{
-    vyn_oid_builder row(vp->name, vp->namelen);
-    row.put_name(merge.app_name, vyn_field(merge.app_name).length());
-    row.put_service_scope(merge.scope, merge.vsan);
-    return row.commit(name, length);
-}
-
 // Finds the row, keeps it and writes its index into name and length. False when there is none to
 // serve.
 static bool find_row(const struct variable *vp, oid *name, size_t *length, bool exact)
@@ -200,7 +191,7 @@ static bool find_row(const struct variable *vp, oid *name, size_t *length, bool 
                 return false;
         } else if (merge.entries != 0) {
             row_merge = merge;
-            return commit_row(vp, merge, name, length);
+            return vyn_commit_scoped_row(vp, merge.app_name, merge.scope, merge.vsan, name, length);
         } else if (exact) {
             vyn_trace(VYN_TRACE_FAILURE, "Num resp is 0\n");
             return false;

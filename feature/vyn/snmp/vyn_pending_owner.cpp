@@ -43,15 +43,6 @@ static void decode_next(vyn_oid_cursor index, vyn_lock_key *key)
         index.take_into(key, offsetof(vyn_lock_key, min_vsan), index.left());
 }
 
-static bool commit_row(const struct variable *vp, const resp_app_lock_state &lock, oid *name,
-                       size_t *length)
-{
-    vyn_oid_builder row(vp->name, vp->namelen);
-    row.put_name(lock.app_name, vyn_field(lock.app_name).length());
-    row.put_service_scope(lock.scope, lock.vsan);
-    return row.commit(name, length);
-}
-
 // --- Query ---
 
 static void trace_request(vyn_msg_type msg_type, const vyn_lock_key &key)
@@ -116,7 +107,7 @@ static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid 
         return -1;
     }
     row_lock = lock;
-    return commit_row(vp, lock, name, length) ? 0 : -1;
+    return vyn_commit_scoped_row(vp, lock.app_name, lock.scope, lock.vsan, name, length) ? 0 : -1;
 }
 
 // --- Values ---
