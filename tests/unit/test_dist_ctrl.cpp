@@ -38,6 +38,11 @@ TEST_F(dist_ctrl, reads_a_row_of_each_family) {
     // clang-format on
 }
 
+TEST_F(dist_ctrl, a_walk_from_elsewhere_begins_in_front) {
+    read_object(VYNDISTCTRLACTION, row_of(VYNDISTCTRLADDR, {2}), false);
+    EXPECT_EQ(platform.log[1], "request 8469/2 0=28");
+}
+
 TEST_F(dist_ctrl, one_set_changes_both_families_disable_first) {
     platform.history = false;
     using families = std::vector<std::pair<oid, long>>;

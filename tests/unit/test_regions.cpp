@@ -192,6 +192,24 @@ TEST_F(regions, assignments_are_written) {
     // clang-format on
 }
 
+// What runs on over a name and its mark ends the one and does not become the other.
+TEST_F(regions, octets_that_run_on_make_no_row_that_is_lost) {
+    sub_ids index = {80, 2};
+    index.resize(MAX_OID_LEN - 14, 'z');
+    const sub_ids row = row_of(VYNFEATUREREGIONID, index);
+    for (int each : {reserve1, reserve2, action})
+        EXPECT_EQ(phase(set_vynFeatureRegionId, each, row, {each == reserve2 ? is_assigned : null_reply}), 0);
+    EXPECT_TRUE(platform.log[platform.log.size() - 2].starts_with(set_assignment)) << "it is sent";
+    phase(set_vynFeatureRegionId, commit, row);
+    EXPECT_EQ(rows_in(vyn_app_regions), 0u);
+    // Two indexes of one region: the row that waits is the first one's, and is what is sent.
+    phase(set_vynRegionStatus, reserve1, region_row);
+    platform.take_log();
+    phase(set_vynRegionStatus, action, row_of(VYNREGIONSTATUS, {9, 1, 5}), {null_reply});
+    EXPECT_EQ(platform.log[1], set_region + " 12=5");
+    phase(set_vynRegionStatus, commit, region_row);
+}
+
 // Every way that a SET of both columns can go, and the rows that it leaves: none, but for a status without a region.
 TEST_F(regions, sets_leave_the_rows_that_they_should) {
     struct step {
