@@ -3,6 +3,9 @@ set -euo pipefail
 
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
+# Where the agent is, which an ordinary user's path does not have.
+export PATH=$PATH:/usr/sbin:/sbin
+
 as_root() {
     if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
