@@ -33,10 +33,12 @@ bool vyn_take_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256])
     return true;
 }
 
-bool vyn_take_leading_address(vyn_oid_cursor index, be32 *addr_type, char (&addr)[256])
+bool vyn_take_leading_address(vyn_oid_cursor index, be32 *addr_type, char (&addr)[256],
+                              const char *function, vyn_trace_level no_index)
 {
     constexpr size_t shortest = 6;
-    return index.left() >= shortest && vyn_take_address(&index, addr_type, addr);
+    return vyn_has_index(index, function, no_index) && index.left() >= shortest &&
+           vyn_take_address(&index, addr_type, addr);
 }
 
 void vyn_take_partial_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256])

@@ -16,9 +16,10 @@ size_t vyn_addr_length(uint32_t addr_type, const char (&addr)[256]);
 // octets. What follows it is left.
 bool vyn_take_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256]);
 
-// The same for an index that begins with the address. One that is shorter than an IPv4 address's is
-// refused, be it a short text's.
-bool vyn_take_leading_address(vyn_oid_cursor index, be32 *addr_type, char (&addr)[256]);
+// The same for an index that begins with the address, with the trace of vyn_has_index. One that is
+// shorter than an IPv4 address's is refused, be it a short text's.
+bool vyn_take_leading_address(vyn_oid_cursor index, be32 *addr_type, char (&addr)[256],
+                              const char *function, vyn_trace_level no_index);
 
 // Takes as much of an address part as there is, for a key to go on from.
 void vyn_take_partial_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256]);

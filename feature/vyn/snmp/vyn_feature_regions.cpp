@@ -13,7 +13,6 @@
 // write takes the row out; one that a createAndGo without a region has left stays until the
 // feature's region is written, or a SET of its status is freed.
 
-#include "syserr.h"
 #include "vyn_index.h"
 #include "vyn_row_cache.h"
 #include "vyn_service.h"
@@ -70,12 +69,8 @@ static int query_assignment(const vyn_feature_region_rec &key, bool exact,
 {
     vyn_snmp_req request = request_for(key);
     vyn_reply reply;
-    if (u32 error = vyn_call(MTS_OPC_VYN_MGMT_REQ, exact ? VYN_MSG_GET : VYN_MSG_GETNEXT, &request,
-                             &reply)) {
-        vyn_trace(VYN_TRACE_FAILURE, "%s : vyn_mgmt_req_resp Get failed : %s",
-                  "header_vynFeatureRegionEntry", syserr2str(error));
+    if (u32 error = vyn_query_region(&request, exact, &reply, "header_vynFeatureRegionEntry"))
         return static_cast<int>(error);
-    }
     *found = reply.read<resp_feature_region>(VYN_SNMP_RESP_MEMBER);
     return reply.present() ? 0 : -1;
 }
@@ -192,16 +187,10 @@ static int drop_waiting_row(const assignment &entry, const char *function,
 
 static constexpr char status_name[] = "set_vynFeatureRegionStatus";
 
-static constexpr vyn_integer_checks status_checks = {
-    .type = ASN_INTEGER,
-    .shortest = 0,
-    .lowest = SNMP_ROW_ACTIVE,
-    .highest = SNMP_ROW_DESTROY,
-    .wrong_type = "write to vyn_FeatureRegionStatus not ASN_INTEGER\n",
-    .wrong_length = "write tovyn_FeatureRegionStatus: bad length\n",
-    .wrong_value = "write to vynFeatureRegionStatus:wrong value\n",
-    .excluded = VYN_WAITING_ROW_STATUSES,
-};
+static constexpr vyn_integer_checks status_checks =
+    vyn_row_status_checks("write to vyn_FeatureRegionStatus not ASN_INTEGER\n",
+                          "write tovyn_FeatureRegionStatus: bad length\n",
+                          "write to vynFeatureRegionStatus:wrong value\n");
 
 static int reserve_status(const assignment &entry, long status)
 {

@@ -185,14 +185,17 @@ void vyn_trace_read(const char *function, bool exact, size_t length, size_t base
               int{exact}, static_cast<int>(length), static_cast<int>(base));
 }
 
+bool vyn_has_index(const vyn_oid_cursor &index, const char *function, vyn_trace_level no_index)
+{
+    if (index.left() == 0)
+        vyn_trace(no_index, "%s : return match -failed \n", function);
+    return index.left() != 0;
+}
+
 bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_LONGEST_APP_NAME + 1],
                        const char *function, vyn_trace_level no_index, vyn_trace_level empty)
 {
-    if (index->left() == 0) {
-        vyn_trace(no_index, "%s : return match -failed \n", function);
-        return false;
-    }
-    if (!index->take_app_name(name))
+    if (!vyn_has_index(*index, function, no_index) || !index->take_app_name(name))
         return false;
     if (name[0] == '\0')
         vyn_trace(empty, "%s : app name - return match failed \n", function);

@@ -135,6 +135,9 @@ vyn_oid_cursor vyn_index_of(const struct variable *column, const oid *name, size
 // Traces what was asked for: an OID of that length, of a column with `base` sub-identifiers.
 void vyn_trace_read(const char *function, bool exact, size_t length, size_t base);
 
+// Whether an exact OID has an index at all; traces it, at a level of the table's, when it has none.
+bool vyn_has_index(const vyn_oid_cursor &index, const char *function, vyn_trace_level no_index);
+
 // Takes the name that an exact index of a message's key begins with. False when there is no index
 // or the name is empty as a string, each traced at a level of the table's, and, without a trace,
 // when take_app_name refuses it.

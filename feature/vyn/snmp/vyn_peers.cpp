@@ -48,14 +48,11 @@ static int header_vynPeersEntry(const struct variable *vp, oid *name, size_t *le
     vyn_trace_read(peers_query.function, exact, *length, vp->namelen);
     vyn_app_peer key{};
     vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
-    if (!exact) {
+    if (!exact)
         vyn_take_partial_address(&index, &key.addr_type, key.addr);
-    } else if (index.left() == 0) {
-        vyn_trace(VYN_TRACE_FLOW, "%s : return match -failed \n", peers_query.function);
+    else if (!vyn_take_leading_address(index, &key.addr_type, key.addr, peers_query.function,
+                                       VYN_TRACE_FLOW))
         return -1;
-    } else if (!vyn_take_leading_address(index, &key.addr_type, key.addr)) {
-        return -1;
-    }
 
     vyn_reply reply;
     if (u32 error = vyn_query_peer(peers_query, exact, key, &reply))

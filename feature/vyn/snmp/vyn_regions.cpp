@@ -11,7 +11,6 @@
 // service as it is read. The index of a logical region does not carry the number, and walks get no
 // further than to the first one.
 
-#include "syserr.h"
 #include "vyn_index.h"
 #include "vyn_row_cache.h"
 #include "vyn_service.h"
@@ -24,9 +23,8 @@ static int get_vynRegionEntry_instance(vyn_oid_cursor index, bool exact, vyn_reg
 {
     constexpr size_t shortest = 2;
     *region = {};
-    if (exact && index.left() == 0)
-        vyn_trace(VYN_TRACE_FAILURE, "%s : return match -failed \n", "get_vynRegionEntry_instance");
-    if (exact && index.left() < shortest)
+    if (exact && (!vyn_has_index(index, "get_vynRegionEntry_instance", VYN_TRACE_FAILURE) ||
+                  index.left() < shortest))
         return -1;
     oid region_id = 0;
     index.last(&region_id);
@@ -67,12 +65,8 @@ static int header_vynRegionEntry(const struct variable *vp, oid *name, size_t *l
         return none;
     vyn_snmp_req request = request_for(key);
     vyn_reply reply;
-    if (u32 error = vyn_call(MTS_OPC_VYN_MGMT_REQ, exact ? VYN_MSG_GET : VYN_MSG_GETNEXT, &request,
-                             &reply)) {
-        vyn_trace(VYN_TRACE_FAILURE, "%s : vyn_mgmt_req_resp Get failed : %s",
-                  "header_vynRegionEntry", syserr2str(error));
+    if (u32 error = vyn_query_region(&request, exact, &reply, "header_vynRegionEntry"))
         return static_cast<int>(error);
-    }
     return reply.present() && commit_row(vp, reply.read<vyn_region_rec>(0), name, length) ? 0 : -1;
 }
 
@@ -93,16 +87,9 @@ u_char *get_vynRegionTable(struct variable *vp, oid *name, size_t *length, int e
 
 static constexpr char status_name[] = "set_vynRegionStatus";
 
-static constexpr vyn_integer_checks status_checks = {
-    .type = ASN_INTEGER,
-    .shortest = 0,
-    .lowest = SNMP_ROW_ACTIVE,
-    .highest = SNMP_ROW_DESTROY,
-    .wrong_type = "write to vyn_RegionStatus not ASN_INTEGER\n",
-    .wrong_length = "write tovyn_RegionStatus: bad length\n",
-    .wrong_value = "write to vynRegionStatus:wrong value\n",
-    .excluded = VYN_WAITING_ROW_STATUSES,
-};
+static constexpr vyn_integer_checks status_checks = vyn_row_status_checks(
+    "write to vyn_RegionStatus not ASN_INTEGER\n", "write tovyn_RegionStatus: bad length\n",
+    "write to vynRegionStatus:wrong value\n");
 
 // RESERVE1, when the value may be written: the row begins to wait, unless one does already.
 static int reserve_row(bool parsed, const vyn_region_rec &region, long status)

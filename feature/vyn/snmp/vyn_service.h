@@ -156,6 +156,10 @@ u32 vyn_query(vyn_opcode opcode, vyn_msg_type msg_type, vyn_snmp_req *request, v
               const char *function, vyn_format<const char *, const char *> failed,
               vyn_format<const char *> null_reply);
 
+// The query of a read of regions or assignments, with the trace of a failure; none tells of a null
+// reply.
+u32 vyn_query_region(vyn_snmp_req *request, bool exact, vyn_reply *reply, const char *function);
+
 // --- SET ---
 
 // Tells the agent of the system error behind the refusal of a SET.
@@ -182,9 +186,21 @@ struct vyn_integer_checks {
     uint32_t excluded = 0;             // bit n: n is no value either
 };
 
-// The bits of the row statuses that no row can be set to: those of a row that waits to be complete.
-inline constexpr uint32_t VYN_WAITING_ROW_STATUSES =
-    1u << SNMP_ROW_NOTINSERVICE | 1u << SNMP_ROW_NOTREADY | 1u << SNMP_ROW_CREATEANDWAIT;
+// What RESERVE1 demands of a row status: active, createAndGo or destroy, and none of those of a row
+// that waits to be complete.
+constexpr vyn_integer_checks vyn_row_status_checks(const char *wrong_type, const char *wrong_length,
+                                                   const char *wrong_value)
+{
+    return {.type = ASN_INTEGER,
+            .shortest = 0,
+            .lowest = SNMP_ROW_ACTIVE,
+            .highest = SNMP_ROW_DESTROY,
+            .wrong_type = wrong_type,
+            .wrong_length = wrong_length,
+            .wrong_value = wrong_value,
+            .excluded = 1u << SNMP_ROW_NOTINSERVICE | 1u << SNMP_ROW_NOTREADY |
+                        1u << SNMP_ROW_CREATEANDWAIT};
+}
 
 // Runs the checks; traces and returns the SNMP error of the first that fails, else
 // SNMP_ERR_NOERROR.

@@ -34,11 +34,9 @@ static int get_vynStatPeersEntry_instance(vyn_oid_cursor index, size_t base, siz
         vyn_take_partial_address(&index, &key->addr_type, key->addr);
         return 0;
     }
-    if (index.left() == 0) {
-        vyn_trace(VYN_TRACE_FAILURE, "%s : return match -failed \n", own_name);
-        return -1;
-    }
-    return vyn_take_leading_address(index, &key->addr_type, key->addr) ? 0 : -1;
+    return vyn_take_leading_address(index, &key->addr_type, key->addr, own_name, VYN_TRACE_FAILURE)
+               ? 0
+               : -1;
 }
 
 static vyn_snmp_req request_for(const vyn_static_peer &peer)
@@ -103,16 +101,10 @@ u_char *get_vynStatPeersTable(struct variable *vp, oid *name, size_t *length, in
 
 static constexpr char row_status_name[] = "set_vynStatPeerAddrRowStatus";
 
-static constexpr vyn_integer_checks row_status_checks = {
-    .type = ASN_INTEGER,
-    .shortest = 0,
-    .lowest = SNMP_ROW_ACTIVE,
-    .highest = SNMP_ROW_DESTROY,
-    .wrong_type = "write to set_vynStatPeerAddrRowStatus not ASN_INTEGER\n",
-    .wrong_length = "write toset_vynStatPeerAddrRowStatus: bad length\n",
-    .wrong_value = "write to vynStatPeerAddrRowStatus:wrong value\n",
-    .excluded = VYN_WAITING_ROW_STATUSES,
-};
+static constexpr vyn_integer_checks row_status_checks =
+    vyn_row_status_checks("write to set_vynStatPeerAddrRowStatus not ASN_INTEGER\n",
+                          "write toset_vynStatPeerAddrRowStatus: bad length\n",
+                          "write to vynStatPeerAddrRowStatus:wrong value\n");
 
 // The peer that a SET's OID names.
 static int parse_peer(const oid *name, size_t length, vyn_static_peer *peer)
