@@ -27,9 +27,7 @@ bool vyn_take_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256])
         count > index->left())
         return false;
     *addr_type = static_cast<uint32_t>(type);
-    uint8_t octets[sizeof(addr)] = {};
-    index->take_octets(octets, count);
-    memcpy(addr, octets, sizeof(addr));
+    index->take_octets(reinterpret_cast<uint8_t *>(addr), count);
     return true;
 }
 
@@ -50,9 +48,8 @@ void vyn_take_partial_address(vyn_oid_cursor *index, be32 *addr_type, char (&add
     const size_t count = index->take_count();
     if (count == 0)
         return;
-    uint8_t octets[sizeof(addr)] = {};
-    const size_t taken = index->take_octets(octets, count);
-    memcpy(addr, octets, taken < count ? taken : sizeof(addr));
+    if (index->take_octets(reinterpret_cast<uint8_t *>(addr), count) == count)
+        memset(addr + count, 0, sizeof(addr) - count);
 }
 
 bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char *function,
@@ -98,25 +95,29 @@ bool vyn_put_peer_scope(vyn_oid_builder *index, const vyn_app_peer &peer)
     }
 }
 
-u32 vyn_query_peer(const vyn_peer_query &query, bool exact, const vyn_app_peer &key,
-                   vyn_reply *reply)
+vyn_snmp_req vyn_peer_request(const vyn_peer_query &query)
 {
     vyn_snmp_req request{};
     request.query_type = query.type;
     request.argument = 1;
-    request.request.req_peer.peer = key;
+    return request;
+}
+
+u32 vyn_query_peer(const vyn_peer_query &query, bool exact, vyn_snmp_req *request, vyn_reply *reply)
+{
+    const vyn_app_peer &key = request->request.req_peer.peer;
     const vyn_msg_type msg_type = exact ? VYN_MSG_GET : VYN_MSG_GETNEXT;
     vyn_trace(VYN_TRACE_FLOW, query.sending, query.sender, uint32_t{msg_type},
-              vyn_field(key.local_app_name), uint32_t{key.scope}, uint32_t{key.vsan});
-    vyn_trace(VYN_TRACE_FLOW, query.sending_address, uint32_t{key.addr_type}, vyn_field(key.addr));
-    const u32 error = vyn_query(MTS_OPC_VYN_SNMP_QUERY, msg_type, &request, reply, query.function,
-                                query.failed, query.null_reply);
-    if (!reply->present())
-        return error;
-    const vyn_app_peer found = reply->read<resp_app_peer>(VYN_SNMP_RESP_MEMBER).peer;
+              vyn_field(key.local_app_name), key.scope, key.vsan);
+    vyn_trace(VYN_TRACE_FLOW, query.sending_address, key.addr_type, vyn_field(key.addr));
+    return vyn_query(MTS_OPC_VYN_SNMP_QUERY, msg_type, request, reply, query.function, query.failed,
+                     query.null_reply);
+}
+
+void vyn_trace_peer(const vyn_peer_query &query, bool exact, const vyn_app_peer &found)
+{
+    const vyn_msg_type msg_type = exact ? VYN_MSG_GET : VYN_MSG_GETNEXT;
     vyn_trace(VYN_TRACE_FLOW, query.received, query.function, uint32_t{msg_type},
-              vyn_field(found.local_app_name), uint32_t{found.scope}, uint32_t{found.vsan});
-    vyn_trace(VYN_TRACE_FLOW, query.received_address, uint32_t{found.addr_type},
-              vyn_field(found.addr));
-    return error;
+              vyn_field(found.local_app_name), found.scope, found.vsan);
+    vyn_trace(VYN_TRACE_FLOW, query.received_address, found.addr_type, vyn_field(found.addr));
 }

@@ -41,15 +41,22 @@ struct vyn_peer_query {
     vyn_query_type type;
     const char *function;
     const char *sender; // in the trace of the request
-    vyn_format<const char *, uint32_t, vyn_field, uint32_t, uint32_t> sending;
-    vyn_format<uint32_t, vyn_field> sending_address;
-    vyn_format<const char *, uint32_t, vyn_field, uint32_t, uint32_t> received;
-    vyn_format<uint32_t, vyn_field> received_address;
+    vyn_format<const char *, uint32_t, vyn_field, be32, be32> sending;
+    vyn_format<be32, vyn_field> sending_address;
+    vyn_format<const char *, uint32_t, vyn_field, be32, be32> received;
+    vyn_format<be32, vyn_field> received_address;
     vyn_format<const char *, const char *> failed;
     vyn_format<const char *> null_reply;
 };
 
-// Sends a query for the peer of that key, or for the one behind it, with its traces. Returns what
-// the call returned; a reply has the peer found in a resp_app_peer at VYN_SNMP_RESP_MEMBER.
-u32 vyn_query_peer(const vyn_peer_query &query, bool exact, const vyn_app_peer &key,
+// The request of a query, whose key, request.req_peer.peer, is still empty.
+vyn_snmp_req vyn_peer_request(const vyn_peer_query &query);
+
+// Sends a query for the peer of the request's key, or for the one behind it, with its traces.
+// Returns what the call returned; a reply has the peer found at VYN_SNMP_RESP_MEMBER, behind a
+// word.
+u32 vyn_query_peer(const vyn_peer_query &query, bool exact, vyn_snmp_req *request,
                    vyn_reply *reply);
+
+// The traces of the peer that a reply has brought.
+void vyn_trace_peer(const vyn_peer_query &query, bool exact, const vyn_app_peer &found);

@@ -77,23 +77,7 @@ vyn_feature_entry *vyn_first_feature_behind(const char *key, size_t longest)
 bool vyn_is_below(const struct variable *column, const oid *name, size_t length)
 {
     return length > column->namelen &&
-           snmp_oid_compare(name, column->namelen, column->name, column->namelen) == 0;
-}
-
-bool vyn_oid_cursor::take(oid *value)
-{
-    if (next_ == end_)
-        return false;
-    *value = *next_++;
-    return true;
-}
-
-size_t vyn_oid_cursor::take_octets(uint8_t *octets, size_t count)
-{
-    const size_t taken = std::min(count, left());
-    for (size_t i = 0; i < taken; i++)
-        octets[i] = static_cast<uint8_t>(*next_++);
-    return taken;
+           memcmp(name, column->name, column->namelen * sizeof(oid)) == 0;
 }
 
 bool vyn_oid_cursor::take_string(char *string, size_t longest)
@@ -207,19 +191,6 @@ vyn_service_scope vyn_service_scope_of(oid scope)
     return scope == VYN_SCOPE_PHYSICAL  ? VYN_SERVICE_PHYSICAL
            : scope == VYN_SCOPE_LOGICAL ? VYN_SERVICE_LOGICAL
                                         : VYN_SERVICE_NO_SCOPE;
-}
-
-vyn_oid_builder::vyn_oid_builder(const oid *base, size_t length)
-{
-    for (size_t i = 0; i < length; i++)
-        put(base[i]);
-}
-
-void vyn_oid_builder::put(oid value)
-{
-    if (length_ < MAX_OID_LEN)
-        name_[length_] = value;
-    length_++;
 }
 
 void vyn_oid_builder::put_octets(const uint8_t *octets, size_t count)

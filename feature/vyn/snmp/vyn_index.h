@@ -68,11 +68,23 @@ class vyn_oid_cursor {
     size_t left() const { return static_cast<size_t>(end_ - next_); }
 
     // Takes one. False at the end, and then *value is as it was.
-    bool take(oid *value);
+    bool take(oid *value)
+    {
+        if (next_ == end_)
+            return false;
+        *value = *next_++;
+        return true;
+    }
 
     // Takes up to `count` as octets, the low 8 bits of each, and returns how many there were. The
     // buffer must have room for `count`, which therefore never comes from an OID unchecked.
-    size_t take_octets(uint8_t *octets, size_t count);
+    size_t take_octets(uint8_t *octets, size_t count)
+    {
+        const size_t taken = std::min(count, left());
+        for (size_t i = 0; i < taken; i++)
+            octets[i] = static_cast<uint8_t>(*next_++);
+        return taken;
+    }
 
     // Takes all as characters of a string with room for `longest` of them and a NUL. False when
     // there are more, or when one is no character.
@@ -148,9 +160,17 @@ bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_LONGEST_APP_NAME 
 // Builds the OID of an answer.
 class vyn_oid_builder {
   public:
-    vyn_oid_builder(const oid *base, size_t length);
+    vyn_oid_builder(const oid *base, size_t length) : length_(length)
+    {
+        memcpy(name_, base, std::min<size_t>(length, MAX_OID_LEN) * sizeof(oid));
+    }
 
-    void put(oid value);
+    void put(oid value)
+    {
+        if (length_ < MAX_OID_LEN)
+            name_[length_] = value;
+        length_++;
+    }
     void put_octets(const uint8_t *octets, size_t count);
 
     // A length, and so many characters of a text.
@@ -172,7 +192,7 @@ class vyn_oid_builder {
 
   private:
     oid name_[MAX_OID_LEN];
-    size_t length_ = 0; // goes on counting behind the end, so that commit knows
+    size_t length_; // goes on counting behind the end, so that commit knows
 };
 
 // Commits the OID of a row whose index is a feature's name and a scope, of the records of merges,

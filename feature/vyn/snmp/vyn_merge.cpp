@@ -225,7 +225,7 @@ static u_char *failure_reason_value(size_t *var_len)
     const auto &octets = row_merge.failure_code;
     const uint32_t code = uint32_t{octets[0]} << 8 | octets[1];
     vyn_trace(VYN_TRACE_FLOW, "%s : app %d status = %d \n", "get_vynMergeTable", code,
-              uint32_t{row_merge.failed});
+              row_merge.failed);
     return formatted_value(syserr2str(vyn_mr_status2syserr(code, row_merge.failed)), var_len);
 }
 

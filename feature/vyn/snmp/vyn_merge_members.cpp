@@ -77,7 +77,8 @@ static int get_vynMergeMembersEntry_instance(const struct variable *vp, oid *nam
                                              bool exact)
 {
     vyn_trace_read(members_query.function, exact, *length, vp->namelen);
-    vyn_app_peer key{};
+    vyn_snmp_req request = vyn_peer_request(members_query);
+    vyn_app_peer &key = request.request.req_peer.peer;
     const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (!exact)
         decode_next(index, &key);
@@ -85,11 +86,12 @@ static int get_vynMergeMembersEntry_instance(const struct variable *vp, oid *nam
         return -1;
 
     vyn_reply reply;
-    if (u32 error = vyn_query_peer(members_query, exact, key, &reply))
+    if (u32 error = vyn_query_peer(members_query, exact, &request, &reply))
         return static_cast<int>(error);
     if (!reply.present())
         return 0;
-    row_member = reply.read<resp_merge_member>(VYN_SNMP_RESP_MEMBER);
+    reply.read_into(&row_member, VYN_SNMP_RESP_MEMBER);
+    vyn_trace_peer(members_query, exact, row_member.member);
     return commit_row(vp, row_member.member, name, length) ? 0 : -1;
 }
 

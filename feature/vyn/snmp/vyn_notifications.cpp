@@ -146,7 +146,7 @@ static netsnmp_variable_list *discovery_ended(const void *payload, oid *notifica
     vyn_trace(VYN_TRACE_FLOW,
               "notif_val.resp_phy_disc_status.disc_status = %d  "
               "notif_val.resp_phy_disc_status.failure_reason = %d \n",
-              retained.disc_status, uint32_t{retained.failure_reason});
+              retained.disc_status, retained.failure_reason);
     vyn_trace(VYN_TRACE_FLOW, "About to generate VYN -norvoVYNDiscoveryCompleteNotif\n");
     return varbinds.head();
 }

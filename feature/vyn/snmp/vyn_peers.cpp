@@ -46,7 +46,8 @@ static constexpr vyn_peer_query peers_query = {
 static int header_vynPeersEntry(const struct variable *vp, oid *name, size_t *length, bool exact)
 {
     vyn_trace_read(peers_query.function, exact, *length, vp->namelen);
-    vyn_app_peer key{};
+    vyn_snmp_req request = vyn_peer_request(peers_query);
+    vyn_app_peer &key = request.request.req_peer.peer;
     vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (!exact)
         vyn_take_partial_address(&index, &key.addr_type, key.addr);
@@ -55,11 +56,12 @@ static int header_vynPeersEntry(const struct variable *vp, oid *name, size_t *le
         return -1;
 
     vyn_reply reply;
-    if (u32 error = vyn_query_peer(peers_query, exact, key, &reply))
+    if (u32 error = vyn_query_peer(peers_query, exact, &request, &reply))
         return static_cast<int>(error);
     if (!reply.present())
         return 0;
-    row_peer = reply.read<resp_app_peer>(VYN_SNMP_RESP_MEMBER);
+    reply.read_into(&row_peer, VYN_SNMP_RESP_MEMBER);
+    vyn_trace_peer(peers_query, exact, row_peer.peer);
     vyn_oid_builder row(vp->name, vp->namelen);
     vyn_put_address(&row, row_peer.peer.addr_type, row_peer.peer.addr);
     return row.commit(name, length) ? 0 : -1;
@@ -110,7 +112,8 @@ static int header_vynFeaturePeersEntry(const struct variable *vp, oid *name, siz
                                        bool exact)
 {
     vyn_trace_read(feature_peers_query.function, exact, *length, vp->namelen);
-    vyn_app_peer key{};
+    vyn_snmp_req request = vyn_peer_request(feature_peers_query);
+    vyn_app_peer &key = request.request.req_peer.peer;
     const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (!exact)
         decode_next(index, &key);
@@ -118,12 +121,13 @@ static int header_vynFeaturePeersEntry(const struct variable *vp, oid *name, siz
         return -1;
 
     vyn_reply reply;
-    if (u32 error = vyn_query_peer(feature_peers_query, exact, key, &reply))
+    if (u32 error = vyn_query_peer(feature_peers_query, exact, &request, &reply))
         return static_cast<int>(error);
     if (!reply.present())
         return 0;
-    row_feature_peer = reply.read<resp_app_peer>(VYN_SNMP_RESP_MEMBER);
+    reply.read_into(&row_feature_peer, VYN_SNMP_RESP_MEMBER);
     const vyn_app_peer &peer = row_feature_peer.peer;
+    vyn_trace_peer(feature_peers_query, exact, peer);
     vyn_oid_builder row(vp->name, vp->namelen);
     row.put_name(peer.local_app_name, vyn_field(peer.local_app_name).length());
     if (!vyn_put_peer_scope(&row, peer)) {

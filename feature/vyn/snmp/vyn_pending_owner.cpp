@@ -52,7 +52,7 @@ static void trace_request(vyn_msg_type msg_type, const vyn_lock_key &key)
               "request.req_app_lock_state.local_app.name = %s, "
               "request.req_app_lock_state.scope = %d,request.req_app_lock_state.min_vsan = %x",
               "header_vynPendingConfOwnerEntry", uint32_t{msg_type}, vyn_field(key.app_name),
-              uint32_t{key.scope}, uint32_t{key.min_vsan});
+              key.scope, key.min_vsan);
 }
 
 static void trace_reply(vyn_msg_type msg_type, const resp_app_lock_state &lock)
@@ -62,12 +62,11 @@ static void trace_reply(vyn_msg_type msg_type, const resp_app_lock_state &lock)
               "resp_p->resp_app_lock_state.lock_info[0].app.name = %s,  "
               "resp_p->resp_app_lock_state.scope = %d, "
               "resp_p->resp_app_lock_state.lock_info[0].vsan = %x \n",
-              own_name, uint32_t{msg_type}, vyn_field(lock.app_name), uint32_t{lock.scope},
-              uint32_t{lock.vsan});
+              own_name, uint32_t{msg_type}, vyn_field(lock.app_name), lock.scope, lock.vsan);
     vyn_trace(VYN_TRACE_FLOW,
               " resp_p->resp_app_lock_state.lock_info[0].user_name = %s, "
               "resp_p->resp_app_lock_state.lock_info[0].ip_address = %x \n",
-              vyn_field(lock.user_name), uint32_t{lock.ip_address});
+              vyn_field(lock.user_name), lock.ip_address);
 }
 
 // Finds the row, keeps it and writes its index into name and length. 0 when there is a row to

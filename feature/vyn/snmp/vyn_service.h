@@ -64,7 +64,8 @@ template <typename... Args> class vyn_format {
     {
         if constexpr (std::is_convertible_v<Arg, const char *> || std::is_same_v<Arg, vyn_field>)
             return 's';
-        else if constexpr (std::is_integral_v<Arg> && sizeof(Arg) <= sizeof(uint32_t))
+        else if constexpr (std::is_same_v<Arg, be32> ||
+                           (std::is_integral_v<Arg> && sizeof(Arg) <= sizeof(uint32_t)))
             return 'd';
         else
             return '?';
@@ -73,14 +74,18 @@ template <typename... Args> class vyn_format {
     const char *text_;
 };
 
-// What becomes of an argument on its way to printf: a field is copied to where its end has room.
-// The room lives as long as the expression that the call stands in.
+// What becomes of an argument on its way to printf: a word is a number, and a field is copied to
+// where its end has room. The room lives as long as the expression that the call stands in.
 struct vyn_field_room {
     char text[257];
 };
-template <typename Arg> Arg vyn_printf_argument(Arg argument)
+template <typename Arg> const Arg &vyn_printf_argument(const Arg &argument)
 {
     return argument;
+}
+inline uint32_t vyn_printf_argument(be32 word)
+{
+    return word;
 }
 inline const char *vyn_printf_argument(vyn_field field, vyn_field_room &&room = {})
 {
@@ -93,17 +98,33 @@ inline const char *vyn_printf_argument(vyn_field field, vyn_field_room &&room = 
 // Formats into a record of 512 bytes of text, longer texts are cut, and adds it to the history.
 void vyn_trace_history(vyn_trace_level level, const char *format, ...);
 
+// The sinks of a trace, for one that has asked for it.
+template <typename... Args>
+[[gnu::noinline]] void vyn_trace_to_history(vyn_trace_level level, const char *format,
+                                            const Args &...args)
+{
+    vyn_trace_history(level, format, vyn_printf_argument(args)...);
+}
+template <typename... Args>
+[[gnu::noinline]] void vyn_trace_to_debug(const char *format, const Args &...args)
+{
+    buginf(1, sdwrap_dbg_modname, 0, format, vyn_printf_argument(args)...);
+}
+
 // Traces one message: to the event history and, when the level is on there, to the debug output.
 // Where a format begins with %s, that argument is a function's name, and not always the name of the
 // function that traces: it is passed like any other. Returns the answer of the debug check.
+// Inlined, so that a trace which nobody wants does not even fetch its arguments.
 template <typename... Args>
-int vyn_trace(vyn_trace_level level, vyn_format<std::type_identity_t<Args>...> format, Args... args)
+[[gnu::always_inline]] inline int vyn_trace(vyn_trace_level level,
+                                            vyn_format<std::decay_t<const Args &>...> format,
+                                            const Args &...args)
 {
-    if (sdwrap_hist_event_subtype_check(VYN_HISTORY_TYPE, level) == 0)
-        vyn_trace_history(level, format.text(), vyn_printf_argument(args)...);
+    if (sdwrap_hist_event_subtype_check(VYN_HISTORY_TYPE, level) == 0) [[unlikely]]
+        vyn_trace_to_history(level, format.text(), args...);
     const int debug = sdwrap_chk_int(level, 0, 0, 1);
-    if (debug != 0)
-        buginf(1, sdwrap_dbg_modname, 0, format.text(), vyn_printf_argument(args)...);
+    if (debug != 0) [[unlikely]]
+        vyn_trace_to_debug(format.text(), args...);
     return debug;
 }
 
@@ -123,12 +144,22 @@ class vyn_reply {
     // The record at a byte offset of the reply; what a short reply lacks of it is zero.
     template <typename Record> Record read(size_t offset) const
     {
-        static_assert(std::is_trivially_copyable_v<Record> && alignof(Record) == 1);
-        Record record{};
-        if (present() && offset < length_)
-            memcpy(&record, static_cast<const uint8_t *>(block_) + offset,
-                   std::min<size_t>(length_ - offset, sizeof(Record)));
+        Record record;
+        read_into(&record, offset);
         return record;
+    }
+
+    // The same, into a record that is there: a row is copied once.
+    template <typename Record> void read_into(Record *record, size_t offset) const
+    {
+        static_assert(std::is_trivially_copyable_v<Record> && alignof(Record) == 1);
+        const bool reaches = present() && offset < length_;
+        const size_t there = reaches ? std::min<size_t>(length_ - offset, sizeof(Record)) : 0;
+        auto *bytes = reinterpret_cast<uint8_t *>(record);
+        if (reaches)
+            memcpy(bytes, static_cast<const uint8_t *>(block_) + offset, there);
+        if (there < sizeof(Record))
+            memset(bytes + there, 0, sizeof(Record) - there);
     }
 
   private:
@@ -188,7 +219,7 @@ struct vyn_integer_checks {
 
 // What RESERVE1 demands of a row status: active, createAndGo or destroy, and none of those of a row
 // that waits to be complete.
-constexpr vyn_integer_checks vyn_row_status_checks(const char *wrong_type, const char *wrong_length,
+consteval vyn_integer_checks vyn_row_status_checks(const char *wrong_type, const char *wrong_length,
                                                    const char *wrong_value)
 {
     return {.type = ASN_INTEGER,

@@ -63,9 +63,9 @@ static int header_vynStatPeersEntry(const struct variable *vp, oid *name, size_t
     // The text says msg_type, and what it shows is the type of the query.
     vyn_trace(VYN_TRACE_FLOW,
               " %s : Sending cmi_req_respfor MTS_OPC_VYN_CONFIG_REQ : msg_type = %d ", own_name,
-              uint32_t{request.query_type});
+              request.query_type);
     vyn_trace(VYN_TRACE_FLOW, "request.static_peer.addr_type = %d, request.static_peer.addr = %s ",
-              uint32_t{key.addr_type}, vyn_field(key.addr));
+              key.addr_type, vyn_field(key.addr));
     vyn_reply reply;
     if (u32 error =
             vyn_query(MTS_OPC_VYN_CONFIG_REQ, exact ? VYN_MSG_GET : VYN_MSG_GETNEXT, &request,
@@ -77,7 +77,7 @@ static int header_vynStatPeersEntry(const struct variable *vp, oid *name, size_t
     row_static_peer = reply.read<resp_static_peer>(VYN_SNMP_RESP_MEMBER);
     vyn_trace(VYN_TRACE_FLOW,
               "resp_p->resp_static_peer.addr_type = %d, resp_p->resp_static_peer.addr = %s ",
-              uint32_t{row_static_peer.addr_type}, vyn_field(row_static_peer.addr));
+              row_static_peer.addr_type, vyn_field(row_static_peer.addr));
     vyn_oid_builder row(vp->name, vp->namelen);
     vyn_put_address(&row, row_static_peer.addr_type, row_static_peer.addr);
     return row.commit(name, length) ? 0 : -1;
