@@ -2,11 +2,12 @@
 //
 // A descriptor that poll() calls writable takes 4,096 bytes at once when it is a pipe, so lines
 // are kept shorter than that. Making standard output non-blocking instead would change it for
-// the shell that shares it.
+// the shell that shares it. A file on a disk always takes a line and is not asked.
 #include "log.h"
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,10 +15,21 @@
 
 namespace vynd {
 
-event_log::event_log(const std::string &file)
-    : file_(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644))
+static bool is_file(int fd)
 {
-    if (file_.get() < 0)
+    struct stat target;
+    return fstat(fd, &target) == 0 && S_ISREG(target.st_mode);
+}
+
+event_log::event_log() : may_wait_(!is_file(target_))
+{
+}
+
+event_log::event_log(const std::string &file)
+    : file_(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644)),
+      target_(file_.get()), may_wait_(!is_file(target_))
+{
+    if (target_ < 0)
         throw std::system_error(errno, std::generic_category(), file);
 }
 
@@ -32,13 +44,13 @@ void event_log::line(const std::string &text)
 bool event_log::put(std::string text)
 {
     constexpr size_t longest = 4095;
-    const int target = file_.get() < 0 ? STDOUT_FILENO : file_.get();
     if (text.size() > longest)
         text.resize(longest);
     text += '\n';
-    pollfd ready{target, POLLOUT, 0};
-    return poll(&ready, 1, 0) == 1 && (ready.revents & POLLOUT) &&
-           write(target, text.data(), text.size()) >= 0;
+    pollfd ready{target_, POLLOUT, 0};
+    if (may_wait_ && (poll(&ready, 1, 0) != 1 || !(ready.revents & POLLOUT)))
+        return false;
+    return write(target_, text.data(), text.size()) >= 0;
 }
 
 } // namespace vynd

@@ -15,7 +15,7 @@ namespace vynd {
 class event_log {
   public:
     // To standard output, or appended to that file. Throws std::system_error.
-    event_log() = default;
+    event_log();
     explicit event_log(const std::string &file);
 
     // `text` has no newline, and nothing that is not printable.
@@ -25,6 +25,8 @@ class event_log {
     bool put(std::string text);
 
     unique_fd file_;
+    int target_ = 1; // what is written to: standard output, or the file
+    bool may_wait_;  // a write can find that there is no room yet
     size_t missing_ = 0;
 };
 

@@ -5,11 +5,13 @@
 
 #include "connection.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
@@ -110,7 +112,12 @@ bool connection::open()
     do
         result = connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof(address));
     while (result < 0 && errno == EINTR);
-    if (result == 0)
+    timeval longest;
+    longest.tv_sec = timeout_ms() / 1000;
+    longest.tv_usec = timeout_ms() % 1000 * 1000;
+    // From here on what does not wait says so.
+    if (result == 0 && fcntl(fd_, F_SETFL, 0) == 0 &&
+        setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof(longest)) == 0)
         return true;
     fail(strerrordesc_np(errno));
     close();
@@ -132,18 +139,15 @@ pid_t connection::peer() const
     return process.pid;
 }
 
-arrival connection::receive(frame_buffer &frame)
+arrival connection::receive(frame_buffer &frame, int flags)
 {
     constexpr size_t room = sizeof(frame.payload) - zero_behind;
     iovec parts[] = {{&frame.header, sizeof(frame.header)}, {frame.payload, room}};
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = 2;
-    ssize_t length;
-    do
-        length = recvmsg(fd_, &message, 0);
-    while (length < 0 && errno == EINTR);
-    if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+    const ssize_t length = recvmsg(fd_, &message, flags);
+    if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR))
         return arrival::nothing;
     if (length < static_cast<ssize_t>(sizeof(frame.header))) {
         fail(length < 0    ? strerrordesc_np(errno)
@@ -165,23 +169,28 @@ bool connection::send(const vynd::frame_header &header, const void *payload, siz
     message.msg_iovlen = 2;
     ssize_t sent;
     do
-        sent = sendmsg(fd_, &message, MSG_NOSIGNAL);
+        sent = sendmsg(fd_, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
     while (sent < 0 && errno == EINTR);
     return sent >= 0 || fail(strerrordesc_np(errno));
 }
 
-bool connection::wait(int64_t deadline) const
+// A request that has met no trouble has its whole time left to wait, which the socket knows: that
+// is one call of the system where poll and a receive are two, and the most of what a read costs.
+arrival connection::await(frame_buffer &frame, int64_t deadline)
 {
+    constexpr int64_t tick = 1;
     for (;;) {
-        const int64_t left = deadline - now_ms();
+        int64_t left = deadline - now_ms();
+        const arrival got = receive(frame, left >= timeout_ms() - tick ? 0 : MSG_DONTWAIT);
+        if (got != arrival::nothing)
+            return got;
+        left = deadline - now_ms();
         if (left <= 0)
-            return false;
+            return arrival::nothing;
         pollfd wanted{fd_, POLLIN, 0};
-        const int ready = poll(&wanted, 1, static_cast<int>(left < INT_MAX ? left : INT_MAX));
-        if (ready > 0)
-            return true;
-        if (ready < 0 && errno != EINTR)
-            return false;
+        if (poll(&wanted, 1, static_cast<int>(std::min<int64_t>(left, INT_MAX))) < 0 &&
+            errno != EINTR)
+            return arrival::nothing;
     }
 }
 

@@ -1,7 +1,7 @@
 // A connection to the service: frames in, frames out, and what to say about it in the agent's log.
 //
 // The socket is at $VYN_SOCKET; a request may take $VYN_TIMEOUT_MS milliseconds. Both are read when
-// they are first needed. Nothing here waits but wait(). Frames are packets: one receive is one
+// they are first needed. Nothing here waits but await(). Frames are packets: one receive is one
 // frame, and a frame that is too large for its buffer has lost its end but not its header.
 //
 // An outage begins with the first failure of either connection and ends when neither is failing;
@@ -10,6 +10,7 @@
 
 #include <cstdint>
 
+#include <sys/socket.h>
 #include <sys/types.h>
 
 #include "vynd_protocol.h"
@@ -68,19 +69,20 @@ class connection {
 
     // The next frame that has arrived. cut: only its header is whole. lost: the connection is of no
     // more use; the caller closes it.
-    arrival receive(frame_buffer &frame);
+    arrival receive(frame_buffer &frame) { return receive(frame, MSG_DONTWAIT); }
+
+    // The same, and waits for it, at most until the deadline.
+    arrival await(frame_buffer &frame, int64_t deadline);
 
     // False: the frame has not been sent, and the connection is of no more use.
     bool send(const vynd::frame_header &header, const void *payload, size_t length);
-
-    // Waits until something has arrived, at most until the deadline; true when it has.
-    bool wait(int64_t deadline) const;
 
     // Why the last open, receive or send failed.
     const char *trouble() const { return trouble_; }
     void set_trouble(const char *trouble) { trouble_ = trouble; }
 
   private:
+    arrival receive(frame_buffer &frame, int flags);
     bool fail(const char *trouble);
 
     int fd_ = -1;

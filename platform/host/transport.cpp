@@ -46,7 +46,6 @@ class requester {
     void await_greeting();
     void look();
     u32 await_reply(int64_t deadline);
-    arrival await(int64_t deadline);
     arrival next_reply(int64_t deadline);
     void drop();
 
@@ -70,19 +69,10 @@ void requester::drop()
     state_ = state::closed;
 }
 
-arrival requester::await(int64_t deadline)
-{
-    for (;;) {
-        const arrival got = link_.receive(frame_);
-        if (got != arrival::nothing || !link_.wait(deadline))
-            return got;
-    }
-}
-
 // A reply, whole or cut; anything else has no place on this connection.
 arrival requester::next_reply(int64_t deadline)
 {
-    const arrival got = await(deadline);
+    const arrival got = link_.await(frame_, deadline);
     if ((got == arrival::frame || got == arrival::cut) && !frame_.is(vynd::frame_kind::reply)) {
         link_.set_trouble("the service has sent a frame that is no reply");
         return arrival::lost;
@@ -104,7 +94,7 @@ bool requester::connect(int64_t deadline)
 // The caller looks at the state afterwards.
 void requester::await_greeting()
 {
-    const arrival got = await(greet_by_);
+    const arrival got = link_.await(frame_, greet_by_);
     if (got == arrival::frame && frame_.is_greeting()) {
         state_ = state::ready;
         patient_ = true;
@@ -144,7 +134,7 @@ bool requester::is_closed()
 
 u32 requester::make_ready(int64_t deadline, bool *may_connect)
 {
-    for (;;) {
+    while (state_ != state::ready) {
         if (state_ == state::closed) {
             if (!std::exchange(*may_connect, false) || !connect(deadline))
                 return ERR_NO_CONNECTION;
@@ -154,11 +144,12 @@ u32 requester::make_ready(int64_t deadline, bool *may_connect)
         else
             look();
         if (state_ == state::ready)
-            return 0;
+            break;
         if (state_ != state::closed && now_ms() < give_up_at_)
             return ERR_TIMED_OUT;
         drop();
     }
+    return 0;
 }
 
 u32 requester::await_reply(int64_t deadline)
