@@ -35,10 +35,13 @@ install_packages() {
     return $status
 }
 
+# configure FOLDER [CMAKE-OPTION...]: makes build/FOLDER ready to build in.
+configure() {
+    cmake -S "$top" -B "$top/build/$1" -G Ninja "${@:2}" >/dev/null
+}
+
 # build FOLDER [CMAKE-OPTION...]: configures and builds the tree in build/FOLDER.
 build() {
-    local folder=$top/build/$1
-    shift
-    cmake -S "$top" -B "$folder" -G Ninja "$@" >/dev/null
-    cmake --build "$folder"
+    configure "$@"
+    cmake --build "$top/build/$1"
 }

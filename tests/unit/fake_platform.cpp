@@ -88,7 +88,7 @@ octets integer(int32_t value) { return set_value(value, sizeof(value)).bytes; }
 
 octets text(const std::string &value) { return octets(value.begin(), value.end()); }
 
-read_result read_object(int column, const sub_ids &requested, bool exact) {
+read_result read_object(int column, const sub_ids &requested, bool exact, oid behind) {
     const struct variable7 &object = object_of(column);
     struct variable vp = {};
     vp.magic = static_cast<u_char>(column);
@@ -100,7 +100,7 @@ read_result read_object(int column, const sub_ids &requested, bool exact) {
 
     read_result result;
     sub_ids name = requested;
-    name.resize(MAX_OID_LEN, 2); // what a read past the end would take for a scope
+    name.resize(MAX_OID_LEN, behind);
     size_t length = requested.size(), value_length = 0xdeadbeef;
     const u_char *value = object.findVar(&vp, name.data(), &length, exact, &value_length, &result.write_method);
     if (value != nullptr) result.value = octets(value, value + value_length);

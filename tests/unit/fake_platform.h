@@ -133,8 +133,9 @@ octets reply_of(size_t size, std::initializer_list<std::pair<size_t, uint32_t>> 
                 std::initializer_list<std::pair<size_t, octets>> fields = {});
 
 // Calls the read function of the object with this column identifier as the agent does: with an OID,
-// or with the object's own and an index.
-read_result read_object(int column, const sub_ids &requested, bool exact);
+// behind which the agent's buffer has these numbers (a read of them sees scopes), or with the object's
+// own and an index.
+read_result read_object(int column, const sub_ids &requested, bool exact, oid behind = 2);
 read_result get(int column, const sub_ids &index);
 read_result get_next(int column, const sub_ids &index);
 
