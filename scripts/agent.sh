@@ -6,6 +6,7 @@
 # the arguments that a manager begins with, $port and $trap_port where agent and receiver are, and
 # $service, $receiver and $agent the processes. What a process prints is in $run, in a file of its name.
 vyn=1.3.6.1.4.1.57193.12.7
+trap_transport=udp # tcp: no notification is lost, however many there are
 run= service= receiver= agent=
 ordinary=()
 
@@ -30,12 +31,11 @@ await() { # COMMAND...: until it succeeds
     exit 1
 }
 
-free_port() { # a UDP port of 127.0.0.1 that nobody has
+free_port() { # a port of 127.0.0.1 that nobody has
     local port
     while :; do
         port=$((20000 + RANDOM))
-        grep -q "^ *[0-9]*: [0-9A-F]*:$(printf %04X $port) " /proc/net/udp /proc/net/udp6 ||
-            break
+        grep -q "^ *[0-9]*: [0-9A-F]*:$(printf %04X $port) " /proc/net/{udp,tcp}{,6} || break
     done
     echo $port
 }
@@ -68,7 +68,7 @@ rwcommunity oper default -V fabric
 createUser alice SHA alice-auth AES alice-priv
 rwuser alice priv -V fabric
 dontLogTCPWrappersConnects yes
-trap2sink udp:127.0.0.1:$trap_port traps
+trap2sink $trap_transport:127.0.0.1:$trap_port traps
 CONF
     echo "disableAuthorization yes" >"$run/receiver.conf"
     if [ "$(id -u)" = 0 ]; then
@@ -81,7 +81,7 @@ CONF
 
     start_service
     MIBDIRS=$VYN_BASE_MIBS:$run start snmptrapd -f -C -c "$run/receiver.conf" -n \
-        -Lf "$run/snmptrapd.log" -F '%v\n' "udp:127.0.0.1:$trap_port"
+        -Lf "$run/snmptrapd.log" -F '%v\n' "$trap_transport:127.0.0.1:$trap_port"
     receiver=$!
     MIBS= start snmpd -f -C -c "$run/agent.conf" -Lf "$run/snmpd.log"
     agent=$!
