@@ -40,6 +40,8 @@ class subscriber {
   private:
     static constexpr int most_opcodes = 8;
     static constexpr int events_at_once = 16;
+    static constexpr int most_left_behind =
+        1024; // more than the socket of one that has ended can hold
 
     void connect();
     void tick();
@@ -144,6 +146,12 @@ void subscriber::renew(pid_t service)
 {
     if (greeted_ && link_.peer() == service)
         return;
+    // What the service before has posted comes first.
+    for (int i = 0; i < most_left_behind && greeted_; i++) {
+        if (link_.receive(frame_) != arrival::frame || !frame_.is(vynd::frame_kind::event))
+            break;
+        deliver();
+    }
     disconnect();
     connect();
 }

@@ -42,7 +42,7 @@ testing::AssertionResult has(const std::string &text, const std::string &part) {
     return testing::AssertionResult(text.find(part) != std::string::npos) << "\"" << part << "\" in:\n" << text;
 }
 
-static std::string replace_all(std::string text, const std::string &from, const std::string &to) {
+std::string replace_all(std::string text, const std::string &from, const std::string &to) {
     for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
         text.replace(at, from.size(), to);
     return text;
@@ -65,7 +65,7 @@ std::vector<binding> parse(const std::string &output) {
     std::istringstream stream(output);
     for (std::string line; std::getline(stream, line);) {
         if (line.find("{}.") != 0) continue;
-        binding each{{}, line};
+        binding each{{}, line, line.substr(std::min(line.size(), line.find(" = ") + 3))};
         std::istringstream digits(line.substr(3, line.find(' ') - 3));
         for (std::string part; std::getline(digits, part, '.');) each.name.push_back(std::stoul(part));
         found.push_back(each);
@@ -146,13 +146,19 @@ void fabric_agent::stop_all() {
 
 void fabric_agent::start_agent() {
     std::ofstream(folder + "/agent.conf")
-        << "agentaddress udp:127.0.0.1:" + agent_port + "\ndlmod vyn_mib " VYN_MODULE "\n"
+        << "agentaddress udp:127.0.0.1:" + agent_port + "\ndlmod vyn_mib " + agent_module + "\n"
         << "rocommunity watcher default\nrwcommunity oper default\n"
         << "createUser alice SHA alice-auth AES alice-priv\nrwuser alice priv\n"
         << replace_all(trap_sink, "{}", transport + ":127.0.0.1:" + trap_port) << "\n";
     agent = spawn(agent_wrapper + "snmpd -f -C -c agent.conf -Lf snmpd.log " + agent_options + " >>snmpd.out");
     const std::string hasty = "-r 0 -t 0.1 " + watcher;
     ASSERT_TRUE(wait_until([&] { return has(manager("snmpget", hasty, ".1.3.6.1.2.1.1.3.0"), "Timeticks"); }));
+}
+
+void fabric_agent::use_sanitizers() {
+    agent_module = VYN_SANITIZED_MODULE;
+    if (const std::string runtime = VYN_SANITIZER_RUNTIME; !runtime.empty())
+        agent_wrapper = "env LD_PRELOAD=" + runtime + " ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 ";
 }
 
 void fabric_agent::restart_agent() {

@@ -22,14 +22,16 @@ bool wait_until(const std::function<bool()> &condition);
 // What a command of the shell prints, standard error included.
 std::string run(const std::string &command);
 
+std::string replace_all(std::string text, const std::string &from, const std::string &to);
+
 // How many times a text occurs in another, and whether it does; a failed check of that shows the text.
 size_t count(const std::string &text, const std::string &part);
 testing::AssertionResult has(const std::string &text, const std::string &part);
 
-// One line of a walk: the sub-identifiers below vynMIB, and the line itself.
+// One line of a walk: the sub-identifiers below vynMIB, the line itself, and what is behind its " = ".
 struct binding {
     std::vector<unsigned long> name;
-    std::string line;
+    std::string line, value;
 };
 
 std::vector<binding> parse(const std::string &output);
@@ -49,7 +51,8 @@ class fabric_agent : public testing::Test {
     void start_service(const std::filesystem::path &scenario = "default.json"); // of the tree, or a whole path
     void stop_service(int signal) { end(service, signal); }                     // and wait until it is gone
     void start_agent();
-    void restart_agent(); // as a manager of processes does it, by SIGHUP
+    void restart_agent();  // as a manager of processes does it, by SIGHUP
+    void use_sanitizers(); // in the agents that are started from now on, where they can be had
     void stop_agent() { EXPECT_EQ(end(agent, SIGTERM), 0); }
     void stop_all();
 
@@ -75,6 +78,7 @@ class fabric_agent : public testing::Test {
 
     std::string folder;
     std::map<std::string, std::string> environment; // of the agent
+    std::string agent_module = VYN_MODULE;          // that the agent loads
     std::string agent_options, agent_wrapper;       // behind and in front of its command
     std::string transport = "udp";                  // to the receiver of notifications
     std::string trap_sink = "trap2sink {} traps";   // {}: the receiver's address

@@ -1,38 +1,11 @@
-// Peers, static peers, merges and regions through a real agent: walks of every kind of row, what managers see of
-// the limits of the tables, static peers in and out of NPV mode, and failed merges resolved.
+// Peers, static peers, merges and regions through a real agent: what managers see of the limits of the tables, static
+// peers in and out of NPV mode, and failed merges resolved.
 
 #include "fabric_agent.h"
 
 namespace {
 
 class agent_peers : public fabric_agent {};
-
-TEST_F(agent_peers, generated_fabrics_are_walked_whole) {
-    const std::string addresses =
-        R"("10.0.0.1", "10.0.1.0", "9.255.0.1", "::1", "fe80::2", "core", "edge-12", "\u00ffabc")";
-    const std::string members =
-        R"("members": [{"address": "10.0.0.9", "attr1": 255, "attr2": 1}, {"address": "edge-1"}])";
-    const auto peers = [&](const std::string &place) { return "{" + place + ", \"peers\": [" + addresses + "]}"; };
-    std::string features, regions;
-    for (int i = 1; i <= 200; i++) { // the VSANs of merges increase from one feature to the next
-        const std::string comma = i > 1 ? ", " : "", id = std::to_string(i), vsan = "\"vsan\": " + id,
-                          scope = "\"scope\": \"physical\"", place = i % 3 == 0 ? scope : vsan;
-        features += comma + feature("f" + std::to_string(1000 + i),
-                                    ", \"peers\": [" + peers(scope) + ", " + peers(vsan) + "], \"merges\": [{" + place +
-                                        ", \"status\": \"failed\", \"failure\": 1, " + members + "}], \"regions\": [{" +
-                                        place + ", \"region\": " + id + "}]");
-        regions = "{\"id\": " + id + ", " + scope + "}" + comma + regions;
-    }
-    start_with("{\"peers\": [" + addresses +
-               "], \"static_peers\": [{\"address\": \"10.9.0.1\", \"status\": 4294967295}, " +
-               "{\"address\": \"::9\"}, {\"address\": \"host\"}], \"regions\": [" + regions + "], \"features\": [" +
-               features + "]}");
-    const std::vector<binding> walk = checked_walk();
-    const std::tuple<unsigned long, unsigned long, size_t> tables[] = {
-        {5, 2, 8},   {6, 4, 200 * 16}, {11, 3, 3},  {11, 5, 3},   {3, 3, 200}, {3, 5, 200},
-        {4, 4, 400}, {9, 4, 200},      {9, 5, 200}, {10, 4, 200}, {10, 6, 200}};
-    for (const auto &[table, column, rows] : tables) EXPECT_EQ(rows_of(walk, table, column), rows) << table;
-}
 
 TEST_F(agent_peers, limits_of_the_tables_are_what_managers_see) {
     const std::string merge = "{\"scope\": \"physical\"}, {\"vsan\": 5}, {\"vsan\": 9}",
