@@ -139,7 +139,7 @@ TEST_F(feature_op, runs_an_action_in_commit) {
         SCOPED_TRACE(testing::Message() << scope_type << " " << flags << " " << value);
         entry->scope_type = scope_type, entry->scope_value = scope_value, entry->flags = flags;
         for (int quiet : {reserve1, reserve2, action, free_phase, undo})
-            set(set_vynFeatureOpAction, name, {{quiet, {value, 4}, 0}});
+            set(set_vynFeatureOpAction, name, {{quiet, set_value(value, 4), 0}});
         set(set_vynFeatureOpAction, name, {{commit, value, result, log, {}, states}});
     }
     platform.library_result = 5;

@@ -50,7 +50,7 @@ TEST_F(service, null_replies_serve_the_row_of_the_same_table_again) {
         {VYNMERGEMEMBERATTR2, integer(3)},     {VYNPENDINGCONFOWNERUSERNAME, octets(128, 4)},
         {VYNMERGESTATUS, integer(0x05050505)}, {VYNSTATPEERSTATUS, integer(0x06060606)}};
     for (const auto &[column, value] : tables) // the OIDs of some are too long, and these are rows all the same
-        answered({0, octets(512, value[0])}, column, {}, false);
+        answered({0, octets(512, value[0] | value[3])}, column, {}, false); // whichever end the integer begins at
     for (const auto &[column, value] : tables)
         for (const fake_answer &answer : {null_reply, {0, octets()}, failed, null_reply}) { // an error changes nothing
             const read_result result = answered(answer, column, {7, 7}, false);
