@@ -6,24 +6,62 @@
 
 #include "vyn_service.h"
 
-#include <cstdarg>
+#include <charconv>
 #include <cstdio>
+#include <iterator>
 
 #include "snmp_context.h"
 #include "syserr.h"
 
-void vyn_trace_history(vyn_trace_level level, const char *format, ...)
+// Writes as much of a text behind `at` as there is room for, and returns its end.
+static char *put(char *at, const char *end, const char *text, size_t length)
+{
+    length = std::min(length, static_cast<size_t>(end - at));
+    memcpy(at, text, length);
+    return at + length;
+}
+
+static char *put_number(char *at, const char *end, uint32_t number, char conversion)
+{
+    char digits[16];
+    const auto result = conversion == 'x'
+                            ? std::to_chars(digits, std::end(digits), number, 16)
+                            : std::to_chars(digits, std::end(digits), static_cast<int32_t>(number));
+    return put(at, end, digits, static_cast<size_t>(result.ptr - digits));
+}
+
+// What printf would write, for the conversions that vyn_format admits. The history is usually on,
+// so this runs several times in each read, of which printf would be the greatest part.
+void vyn_trace_history(vyn_trace_level level, const char *format,
+                       const vyn_trace_argument *arguments)
 {
     struct {
         uint32_t level;
         char text[512];
     } record;
     record.level = level;
-    va_list args;
-    va_start(args, format);
-    vsnprintf(record.text, sizeof(record.text), format, args);
-    va_end(args);
-    const size_t length = sizeof(record.level) + strlen(record.text) + 1;
+    char *at = record.text;
+    const char *const end = std::end(record.text) - 1;
+    for (;;) {
+        const char *const mark = strchrnul(format, '%');
+        at = put(at, end, format, static_cast<size_t>(mark - format));
+        if (*mark == '\0')
+            break;
+        format = mark + 2;
+        if (mark[1] == '%') {
+            at = put(at, end, mark, 1);
+            continue;
+        }
+        if (mark[1] == 's') {
+            const size_t most = std::min(arguments->width, static_cast<size_t>(end - at));
+            at = put(at, end, arguments->text, strnlen(arguments->text, most));
+        } else {
+            at = put_number(at, end, arguments->number, mark[1]);
+        }
+        arguments++;
+    }
+    *at++ = '\0';
+    const size_t length = sizeof(record.level) + static_cast<size_t>(at - record.text);
     sdwrap_hist_event(VYN_HISTORY_TYPE, static_cast<u32>(length), &record);
 }
 

@@ -95,15 +95,32 @@ inline const char *vyn_printf_argument(vyn_field field, vyn_field_room &&room = 
     return room.text;
 }
 
+// An argument on its way to the history: a text, or a number and null.
+struct vyn_trace_argument {
+    vyn_trace_argument(const char *string)
+        : text(string != nullptr ? string : "(null)"), width(SIZE_MAX)
+    {
+    }
+    vyn_trace_argument(vyn_field field) : text(field.text), width(field.width) {}
+    vyn_trace_argument(uint32_t number) : number(number) {}
+
+    const char *text = nullptr;
+    size_t width = 0;
+    uint32_t number = 0;
+};
+
 // Formats into a record of 512 bytes of text, longer texts are cut, and adds it to the history.
-void vyn_trace_history(vyn_trace_level level, const char *format, ...);
+// There are as many arguments as the format names.
+void vyn_trace_history(vyn_trace_level level, const char *format,
+                       const vyn_trace_argument *arguments);
 
 // The sinks of a trace, for one that has asked for it.
 template <typename... Args>
 [[gnu::noinline]] void vyn_trace_to_history(vyn_trace_level level, const char *format,
                                             const Args &...args)
 {
-    vyn_trace_history(level, format, vyn_printf_argument(args)...);
+    const vyn_trace_argument arguments[] = {vyn_trace_argument(args)..., uint32_t{0}};
+    vyn_trace_history(level, format, arguments);
 }
 template <typename... Args>
 [[gnu::noinline]] void vyn_trace_to_debug(const char *format, const Args &...args)
