@@ -18,6 +18,10 @@ class event_log {
     event_log();
     explicit event_log(const std::string &file);
 
+    // Requests are many, and whoever measures may want none of their lines.
+    void leave_out_requests() { wants_requests_ = false; }
+    bool wants_requests() const { return wants_requests_; }
+
     // `text` has no newline, and nothing that is not printable.
     void line(const std::string &text);
 
@@ -27,6 +31,7 @@ class event_log {
     unique_fd file_;
     int target_ = 1; // what is written to: standard output, or the file
     bool may_wait_;  // a write can find that there is no room yet
+    bool wants_requests_ = true;
     size_t missing_ = 0;
 };
 

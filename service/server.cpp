@@ -221,10 +221,13 @@ void server::serve(connection &client, const frame_header &header, std::span<con
     const request asked{header.opcode, header.msg_type, record, user};
     const active_faults faults = faults_.meet_request();
     const auto value = [&](fault which) { return faults[static_cast<size_t>(which)]; };
-    const std::string line = "request " + describe(asked) + " user \"" + escaped(user) +
-                             "\" session " + std::to_string(header.session) + " -> ";
+    const auto log_request = [&](const std::string &end) {
+        if (log_.wants_requests())
+            log_.line("request " + describe(asked) + " user \"" + escaped(user) + "\" session " +
+                      std::to_string(header.session) + " -> " + end + fault_text(faults));
+    };
     if (value(fault::disconnect)) {
-        log_.line(line + "nothing" + fault_text(faults));
+        log_request("nothing");
         client.closed = true;
         return;
     }
@@ -233,8 +236,7 @@ void server::serve(connection &client, const frame_header &header, std::span<con
         result.status = *code;
     else
         result = answer(model_, asked, now);
-    log_.line(line + code_text(result.status) + (result.note.empty() ? "" : " " + result.note) +
-              fault_text(faults));
+    log_request(code_text(result.status) + (result.note.empty() ? "" : " " + result.note));
     if (value(fault::drop))
         return;
     if (result.status == 0)

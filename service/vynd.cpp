@@ -19,11 +19,12 @@
 namespace {
 
 constexpr char usage[] =
-    "usage: vynd --socket PATH --scenario FILE [--log FILE]\n"
+    "usage: vynd --socket PATH --scenario FILE [--log FILE] [--quiet]\n"
     "Stands in for the VYN service of a switch, with the fabric of a scenario file.\n"
     "  --socket PATH    where to listen ($VYN_SOCKET by default)\n"
     "  --scenario FILE  the fabric, in JSON\n"
     "  --log FILE       append the log to FILE instead of writing it to standard output\n"
+    "  --quiet          no line for each request\n"
     "  --help           this text\n"
     "  --version        the version\n"
     "Prints a line \"vynd: ready ...\" when clients can connect. SIGTERM and SIGINT end it.\n"
@@ -33,6 +34,7 @@ struct options {
     std::string socket;
     std::string scenario;
     std::string log;
+    bool quiet = false;
 };
 
 int wrong_usage()
@@ -59,6 +61,8 @@ void serve(const options &chosen)
 {
     vynd::fabric model(vynd::read_scenario(chosen.scenario));
     vynd::event_log log = chosen.log.empty() ? vynd::event_log() : vynd::event_log(chosen.log);
+    if (chosen.quiet)
+        log.leave_out_requests();
     const vynd::unique_fd stop = stop_signals();
     vynd::server server(chosen.socket, model, log);
 
@@ -77,9 +81,13 @@ void serve(const options &chosen)
 int main(int argc, char **argv)
 {
     static constexpr option known[] = {
-        {"socket", required_argument, nullptr, 's'}, {"scenario", required_argument, nullptr, 'f'},
-        {"log", required_argument, nullptr, 'l'},    {"help", no_argument, nullptr, 'h'},
-        {"version", no_argument, nullptr, 'v'},      {nullptr, 0, nullptr, 0},
+        {"socket", required_argument, nullptr, 's'},
+        {"scenario", required_argument, nullptr, 'f'},
+        {"log", required_argument, nullptr, 'l'},
+        {"quiet", no_argument, nullptr, 'q'},
+        {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, 'v'},
+        {nullptr, 0, nullptr, 0},
     };
     options chosen;
     if (const char *path = std::getenv("VYN_SOCKET"))
@@ -89,6 +97,7 @@ int main(int argc, char **argv)
         case 's': chosen.socket = optarg; break;
         case 'f': chosen.scenario = optarg; break;
         case 'l': chosen.log = optarg; break;
+        case 'q': chosen.quiet = true; break;
         case 'h': std::fputs(usage, stdout); return 0;
         case 'v': std::puts("vynd " VYN_VERSION); return 0;
         default: return wrong_usage();

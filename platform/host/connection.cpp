@@ -14,7 +14,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/uio.h>
 #include <sys/un.h>
 #include <time.h>
 #include <unistd.h>
@@ -141,12 +140,10 @@ pid_t connection::peer() const
 
 arrival connection::receive(frame_buffer &frame, int flags)
 {
-    constexpr size_t room = sizeof(frame.payload) - zero_behind;
-    iovec parts[] = {{&frame.header, sizeof(frame.header)}, {frame.payload, room}};
-    msghdr message{};
-    message.msg_iov = parts;
-    message.msg_iovlen = 2;
-    const ssize_t length = recvmsg(fd_, &message, flags);
+    constexpr size_t room = vynd::largest_frame;
+    static_assert(offsetof(frame_buffer, payload) == sizeof(frame.header));
+    // With MSG_TRUNC the length is that of the frame, also where it has more than there is room for.
+    const ssize_t length = recv(fd_, &frame, room, flags | MSG_TRUNC);
     if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR))
         return arrival::nothing;
     if (length < static_cast<ssize_t>(sizeof(frame.header))) {
@@ -155,21 +152,21 @@ arrival connection::receive(frame_buffer &frame, int flags)
                            : "the service has sent a frame without header");
         return arrival::lost;
     }
-    frame.payload_length = static_cast<size_t>(length) - sizeof(frame.header);
+    const size_t taken = std::min(static_cast<size_t>(length), room);
+    frame.payload_length = taken - sizeof(frame.header);
     memset(frame.payload + frame.payload_length, 0, zero_behind);
-    return message.msg_flags & MSG_TRUNC ? arrival::cut : arrival::frame;
+    return static_cast<size_t>(length) > room ? arrival::cut : arrival::frame;
 }
 
 bool connection::send(const vynd::frame_header &header, const void *payload, size_t length)
 {
-    iovec parts[] = {{const_cast<vynd::frame_header *>(&header), sizeof(header)},
-                     {const_cast<void *>(payload), length}};
-    msghdr message{};
-    message.msg_iov = parts;
-    message.msg_iovlen = 2;
+    static uint8_t frame[vynd::largest_frame];
+    memcpy(frame, &header, sizeof(header));
+    if (length != 0)
+        memcpy(frame + sizeof(header), payload, length);
     ssize_t sent;
     do
-        sent = sendmsg(fd_, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        sent = ::send(fd_, frame, sizeof(header) + length, MSG_NOSIGNAL | MSG_DONTWAIT);
     while (sent < 0 && errno == EINTR);
     return sent >= 0 || fail(strerrordesc_np(errno));
 }

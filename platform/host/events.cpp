@@ -148,9 +148,11 @@ void subscriber::renew(pid_t service)
         return;
     // What the service before has posted comes first.
     for (int i = 0; i < most_left_behind && greeted_; i++) {
-        if (link_.receive(frame_) != arrival::frame || !frame_.is(vynd::frame_kind::event))
+        const arrival got = link_.receive(frame_);
+        if (got == arrival::nothing || got == arrival::lost ||
+            !frame_.is(vynd::frame_kind::event))
             break;
-        deliver();
+        got == arrival::cut ? report_cut() : deliver();
     }
     disconnect();
     connect();

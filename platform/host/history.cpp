@@ -170,7 +170,7 @@ VYN_EXPORT void sdwrap_hist_event(u32 type, u32 length, const void *record)
     event_record &place = ring[recorded % ring_size];
     if (record == nullptr || length < sizeof(place.level))
         return;
-    clock_gettime(CLOCK_REALTIME, &place.when);
+    clock_gettime(CLOCK_REALTIME_COARSE, &place.when); // a few milliseconds are near enough
     place.type = type;
     memcpy(&place.level, record, sizeof(place.level));
     size_t text = length - sizeof(place.level);

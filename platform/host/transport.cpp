@@ -11,6 +11,8 @@
 // A request makes one connection at most: the first after a restart of the service finds that the
 // old connection has ended, and succeeds on the new one. A request that was sent is never sent
 // again: it may have been carried out. Sequences tell a late reply from the one that is waited for.
+// A connection that works is not looked at before a request, which costs a call of the system: that
+// it has ended shows in the send, and what else has come on it, in the wait for the reply.
 
 #include <algorithm>
 #include <cstdlib>
