@@ -1,6 +1,6 @@
 # A fabric to talk to: vynd, snmptrapd and snmpd as an ordinary user, in a private folder ($run), on
-# free ports of the loopback interface; all of it goes when the script ends. Sourced behind common.sh,
-# not run.
+# free ports of the loopback interface; all of it, and what else the script has in the background, goes
+# when the script ends. Sourced behind common.sh, not run.
 #
 # start_fabric FOLDER SCENARIO starts them from build/FOLDER. Then $reader, $writer and $secure are
 # the arguments that a manager begins with, $port and $trap_port where agent and receiver are, and
@@ -11,7 +11,7 @@ run= service= receiver= agent=
 ordinary=()
 
 stop_fabric() {
-    kill $service $receiver $agent 2>/dev/null || true
+    kill $(jobs -p) 2>/dev/null || true
     wait 2>/dev/null || true
     rm -rf "$run"
 }
@@ -40,6 +40,10 @@ free_port() { # a port of 127.0.0.1 that nobody has
     echo $port
 }
 
+listens() { # PORT
+    grep -q ":$(printf %04X "$1") " /proc/net/{udp,tcp}
+}
+
 start_service() {
     start "$run/vynd" --socket "$VYN_SOCKET" --scenario "$run/scenario.json"
     service=$!
@@ -49,7 +53,7 @@ start_service() {
 start_fabric() { # FOLDER SCENARIO
     . "$top/scripts/mibs.sh"
     # Copies, because the agents' user may not be able to read the tree.
-    run=$(mktemp -d /tmp/vyn-demo.XXXXXX)
+    run=$(mktemp -d "/tmp/vyn-$(basename "$0").XXXXXX")
     trap stop_fabric EXIT
     cp "$top/build/$1"/lib/*.so "$top/build/$1"/bin/vyn* "$top"/mibs/*.txt "$run"
     cp "$2" "$run/scenario.json"
@@ -83,6 +87,7 @@ CONF
     MIBDIRS=$VYN_BASE_MIBS:$run start snmptrapd -f -C -c "$run/receiver.conf" -n \
         -Lf "$run/snmptrapd.log" -F '%v\n' "$trap_transport:127.0.0.1:$trap_port"
     receiver=$!
+    await listens "$trap_port"
     MIBS= start snmpd -f -C -c "$run/agent.conf" -Lf "$run/snmpd.log"
     agent=$!
     await snmpget -t 0.2 -r 0 "${reader[@]}" .1.3.6.1.2.1.1.3.0

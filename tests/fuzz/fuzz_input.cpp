@@ -4,13 +4,14 @@
 #include "fuzz_input.h"
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    testing::FLAGS_gtest_throw_on_failure = true;
+    GTEST_FLAG_SET(throw_on_failure, true);
     return 0;
 }
 
 void require(bool holds, const char *what) {
     if (holds) return;
     puts(what);
+    fflush(stdout);
     abort();
 }
 
