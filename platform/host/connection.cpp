@@ -142,7 +142,8 @@ arrival connection::receive(frame_buffer &frame, int flags)
 {
     constexpr size_t room = vynd::largest_frame;
     static_assert(offsetof(frame_buffer, payload) == sizeof(frame.header));
-    // With MSG_TRUNC the length is that of the frame, also where it has more than there is room for.
+    // With MSG_TRUNC the length is that of the frame, also where it has more than there is room
+    // for.
     const ssize_t length = recv(fd_, &frame, room, flags | MSG_TRUNC);
     if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR))
         return arrival::nothing;

@@ -149,8 +149,7 @@ void subscriber::renew(pid_t service)
     // What the service before has posted comes first.
     for (int i = 0; i < most_left_behind && greeted_; i++) {
         const arrival got = link_.receive(frame_);
-        if (got == arrival::nothing || got == arrival::lost ||
-            !frame_.is(vynd::frame_kind::event))
+        if (got == arrival::nothing || got == arrival::lost || !frame_.is(vynd::frame_kind::event))
             break;
         got == arrival::cut ? report_cut() : deliver();
     }
