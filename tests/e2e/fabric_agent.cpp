@@ -140,7 +140,8 @@ void fabric_agent::start_service(const std::filesystem::path &scenario) {
 }
 
 void fabric_agent::stop_all() {
-    for (pid_t *process : {&agent, &trap_receiver, &service})
+    EXPECT_EQ(agent > 0 ? end(agent, SIGTERM) : 0, 0);
+    for (pid_t *process : {&trap_receiver, &service})
         if (*process > 0) end(*process, SIGKILL);
 }
 

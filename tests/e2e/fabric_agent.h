@@ -28,9 +28,11 @@ std::string replace_all(std::string text, const std::string &from, const std::st
 size_t count(const std::string &text, const std::string &part);
 testing::AssertionResult has(const std::string &text, const std::string &part);
 
+using oid_name = std::vector<unsigned long>;
+
 // One line of a walk: the sub-identifiers below vynMIB, the line itself, and what is behind its " = ".
 struct binding {
-    std::vector<unsigned long> name;
+    oid_name name;
     std::string line, value;
 };
 
@@ -53,8 +55,7 @@ class fabric_agent : public testing::Test {
     void start_agent();
     void restart_agent();  // as a manager of processes does it, by SIGHUP
     void use_sanitizers(); // in the agents that are started from now on, where they can be had
-    void stop_agent() { EXPECT_EQ(end(agent, SIGTERM), 0); }
-    void stop_all();
+    void stop_all();       // the agent by SIGTERM: whatever has happened to it, it has to end well
 
     // vynctl with these words; its output.
     std::string control(const std::string &words);

@@ -1,11 +1,10 @@
-// A platform and an agent for unit tests: answers what the test has laid out, and writes down, in
-// order, everything that the module does to them:
-//   request 8469/1 0=19 12=5                          the words that are not zero, by offset, but for
-//                                                     the 1 that every request has at offset 4
+// A platform and an agent: answer what a test has laid out, and write down, in order, all that the module does to them:
+//   request 8469/1 0=19 12=5                          the words that are not zero, by offset, but for the 1 at 4
 //   trace 100 the text                                a record of the event history
 //   debug vyn the text                                a line of debug output
 //   state ntp op=2 scope=2 vsan=10                    a question for a feature's state
 //   run ntp 4, store ntp, option ntp 7 2 10 1         changes of the client library
+//   app_region rows 1                                 a cache that has got or lost a row
 //   indxobj_create, register_mib, open, ... with their arguments
 #pragma once
 
@@ -38,10 +37,8 @@ struct fake_platform {
     std::deque<fake_state> states;         // to the next questions for a state; without one there is none
     std::list<vyn_feature_entry> features; // the registry, in scan order; see add_feature
     int library_result = 0;                // of every change of the client library
-    bool is_admin = false, history = true, debug = false, register_fails = false, debugging = false,
-         registry_fails = false;
+    bool is_admin = false, history = true, debug = false, debugging = false, start_fails = false;
     int container_result = INDXOBJ_SUCCESS, add_result = INDXOBJ_SUCCESS;
-    size_t rows_visited = 0;
     std::string error_text;      // of every system error, instead of E and its number
     std::set<std::string> files; // what the module finds on the host
     // A message without a payload; all others are their own payload.
@@ -84,17 +81,7 @@ struct read_result {
     WriteMethod *write_method = nullptr;
 };
 
-// A read of an object by its index, the row whose index that gives the OID (none: there is no value,
-// and the OID is what it was), and all that is logged.
-struct row_read {
-    bool exact;
-    sub_ids index, row;
-    lines log;
-    std::deque<fake_answer> answers = {};
-    std::deque<fake_state> states = {};
-};
-
-// A read of an object, exact or not, by its index, and the words of its request behind the query's type.
+// A read, exact or not, by an index, and the words of its request behind the query's type.
 using row_request = std::tuple<bool, sub_ids, std::string>;
 
 // An answer, and the value of this column, the index and the write function that come of it.
@@ -114,16 +101,17 @@ class platform_test : public testing::Test {
     // Calls a write function: for one phase, or for these, one after the other.
     static int call(WriteMethod *write, int phase, sub_ids name, set_value value, u_char *stored = nullptr);
     void set(WriteMethod *write, const sub_ids &name, const std::vector<set_phase> &phases);
-    // Reads by an index: with one answer, or as these cases say.
+    // Reads: with one answer, or as a case says.
     read_result answered(const fake_answer &answer, int column, const sub_ids &index, bool exact);
-    void reads(int column, const std::vector<row_read> &cases);
+    // By each of these indexes: the row whose index the OID then has (none: no value, and the OID is what it was), and
+    // the log, or "..." and the last line of it.
+    void reads(int column, bool exact, const std::vector<sub_ids> &indexes, const sub_ids &row, const lines &log,
+               const std::deque<fake_answer> &answers = {}, const std::deque<fake_state> &states = {});
     void shows(const sub_ids &index, const std::vector<row_value> &cases); // to a GET and a GETNEXT of this index
     void asks(int column, int opcode, const std::string &query, const fake_answer &answer, // to which there is a value
               const std::vector<row_request> &cases);
     // GETs of these indexes have no value, leave the OID as it was and ask for nothing.
     void refuses(int column, const std::vector<sub_ids> &indexes);
-    // The log of a GET: all of it, or "..." and the last line.
-    void traces(int column, const sub_ids &index, const fake_answer &answer, const lines &log);
 
     fake_platform platform;
 };
@@ -132,27 +120,23 @@ class platform_test : public testing::Test {
 octets reply_of(size_t size, std::initializer_list<std::pair<size_t, uint32_t>> words,
                 std::initializer_list<std::pair<size_t, octets>> fields = {});
 
-// Calls the read function of the object with this column identifier as the agent does: with an OID,
-// behind which the agent's buffer has these numbers (a read of them sees scopes), or with the object's
-// own and an index.
+// Calls an object's read function as the agent does: with an OID, behind which the agent's buffer has these numbers (a
+// read of them sees scopes), or with the object's own and an index.
 read_result read_object(int column, const sub_ids &requested, bool exact, oid behind = 2);
-read_result get(int column, const sub_ids &index);
-read_result get_next(int column, const sub_ids &index);
+read_result read_row(int column, const sub_ids &index, bool exact);
 
 sub_ids operator+(sub_ids left, const sub_ids &right);
 
-// vynMIB and these sub-identifiers; the object with this column identifier and an index; the index
-// of a name: its length and characters; and an OID as a text, without vynMIB where it begins with that.
-sub_ids vyn_oid(const sub_ids &below);
+// vynMIB and these sub-identifiers; an object and an index; the index of a name: its length and characters; and an OID
+// as a text, without vynMIB where it begins with that.
+sub_ids vyn_oid(const sub_ids &end);
 sub_ids row_of(int column, const sub_ids &index = {});
 sub_ids name_index(const std::string &name);
 std::string dotted(const oid *name, size_t length);
 
-// The same word in a request at each of these offsets; what a GET with an OID of this length traces;
-// and what the agent is told of a change that `failed`.
-std::string words_from(int from, int to, const std::string &word);
-std::string exact_read(const std::string &function, int length);
-const std::string error_77 = "set_error 77 1432";
+std::string words_from(int from, int to, const std::string &word); // in a request, the same at these offsets
+std::string exact_read(const std::string &function, int length);   // the trace of a GET with such an OID
+const std::string error_77 = "set_error 77 1432";                  // what the agent is told when a change `failed`
 
 // Values as a read function returns them: a 32-bit integer of the host, and the bytes of a text.
 octets integer(int32_t value);

@@ -1,8 +1,6 @@
-// The feature operation table: rows and values, indexes that name none, and the phases of its four
-// writable columns.
+// The feature operation table: rows and values, indexes that name none, and the phases of its writable columns.
 
 #include "fake_platform.h"
-#include "vyn_index.h"
 
 namespace {
 
@@ -12,19 +10,7 @@ fake_state told(u32 last_action, u32 scope, u32 vsan, u32 result, u32 error = 0,
 
 sub_ids row(const std::string &name) { return row_of(VYNFEATUREOPACTION, name_index(name)); }
 
-class feature_op : public platform_test {
-  protected:
-    // The names that a walk of the first column finds.
-    lines walk() {
-        lines names;
-        read_result found = get_next(VYNFEATUREOPACTION, {});
-        for (; found.value; found = read_object(VYNFEATUREOPACTION, found.name, false)) {
-            names.emplace_back(found.name.begin() + 15, found.name.end());
-            EXPECT_EQ(found.name[14], names.back().size());
-        }
-        return names;
-    }
-};
+class feature_op : public platform_test {};
 
 TEST_F(feature_op, reads_what_entry_and_state_say) {
     vyn_feature_entry *entry = platform.add_feature("ntp");
@@ -34,10 +20,9 @@ TEST_F(feature_op, reads_what_entry_and_state_say) {
         {0, 1, 6, 3, {}, {0x20}}, {2, 255, 4, 0, {0, 0, 0, 255}, {0x20}}, {2, 0x01020304, 2, 3, {1, 2, 3, 4}, {0xC0}}};
     for (const auto &[scope_type, scope_value, flags, flags2, scope, bits] : entries) {
         *entry = {{3, 'n', 't', 'p'}, 2, 77, 0, scope_type, scope_value, flags, flags2, nullptr};
-        EXPECT_EQ(get(VYNFEATUREOPSCOPEVAL, ntp).value, scope);
-        EXPECT_EQ(get(VYNFEATUREOPFLAGS, ntp).value, bits);
+        EXPECT_EQ(read_row(VYNFEATUREOPSCOPEVAL, ntp, true).value, scope);
+        EXPECT_EQ(read_row(VYNFEATUREOPFLAGS, ntp, true).value, bits);
     }
-    platform.take_log();
     const fake_state states[] = {
         told(4, 2, 10, 3, 300), told(4, 1, 10, 5, 8), told(4, 2, 10, 4, 8), told(4, 2, 10, 3, 0, -1)};
     const octets vsan = {0, 0, 0, 10}, own = {1, 2, 3, 4}, one = integer(1), two = integer(2), four = integer(4);
@@ -53,65 +38,53 @@ TEST_F(feature_op, reads_what_entry_and_state_say) {
         {VYNFEATUREOPLASTFAILUREREASON, {octets(255, 'x'), text("reason 8"), {}, {}}, nullptr}};
     // clang-format on
     for (const auto &[column, values, write] : cases)
-        for (int i = 0; i < 8; i++) {
-            SCOPED_TRACE(testing::Message() << column << " state " << i / 2);
-            platform.states = {states[i / 2]};
-            const read_result result = i % 2 == 0 ? get_next(column, {}) : get(column, ntp);
-            EXPECT_EQ(result.value, values.size() == 1 ? values[0] : values[i / 2]);
-            EXPECT_EQ(result.name, row_of(column, ntp));
+        for (size_t i = 0; i < std::size(states); i++) {
+            platform.states = {states[i]};
+            const read_result result = read_row(column, ntp, true);
+            EXPECT_EQ(result.value, values[values.size() == 1 ? 0 : i]) << column << " state " << i;
             EXPECT_EQ(result.write_method, write);
-            const std::string trace = "trace 100 ret code from get_vyn_entry: ";
-            EXPECT_EQ(platform.take_log(), (lines{"state ntp op=1 scope=0 vsan=0", trace + (i < 6 ? "0\n" : "-1\n")}));
         }
+    const std::string asked = "state ntp op=1 scope=0 vsan=0", trace = "trace 100 ret code from get_vyn_entry: ";
+    reads(VYNFEATUREOPACTION, true, {ntp}, ntp, {asked, trace + "-1\n"}, {}, {states[3]});
+    reads(VYNFEATUREOPACTION, false, {{}}, ntp, {asked, trace + "0\n"}, {}, {states[0]});
 }
 
 TEST_F(feature_op, walks_the_registry_in_its_order) {
-    EXPECT_EQ(walk(), lines{});
-    const lines names = {"a", "ntp", "ntq", "role", std::string(3, '\x7f') + "\xff", std::string(81, 'z')};
-    for (const std::string &name : names) platform.add_feature(name);
-    EXPECT_EQ(walk(), names);
+    const auto next = [](const sub_ids &index) { return read_row(VYNFEATUREOPACTION, index, false); };
+    for (bool exact : {true, false}) // which stays without a row
+        EXPECT_EQ(read_object(VYNFEATUREOPACTION, {1, 3, 6}, exact).name, row_of(VYNFEATUREOPACTION));
     const std::string longest(82, 'a');
-    platform.add_feature(longest);
-    EXPECT_EQ(walk().back(), longest) << "found, but nothing goes on from it";
-    EXPECT_TRUE(get(VYNFEATUREOPACTION, name_index(longest)).value);
-
+    const lines names = {"a", "ntp", "ntq", "role", std::string(3, '\x7f') + "\xff", std::string(81, 'z'), longest};
+    for (const std::string &name : names) platform.add_feature(name);
+    sub_ids from;
+    for (const std::string &name : names) {
+        EXPECT_EQ(next(from).name, row(name));
+        from = name_index(name);
+    }
+    EXPECT_FALSE(next(from).value) << "nothing goes on from the longest";
+    EXPECT_TRUE(read_row(VYNFEATUREOPACTION, from, true).value);
     // The first greater one in scan order is the answer, greater ones before smaller ones or not.
     platform.features.clear();
     for (const std::string name : {"role", "ntp", "zone"}) platform.add_feature(name);
-    EXPECT_EQ(walk(), (lines{"role", "zone"}));
-    for (const sub_ids &other : {sub_ids{1, 3, 6}, vyn_oid({1, 1, 1, 1, 1, 9}), vyn_oid({1, 1, 1, 1, 3, 200})})
+    EXPECT_EQ(next(name_index("role")).name, row("zone"));
+    for (const sub_ids &other : {sub_ids{1, 3, 6}, vyn_oid({1, 1, 1, 1, 1, 9}), vyn_oid({1, 1, 1, 1, 3, 200}), row("")})
         EXPECT_EQ(read_object(VYNFEATUREOPACTION, other, false).name, row("role")) << "a walk starts at the column";
-    platform.features.clear();
-    for (bool exact : {true, false}) // which stays without a row
-        EXPECT_EQ(read_object(VYNFEATUREOPACTION, {1, 3, 6}, exact).name, row_of(VYNFEATUREOPACTION));
 }
 
 TEST_F(feature_op, takes_no_row_from_a_hostile_index) {
-    platform.add_feature("ntp");
-    platform.add_feature("zone");
+    for (const std::string name : {"ntp", "zone", "\xff"}) platform.add_feature(name);
     const sub_ids longest(114, 'n'), too_long(84, 'n');
     for (oid length : {oid{3}, oid{0}, huge}) // which an exact read passes over
-        EXPECT_EQ(get(VYNFEATUREOPACTION, {length, 'n', 't', 'p'}).name, row_of(VYNFEATUREOPACTION, ntp));
-    refuses(VYNFEATUREOPACTION, {{}, {3}, {3, 'n', 't'}, {3, 'n', 't', 'p', 'x'}, {3, 'n', 't', 'p' + 256}});
-    refuses(VYNFEATUREOPACTION, {{3, huge, huge, huge}, longest, too_long});
+        EXPECT_EQ(read_row(VYNFEATUREOPACTION, {length, 'n', 't', 'p'}, true).name, row("ntp"));
+    refuses(VYNFEATUREOPACTION,
+            {{}, {3}, {3, 'n', 't'}, {3, 'n', 't', 'p', 'x'}, {3, 'n', 't', 'p' + 256}, longest, too_long});
     for (const sub_ids &index : {sub_ids{huge}, {3, 256}, {5}, {4, 'z', 'o', 'n', 'e'}, longest, too_long})
-        EXPECT_FALSE(get_next(VYNFEATUREOPACTION, index).value) << index.size();
-    for (const sub_ids &index : {sub_ids{3}, {0, 'x'}, {2, 255}, {3, 'n', 't', 'o', 255}})
-        EXPECT_EQ(get_next(VYNFEATUREOPACTION, index).name, row_of(VYNFEATUREOPACTION, ntp));
-}
-
-TEST_F(feature_op, parses_a_name_that_agrees_with_its_length) {
-    char *name;
-    size_t length;
-    for (const std::string text : {"", "\xff"}) {
-        ASSERT_EQ(vynFeature_parse_oid(name_index(text).data(), 1 + text.size(), &name, &length), 0);
-        EXPECT_EQ(std::string(name, length + 1), text + '\0');
-        free(name);
-    }
+        EXPECT_FALSE(read_row(VYNFEATUREOPACTION, index, false).value) << index.size();
+    EXPECT_EQ(read_row(VYNFEATUREOPACTION, {3, 'n', 't', 'o', 255}, false).name, row("ntp"));
+    // A write insists on the length.
+    set(set_vynFeatureOpAction, row("\xff"), {{reserve2, 4, 0}});
     for (const sub_ids &index : {sub_ids{}, {3}, {3, 'n', 't'}, {3, 'n', 't', 'p', 0}, {3, 'n', 256, 'p'}, {huge, 'n'}})
-        EXPECT_EQ(vynFeature_parse_oid(index.data(), index.size(), &name, &length), 1);
-    EXPECT_EQ(vynFeature_parse_oid(nullptr, 3, &name, &length), 1);
-    EXPECT_EQ(vynFeature_parse_oid(ntp.data(), 4, nullptr, &length), 1);
+        set(set_vynFeatureOpAction, row_of(VYNFEATUREOPACTION, index), {{reserve2, 4, 129}});
 }
 
 TEST_F(feature_op, runs_an_action_in_commit) {
@@ -119,8 +92,7 @@ TEST_F(feature_op, runs_an_action_in_commit) {
                       unsupported = "set_error 1085472821 1432", busy = "set_error 1085472826 1432",
                       in_progress = "trace 100 set_vynFeatureOpAction : Set operation failed as the feature's current "
                                     "VYNFEATUREOPLASTACTIONRESULT is IN_PROGRESS  ";
-    const fake_state idle = told(4, 1, 0, 2), running = told(4, 2, 10, 4), none = {-1, {}}, enabling = told(2, 1, 0, 4),
-                     disabling = told(3, 1, 0, 4);
+    const fake_state idle = told(4, 1, 0, 2), running = told(4, 2, 10, 4), none = {-1, {}};
     // clang-format off
     // The entry's scope type and value and its flags, the action, the states told, the error and the log.
     const std::tuple<u32, u32, u32, u32, std::deque<fake_state>, int, lines> cases[] = {
@@ -129,12 +101,11 @@ TEST_F(feature_op, runs_an_action_in_commit) {
         {2, 0, 4, 6, {}, 12, {}}, {2, 0, 4, 2, {}, 12, {}}, {1, 0, 4, 3, {idle}, 0, {any, "run ntp 3"}},
         {2, 10, 4, 4, {idle, running}, 12, {any, vsan, in_progress, busy}},
         {2, 10, 4, 4, {running}, 0, {any, vsan, "run ntp 4"}}, {2, 10, 0, 2, {idle, idle}, 0, {any, vsan, "run ntp 2"}},
-        {2, 10, 4, 4, {disabling}, 12, {any, in_progress, busy}},
-        {2, 10, 4, 4, {enabling}, 12, {any, in_progress, busy}}, {1, 0, 4, 4, {}, 12, {unsupported}},
-        {2, 10, 2, 6, {}, 12, {unsupported}}};
+        {2, 10, 4, 4, {told(3, 1, 0, 4)}, 12, {any, in_progress, busy}}, {1, 0, 4, 4, {}, 12, {unsupported}},
+        {2, 10, 4, 4, {told(2, 1, 0, 4)}, 12, {any, in_progress, busy}}, {2, 10, 2, 6, {}, 12, {unsupported}}};
     // clang-format on
     vyn_feature_entry *entry = platform.add_feature("ntp");
-    const sub_ids name = row_of(VYNFEATUREOPACTION, ntp);
+    const sub_ids name = row("ntp");
     for (const auto &[scope_type, scope_value, flags, value, states, result, log] : cases) {
         SCOPED_TRACE(testing::Message() << scope_type << " " << flags << " " << value);
         entry->scope_type = scope_type, entry->scope_value = scope_value, entry->flags = flags;
@@ -143,47 +114,40 @@ TEST_F(feature_op, runs_an_action_in_commit) {
         set(set_vynFeatureOpAction, name, {{commit, value, result, log, {}, states}});
     }
     platform.library_result = 5;
-    entry->flags = 4;
-    set(set_vynFeatureOpAction, name,
-        {{action, 6, 0}, {commit, 6, 5, {"run ntp 6", "trace 100 -- Returning Generr -- "}}});
-}
-
-TEST_F(feature_op, keeps_role_for_network_administrators) {
-    platform.add_feature("role");
-    platform.add_feature("role2");
-    const std::string asked = "vacm_is_user_network_admin",
-                      refused = "trace 100 set_vynFeatureOpAction : syserr_snmp_err_not_sufficient_access_right\n";
-    set(set_vynFeatureOpAction, row("role"), {{reserve1, 4, 5, {asked, refused}}});
-    set(set_vynFeatureOpAction, row("role2"), {{reserve1, 4, 0}});
-    platform.is_admin = true;
-    set(set_vynFeatureOpAction, row("role"), {{reserve1, 4, 0, {asked}}});
+    entry->scope_type = 1, entry->action = 6;
+    set(set_vynFeatureOpAction, name, {{commit, 6, 5, {"run ntp 6", "trace 100 -- Returning Generr -- "}}});
 }
 
 TEST_F(feature_op, stores_scope_and_option_in_action) {
     vyn_feature_entry *entry = platform.add_feature("ntp");
-    const sub_ids name = row_of(VYNFEATUREOPACTION, ntp);
-    const std::string store = "store ntp scope=2/";
-    set(set_vynFeatureOpScopeType, name, {{action, {2, 4}, 0, {store + "0 option=0"}}});
-    set(set_vynFeatureOpShowCfgOption, name, {{action, 1, 0, {store + "0 option=1"}}});
-    // clang-format off
-    for (const auto &[value, kept, result] : // what is refused is kept all the same, and not stored
-         {std::tuple{octets{0, 0, 0x0f, 0xfd}, 4093u, 0}, {{0, 0, 0x0f, 0xfe}, 4094, 10}, {{0, 0, 0, 1, 9, 9}, 1, 0},
-          {{0, 0, 0, 0}, 0, 10}, {{0, 0, 1}, 256, 0}, {{1}, 0x01000000, 10}, {{}, 0, 10}}) {
-        // clang-format on
-        const lines stored = {store + std::to_string(kept) + " option=1"};
-        set(set_vynFeatureOpScopeVal, name, {{action, value, result, result ? lines{} : stored}});
+    const sub_ids name = row("ntp");
+    const lines in_physical = {"store ntp scope=1/0 option=1"};
+    set(set_vynFeatureOpScopeType, name, {{action, {2, 4}, 0, {"store ntp scope=2/0 option=0"}}});
+    set(set_vynFeatureOpShowCfgOption, name, {{action, 1, 0, {"store ntp scope=2/0 option=1"}}});
+    const std::tuple<octets, u32, int> values[] = {// what is refused is kept all the same, and not stored
+                                                   {{0, 0, 0x0f, 0xfd}, 4093, 0}, {{0, 0, 0x0f, 0xfe}, 4094, 10},
+                                                   {{0, 0, 0, 1, 9, 9}, 1, 0},    {{0, 0, 0, 0}, 0, 10},
+                                                   {{0, 0, 1}, 256, 0},           {{}, 0, 10}};
+    for (const auto &[value, kept, result] : values) {
+        const std::string stored = "store ntp scope=2/" + std::to_string(kept) + " option=1";
+        set(set_vynFeatureOpScopeVal, name, {{action, value, result, result ? lines{} : lines{stored}}});
         EXPECT_EQ(entry->scope_value, kept);
     }
-    set(set_vynFeatureOpScopeType, name, {{action, 1, 0, {"store ntp scope=1/0 option=1"}}});
+    set(set_vynFeatureOpScopeType, name, {{action, 1, 0, in_physical}});
     platform.library_result = 1; // only a logical scope needs a VSAN
-    set(set_vynFeatureOpScopeVal, name, {{action, octets{}, 5, {"store ntp scope=1/0 option=1"}}});
-    set(set_vynFeatureOpScopeType, name, {{action, 1, 5, {"store ntp scope=1/0 option=1"}}});
+    set(set_vynFeatureOpScopeVal, name, {{action, octets{}, 5, in_physical}});
+    set(set_vynFeatureOpScopeType, name, {{action, 1, 5, in_physical}});
 }
 
-TEST_F(feature_op, writes_need_a_feature) {
-    platform.add_feature("ntp");
-    const std::string scope = "trace 100 write to vynFeatureOpScopeVal";
-    const sub_ids name = row_of(VYNFEATUREOPACTION, ntp), none = row("none");
+TEST_F(feature_op, writes_need_a_feature_and_role_an_administrator) {
+    for (const std::string name : {"ntp", "role", "role2"}) platform.add_feature(name);
+    const std::string scope = "trace 100 write to vynFeatureOpScopeVal", asked = "vacm_is_user_network_admin",
+                      refused = "trace 100 set_vynFeatureOpAction : syserr_snmp_err_not_sufficient_access_right\n";
+    const sub_ids name = row("ntp"), none = row("none");
+    set(set_vynFeatureOpAction, row("role"), {{reserve1, 4, 5, {asked, refused}}});
+    set(set_vynFeatureOpAction, row("role2"), {{reserve1, 4, 0}});
+    platform.is_admin = true;
+    set(set_vynFeatureOpAction, row("role"), {{reserve1, 4, 0, {asked}}});
     set(set_vynFeatureOpAction, none, {{reserve1, 4, 129}, {reserve2, 4, 129}, {action, 4, 129}, {commit, 4, 0}});
     for (WriteMethod *write : {set_vynFeatureOpScopeType, set_vynFeatureOpShowCfgOption}) {
         set(write, none, {{reserve1, 1, 129}, {reserve2, 1, 0}, {action, 1, 129}});
@@ -191,10 +155,9 @@ TEST_F(feature_op, writes_need_a_feature) {
     }
     set(set_vynFeatureOpScopeVal, none,
         {{reserve1, octets(4), 129}, {reserve2, octets(4), 129}, {action, octets(4), 129}, {commit, octets(4), 0}});
-    set(set_vynFeatureOpScopeVal, name,
-        {{reserve1, {1, 256}, 7, {scope + " not ASN_OCTET_STR\n"}},
-         {reserve1, octets(256), 8, {scope + ": bad length\n"}},
-         {reserve1, octets(255), 0}});
+    set(set_vynFeatureOpScopeVal, none, {{reserve1, {1, 256}, 7, {scope + " not ASN_OCTET_STR\n"}}});
+    set(set_vynFeatureOpScopeVal, none, {{reserve1, octets(256), 8, {scope + ": bad length\n"}}});
+    set(set_vynFeatureOpScopeVal, name, {{reserve1, octets(255), 0}});
 }
 
 } // namespace

@@ -1,5 +1,4 @@
-// The feature operation extension table: which row a walk reaches from where, with which questions
-// to the client library, what a row reads as, and the phases of its writable column.
+// The feature operation extension table: the row behind each index, what it reads as, and its writable column's phases.
 
 #include "fake_platform.h"
 
@@ -27,55 +26,43 @@ class feature_op_ext : public platform_test {
     }
 };
 
-TEST_F(feature_op_ext, walks_on_from_every_kind_of_index) {
-    const std::string end = "trace 100  header_vynFeatureOpExtEntry : fp is NULL...\n",
-                      malformed = "trace 100  header_vynFeatureOpExtEntry : ret_code = -1 \n",
-                      ntp_physical = "state ntp op=2 scope=1 vsan=0", log_physical = "state log op=2 scope=1 vsan=0",
+TEST_F(feature_op_ext, finds_the_row_that_an_index_leads_to) {
+    constexpr int status = VYNFEATUREOPEXTSTATUS;
+    const lines end = {"trace 100  header_vynFeatureOpExtEntry : fp is NULL...\n"},
+                malformed = {"trace 100  header_vynFeatureOpExtEntry : ret_code = -1 \n"};
+    const std::string ntp_physical = "state ntp op=2 scope=1 vsan=0", log_physical = "state log op=2 scope=1 vsan=0",
                       zone_vsan = "state zone op=2 scope=2 vsan=", ntp_vsan = "state ntp op=2 scope=2 vsan=";
-    for (const sub_ids &from : {sub_ids{}, ntp, ntp + sub_ids{0}, ntp + sub_ids{3}, name_index("\x03")})
-        reads(VYNFEATUREOPEXTSTATUS, {{false, from, ntp + physical, {ntp_physical}, {}, {found(1, 0)}}});
-    for (const sub_ids &from : {ntp + physical, ntp + sub_ids{2}, ntp + sub_ids{2, 3, 0, 0, 9}})
-        reads(VYNFEATUREOPEXTSTATUS, {{false, from, ntp + logical(10), {ntp_vsan + "0"}, {}, {found(2, 10)}}});
-    for (const sub_ids &from : {sub_ids{5},
-                                {5, 'n', 't', 'p'},
-                                {257, 'n'},
-                                {4, 'n', 't', 'p', 0, 1, 0},
-                                {3, 'n', 't', 'p' + 256},
-                                {huge, 'n'},
-                                name_index(std::string(81, 'a'))})
-        reads(VYNFEATUREOPEXTSTATUS, {{false, from, {}, {malformed}}});
+    const auto walk = [&](const std::vector<sub_ids> &from, const sub_ids &row, const lines &log,
+                          const std::deque<fake_state> &states = {}) {
+        reads(status, false, from, row, log, {}, states);
+    };
     // clang-format off
-    reads(VYNFEATUREOPEXTSTATUS, {
-        {false, ntp + sub_ids{2, 4, 0, 1}, ntp + logical(65537), {ntp_vsan + "65536"}, {}, {found(2, 65537)}},
-        {false, ntp + sub_ids{2, 4, 0, 0, 266, 1}, ntp + logical(65536), {ntp_vsan + "65535"}, {}, {found(2, 65536)}},
-        {false, ntp + sub_ids{2, 9, 0}, {}, {ntp_vsan + "4294967295", log_physical}, {}, {none, broken}},
-        {false, ntp + logical(0x01020304), ntp + logical(0xFFFFFFFF), {ntp_vsan + "16909060"}, {}, {found(2, 0xFFFFFFFF)}},
-        {false, ntp + logical(10), log + physical, {ntp_vsan + "10", log_physical}, {}, {none, found(1, 0)}},
-        {false, ntp, log + physical, {ntp_physical, ntp_vsan + "0", log_physical}, {}, {none, none, found(1, 0)}},
-        {false, log + physical, zone + logical(7), {zone_vsan + "0"}, {}, {found(2, 7)}},
-        {false, zone + logical(7), {}, {zone_vsan + "7", "state idle op=2 scope=0 vsan=0"}, {}, {none, none}},
-        {false, log, {}, {log_physical}, {}, {none}}, // physical only, and no row: the walk ends
-        {false, ntp, {}, {ntp_physical}, {}, {broken}},
-        {false, idle + physical, {}, {end}}, {false, name_index("ntq"), {}, {end}}}); // no such feature, a letter in front
-    // clang-format on
+    walk({{}, ntp, ntp + sub_ids{0}, ntp + sub_ids{3}, {1, 3}}, ntp + physical, {ntp_physical}, {found(1, 0)});
+    walk({ntp + physical, ntp + sub_ids{2}, ntp + sub_ids{2, 3, 0, 0, 9}}, ntp + logical(10),
+         {ntp_vsan + "0"}, {found(2, 10)});
+    walk({{5}, {5, 'n', 't', 'p'}, {257, 'n'}, {4, 'n', 't', 'p', 0, 1, 0}, {3, 'n', 't', 'p' + 256}, {huge, 'n'},
+          name_index(std::string(81, 'a'))}, {}, malformed);
+    walk({ntp + sub_ids{2, 4, 0, 1}}, ntp + logical(65537), {ntp_vsan + "65536"}, {found(2, 65537)});
+    walk({ntp + sub_ids{2, 4, 0, 0, 266, 1}}, ntp + logical(65536), {ntp_vsan + "65535"}, {found(2, 65536)});
+    walk({ntp + sub_ids{2, 9, 0}}, {}, {ntp_vsan + "4294967295", log_physical}, {none, broken});
+    walk({ntp + logical(0x01020304)}, ntp + logical(0xFFFFFFFF), {ntp_vsan + "16909060"}, {found(2, 0xFFFFFFFF)});
+    walk({ntp}, log + physical, {ntp_physical, ntp_vsan + "0", log_physical}, {none, none, found(1, 0)});
+    walk({log + physical}, zone + logical(7), {zone_vsan + "0"}, {found(2, 7)});
+    walk({zone + logical(7)}, {}, {zone_vsan + "7", "state idle op=2 scope=0 vsan=0"}, {none, none});
+    walk({log}, {}, {log_physical}, {none}); // physical only, and no row: the walk ends
+    walk({ntp}, {}, {ntp_physical}, {broken});
+    walk({idle + physical, name_index("ntq")}, {}, end); // no such feature, a letter in front
     platform.states = {found(1, 0)};
-    EXPECT_EQ(read_object(VYNFEATUREOPEXTSTATUS, {1, 3, 6, 1}, false).name,
-              row_of(VYNFEATUREOPEXTSTATUS, ntp + physical));
-}
-
-TEST_F(feature_op_ext, gets_a_row_by_its_whole_index) {
-    // clang-format off
-    reads(VYNFEATUREOPEXTSTATUS, {
-        {true, ntp + physical, ntp + physical, {"state ntp op=1 scope=1 vsan=0"}, {}, {found(1, 0)}},
-        {true, ntp + sub_ids{1}, ntp + physical, {"state ntp op=1 scope=1 vsan=0"}, {}, {found(1, 0)}}, // without its 0
-        {true, ntp + logical(10), ntp + logical(10), {"state ntp op=1 scope=2 vsan=10"}, {}, {found(2, 10)}},
-        {true, ntp + logical(10), {}, {"state ntp op=1 scope=2 vsan=10"}, {}, {none}}});
-    refuses(VYNFEATUREOPEXTSTATUS, {
-        {}, {3}, {0, 1, 0}, {huge, 'n', 't', 'p', 1, 0}, {4, 'n', 't', 'p', 0, 1, 0}, {3, 'n', 't', 'p' + 256, 1, 0},
-        ntp, ntp + sub_ids{0}, ntp + sub_ids{3, 0}, ntp + sub_ids{huge}, ntp + sub_ids{1, 7}, ntp + sub_ids{1, 0, 0},
-        ntp + sub_ids{2}, ntp + sub_ids{2, 4, 0, 0, 1}, ntp + sub_ids{2, 4, 0, 0, 0, 266},
-        ntp + sub_ids{2, 9, 0, 0, 0, 10}, ntp + logical(10) + sub_ids{5}, ntp + sub_ids{2, 0, 0, 0, 0, 1},
-        name_index("none") + physical, name_index(std::string(81, 'a')) + physical});
+    EXPECT_EQ(read_object(status, {1, 3, 6, 1}, false).name, row_of(status, ntp + physical));
+    reads(status, true, {ntp + physical, ntp + sub_ids{1}}, ntp + physical,
+          {"state ntp op=1 scope=1 vsan=0"}, {}, {found(1, 0)});
+    for (const auto &[row, state] : {std::pair(ntp + logical(10), found(2, 10)), {{}, none}})
+        reads(status, true, {ntp + logical(10)}, row, {"state ntp op=1 scope=2 vsan=10"}, {}, {state});
+    refuses(status, {
+        {}, {0, 1, 0}, {4, 'n', 't', 'p', 0, 1, 0}, {3, 'n', 't', 'p' + 256, 1, 0}, name_index("none") + physical,
+        ntp, ntp + sub_ids{3, 0}, ntp + sub_ids{huge}, ntp + sub_ids{1, 7}, ntp + sub_ids{1, 0, 0}, ntp + sub_ids{2},
+        ntp + sub_ids{2, 4, 0, 0, 1}, ntp + sub_ids{2, 4, 0, 0, 0, 266}, ntp + sub_ids{2, 9, 0, 0, 0, 10},
+        ntp + sub_ids{2, 0, 0, 0, 0, 1}, ntp + logical(10) + sub_ids{5}, name_index(std::string(81, 'a')) + physical});
     // clang-format on
 }
 
@@ -83,8 +70,8 @@ TEST_F(feature_op_ext, reads_a_row) {
     timeval now;
     gettimeofday(&now, nullptr);
     netsnmp_set_agent_starttime(&now);
-    const auto after = [&](int seconds) {
-        return found(2, 10, 2, static_cast<uint32_t>(now.tv_sec + seconds), static_cast<uint32_t>(now.tv_usec));
+    const auto after = [&](long seconds) {
+        return found(2, 10, 2, uint32_t(now.tv_sec + seconds), uint32_t(now.tv_usec));
     };
     // clang-format off
     // The option is that of the row, in the physical scope that of the feature.
@@ -97,11 +84,12 @@ TEST_F(feature_op_ext, reads_a_row) {
     // clang-format on
     for (const auto &[column, state, value] : cases) {
         platform.states = {state};
-        EXPECT_EQ(get(column, ntp + physical).value, value) << column;
+        const read_result result = read_row(column, ntp + physical, true);
+        EXPECT_EQ(result.value, value) << column;
+        EXPECT_EQ(result.write_method,
+                  column == VYNFEATUREOPEXTSHOWCFGOPTION ? set_vynFeatureOpExtShowCfgOption : nullptr);
     }
-    EXPECT_EQ(get(VYNFEATUREOPEXTSHOWCFGOPTION, ntp + physical).write_method, nullptr) << "no row, no writer";
-    platform.states = {found(1, 0)};
-    EXPECT_EQ(get(VYNFEATUREOPEXTSHOWCFGOPTION, ntp + physical).write_method, set_vynFeatureOpExtShowCfgOption);
+    EXPECT_EQ(read_row(VYNFEATUREOPEXTSHOWCFGOPTION, ntp + physical, true).write_method, nullptr) << "without a row";
 }
 
 TEST_F(feature_op_ext, writes_the_option_of_the_row) {
@@ -115,8 +103,8 @@ TEST_F(feature_op_ext, writes_the_option_of_the_row) {
         {reserve2, 2, 0}, {commit, 2, 0}, {free_phase, 2, 0}, {undo, 2, 0}, {action, {2, 4}, 0, stored}});
     // clang-format on
     set(write, vsan, {{reserve1, 2, 129, {"state ntp op=1 scope=2 vsan=10"}, {}, {none}}, {action, 1, 0, set_option}});
-    for (const sub_ids &name : {sub_ids{1, 3}, row_of(VYNFEATUREOPEXTSHOWCFGOPTION, name_index("none") + physical)})
-        set(write, name, {{action, 1, 129}});
+    set(write, row_of(VYNFEATUREOPEXTSHOWCFGOPTION, name_index("none") + physical), {{action, 1, 129}});
+    set(write, {1, 3}, {{action, 1, 129}});
     platform.library_result = 1;
     set(write, row, {{action, 2, 5, stored}});
     set(write, vsan, {{action, 1, 5, set_option}});

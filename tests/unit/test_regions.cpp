@@ -1,5 +1,4 @@
-// Regions and the assignment of features to them: what an index asks for, the rows, and every path
-// of a SET with the rows that it leaves in the caches.
+// Regions and the assignment of features to them: what an index asks for, rows, and SETs with the rows that they leave.
 
 #include "fake_platform.h"
 
@@ -37,16 +36,13 @@ const sub_ids region_row = row_of(VYNREGIONSTATUS, {1, 5}), status_row = row_of(
               id_row = row_of(VYNFEATUREREGIONID, ntp_physical);
 
 TEST_F(regions, are_read_by_the_last_and_the_second_of_the_index) {
-    sub_ids longest = {9, 2, 4};
-    longest.resize(MAX_OID_LEN - 14, 0xFF);
+    const sub_ids longest = sub_ids{9, 2, 4} + sub_ids(MAX_OID_LEN - 17, 0xFF);
     // clang-format off
     asks(VYNREGIONSTATUS, 8463, "3b", region(7, PHYSICAL), {
-        {true, {1, 5}, " 12=5"}, {true, {1, 1}, " 12=1 16=2"}, {true, {1, 2}, " 12=2 16=1"},
-        {true, {9, 1, huge}, " 12=ffffffff 16=2"}, {true, {1, 257}, " 12=101"}, {true, {9, 2, 4}, " 12=4 16=1"},
-        {true, {9, 2, 4, 1, 2, 3, 260}, " 12=104 16=1 20=1020304"},
-        {true, {9, 2, 4, 1, 2, 3, 4, 5, 6}, " 12=6 16=1 20=1020304 24=5060000"},
+        {true, {1, 5}, " 12=5"}, {true, {1, 2}, " 12=2 16=1"}, {true, {9, 1, huge}, " 12=ffffffff 16=2"},
+        {true, {1, 257}, " 12=101"}, {true, {9, 2, 4, 1, 2, 3, 260, 5, 6}, " 12=6 16=1 20=1020304 24=5060000"},
         {true, longest, " 12=ff 16=1" + words_from(20, 112, "ffffffff")}, // as far as the record goes, not over what follows
-        {false, {}, ""}, {false, {7}, " 12=7"}, {false, {1, 5}, " 12=5"}, {false, {1, 1}, " 12=1 16=2"}});
+        {false, {}, ""}, {false, {7}, " 12=7"}, {false, {1, 1}, " 12=1 16=2"}});
     // A logical region's index ends where the number would be, with what was asked for there.
     shows({1, 2, 3, 4, 5, 6, 42, 8}, {
         {VYNREGIONSTATUS, region(7, PHYSICAL), integer(1), {1, 7}, set_vynRegionStatus},
@@ -57,42 +53,38 @@ TEST_F(regions, are_read_by_the_last_and_the_second_of_the_index) {
     EXPECT_EQ(answered(region(7, LOGICAL, 10), VYNREGIONSTATUS, {}, false).name,
               row_of(VYNREGIONSTATUS, {2, 4, 0, 0, 0, 10, 0}));
     const std::string entry = "trace 100 At get_vynRegionEntry_ins..\n";
-    traces(VYNREGIONSTATUS, {}, failed, {entry, "trace 100 get_vynRegionEntry_instance : return match -failed \n"});
-    traces(VYNREGIONSTATUS, {1}, failed, {entry});
-    traces(VYNREGIONSTATUS, {1, 5}, failed,
-           {"...", "trace 100 header_vynRegionEntry : vyn_mgmt_req_resp Get failed : E77"});
+    reads(VYNREGIONSTATUS, true, {{}}, {}, {entry, "trace 100 get_vynRegionEntry_instance : return match -failed \n"});
+    reads(VYNREGIONSTATUS, true, {{1}}, {}, {entry});
+    reads(VYNREGIONSTATUS, true, {{1, 5}}, {},
+          {"...", "trace 100 header_vynRegionEntry : vyn_mgmt_req_resp Get failed : E77"}, {failed});
 }
 
 TEST_F(regions, row_statuses_are_written) {
     const std::string own = "trace 101 set_vynRegionStatus : ", in2 = own + "entrying RESERVE2",
                       done1 = own + "RESERVE1 -- done", done2 = own + "RESERVE2 -- done",
                       acting = own + "entrying ACTION", free_done = own + "FREE -- done",
-                      commit_done = own + "COMMIT -- done", refused = "trace 100 set_vynRegionStatus : ";
+                      refused = "trace 100 set_vynRegionStatus : ", in = "region rows 1", out = "region rows 0";
     const auto sent = [&](const std::string &words) { return lines{acting, set_region + words, own + "ACTION done"}; };
     // clang-format off
     set(set_vynRegionStatus, region_row, {
         {reserve2, {4}, 5, {in2}}, {action, {4}, 5, {acting}}, {reserve1, {6, 1}, 0, {done1}},
-        {reserve2, {6}, 0, {in2, done2}}, {action, {6}, 0, sent(" 8=1 12=5"), {null_reply}}, {commit, {6}, 0, {commit_done}},
-        {reserve1, {4, 0}, 0, {done1}}, {reserve1, {1}, 0, {done1}}, {reserve2, {1}, 0, {in2, done2}},
+        {reserve2, {6}, 0, {in2, done2}}, {action, {6}, 0, sent(" 8=1 12=5"), {null_reply}},
+        {reserve1, {4, 0}, 0, {in, done1}}, {reserve1, {1}, 0, {done1}}, {reserve2, {1}, 0, {in2, done2}},
         {action, {4}, 0, sent(" 12=5"), {null_reply}}, {action, {1}, 0, sent(" 12=5"), {null_reply}},
         {action, {4}, 5, {acting, set_region + " 12=5", refused + "vyn_req_resp Set failed:E77", error_77}, {failed}},
-        {undo, {4}, 0, {own + "UNDO -- done"}}, {free_phase, {4}, 0, {free_done}}});
+        {undo, {4}, 0, {out, own + "UNDO -- done"}}, {reserve1, {1}, 0, {in, done1}},
+        {free_phase, {1}, 0, {out, free_done}}, {free_phase, {4}, 0, {free_done}}});
     set(set_vynRegionStatus, row_of(VYNREGIONSTATUS, {1}), {
         {reserve1, {4}, 12, {refused + "RESERVE1 instance parse fail \n"}}, {free_phase, {4}, 0, {free_done}}});
     set(set_vynRegionStatus, row_of(VYNREGIONSTATUS, {1, 2}), {
-        {reserve1, {4}, 0, {done1}}, {action, {4}, 0, sent(" 12=2 16=1"), {null_reply}}, {commit, {4}, 0, {commit_done}}});
+        {reserve1, {4}, 0, {in, done1}}, {action, {4}, 0, sent(" 12=2 16=1"), {null_reply}}});
+    // Of two indexes of one region, the row that waits is the first one's, and is what is sent.
+    set(set_vynRegionStatus, row_of(VYNREGIONSTATUS, {9, 1, 2}), {
+        {reserve1, {4}, 0, {done1}}, {action, {4}, 0, sent(" 12=2 16=1"), {null_reply}},
+        {commit, {4}, 0, {out, own + "COMMIT -- done"}}});
     // clang-format on
-    const sub_ids other = row_of(VYNREGIONSTATUS, {1, 6});
-    for (int end : {commit, free_phase, undo}) { // the rows that wait, and that none is left
-        const auto count = [&](const sub_ids &row, int which, size_t rows) {
-            phase(set_vynRegionStatus, which, row);
-            EXPECT_EQ(rows_in(vyn_regions), rows);
-        };
-        count(region_row, reserve1, 1), count(region_row, reserve1, 1), count(other, reserve1, 2);
-        count(region_row, reserve2, 2), count(region_row, end, 1), count(region_row, end, 1), count(other, end, 0);
-    }
-    platform.add_result = 0;
-    EXPECT_EQ(phase(set_vynRegionStatus, reserve1, region_row), 5) << "and the row is freed";
+    platform.add_result = 0; // and the row is freed
+    set(set_vynRegionStatus, region_row, {{reserve1, {4}, 5}});
 }
 
 TEST_F(regions, writes_without_caches_fail) {
@@ -110,16 +102,13 @@ TEST_F(regions, writes_without_caches_fail) {
 }
 
 TEST_F(regions, assignments_are_read) {
-    const std::string first_is_2 = " 28=2000000",
-                      own = "trace 100 get_vynFeatureRegionEntry_instance : ", walk = "request 8463/2 0=3c";
+    const std::string own = "trace 100 get_vynFeatureRegionEntry_instance : ", walk = "request 8463/2 0=3c";
     // clang-format off
     asks(VYNFEATUREREGIONID, 8463, "3c", is_assigned, {
-        {true, ntp_physical, is_ntp}, {true, ntp_vsan_10, is_ntp}, {true, ntp + sub_ids{7, 7}, is_ntp}, // in no scope
-        {true, {1, 1, 9}, " 16=2 28=1000000"}, {true, {1, 2, 9}, " 16=1" + first_is_2},
-        {true, {1, 2, 9, 1, 2, 3, 4}, " 16=1 20=1020304" + first_is_2}, {true, {3, 'n' + 256, 't', 'p', 1}, is_ntp},
-        {false, {}, ""}, {false, {3}, " 28=20202000"}, {false, {3, 'n'}, " 28=6e202000"}, {false, ntp, is_ntp},
-        {false, {0, 1}, " 16=2"}, {false, ntp_physical, " 16=2" + is_ntp}, {false, ntp + sub_ids{3}, is_ntp},
-        {false, ntp + sub_ids{2, 4}, " 16=1" + is_ntp}, {false, ntp_vsan_10, " 16=1 20=a" + is_ntp},
+        {true, ntp_vsan_10, is_ntp}, {true, {3, 'n' + 256, 't', 'p', 7}, is_ntp}, // in no scope
+        {true, {1, 1, 9}, " 16=2 28=1000000"}, {true, {1, 2, 9, 1, 2, 3, 4}, " 16=1 20=1020304 28=2000000"},
+        {false, {}, ""}, {false, {3, 'n'}, " 28=6e202000"}, {false, {0, 1}, " 16=2"}, {false, ntp + sub_ids{3}, is_ntp},
+        {false, ntp_physical, " 16=2" + is_ntp}, {false, ntp + sub_ids{2, 4}, " 16=1" + is_ntp},
         {false, ntp + sub_ids{2, 4, 1, 2, 3, 4, 5, 6, 7, 8, 'x', 'y'}, " 16=1 20=1020304 24=5060708 28=78797000"}});
     const std::string filled(81, 'n');
     shows(ntp_physical, {
@@ -130,25 +119,27 @@ TEST_F(regions, assignments_are_read) {
         {VYNFEATUREREGIONSTORAGE, is_assigned, integer(3), ntp_physical, set_vynFeatureRegionStorage},
         {VYNFEATUREREGIONSTATUS, is_assigned, integer(1), ntp_physical, set_vynFeatureRegionStatus},
         {VYNFEATUREREGIONSTATUS, null_reply, {}, ntp_physical, set_vynFeatureRegionStatus}});
-    refuses(VYNFEATUREREGIONID, {{}, {0, 1}, ntp, {4, 'n', 't', 'p', 1}, {huge, 'n', 1}, name_index(filled) + sub_ids{1}});
+    refuses(VYNFEATUREREGIONID, {ntp, {4, 'n', 't', 'p'}, {huge, 'n', 1}, name_index(filled) + sub_ids{1}});
     // clang-format on
-    traces(VYNFEATUREREGIONID, {}, failed, {entry, own + "return match -failed \n"});
-    traces(VYNFEATUREREGIONID, {0, 1}, failed, {entry, own + "app name - return match failed \n"});
-    traces(VYNFEATUREREGIONID, ntp_physical, failed, {entry, get_assignment + is_ntp, get_failed});
-    reads(VYNFEATUREREGIONID, {{false, {}, {}, {entry, walk, get_failed}, {failed}}});
+    reads(VYNFEATUREREGIONID, true, {{}}, {}, {entry, own + "return match -failed \n"});
+    reads(VYNFEATUREREGIONID, true, {{0, 1}}, {}, {entry, own + "app name - return match failed \n"});
+    reads(VYNFEATUREREGIONID, true, {ntp_physical}, {}, {entry, get_assignment + is_ntp, get_failed}, {failed});
+    reads(VYNFEATUREREGIONID, false, {{}}, {}, {entry, walk, get_failed}, {failed});
     platform.answers = {failed};
     read_object(VYNFEATUREREGIONID, row_of(VYNREGIONSTATUS, {7, 7, 7}), false); // a walk from elsewhere in the tree
     EXPECT_EQ(platform.take_log(), (lines{entry, "trace 100 appname_len:7, remaining_len:2", walk, get_failed}));
 }
 
-// The phases of one SET: the status's and the region's, with their logs.
+// The phases of SETs of both columns, with the rows that they make and take out.
 TEST_F(regions, assignments_are_written) {
     const std::string own = "trace 101 set_vynFeatureRegionStatus : ", no = "trace 100 set_vynFeatureRegionStatus",
                       own_id = "trace 101 set_vynFeatureRegionId : ", no_id = "trace 100 set_vynFeatureRegionId",
                       done1 = own + "RESERVE1 -- done", in2 = own + "entrying RESERVE2",
                       done2 = own + "RESERVE2 -- done", acting = own + "entrying ACTION", acted = own + "ACTION done",
-                      id_done1 = own_id + "RESERVE1 -- done", id_in2 = own_id + "entrying RESERVE2",
-                      id_done2 = own_id + "RESERVE2 -- done", id_acting = own_id + "entrying ACTION",
+                      commit_done = own + "COMMIT -- done", undo_done = own + "UNDO -- done",
+                      free_done = own + "FREE -- done", id_done1 = own_id + "RESERVE1 -- done",
+                      id_in2 = own_id + "entrying RESERVE2", id_done2 = own_id + "RESERVE2 -- done",
+                      id_acting = own_id + "entrying ACTION", in = "app_region rows 1", out = "app_region rows 0",
                       from = "trace 101 from get_vynFeatureRegionEntry_instance app_name: ntp ",
                       added = "trace 101 app_name: ntp is added in to indxobj", ask = get_assignment + is_ntp,
                       remove = set_assignment + " 8=1" + is_ntp, create = set_assignment + " 12=9" + is_ntp + " 112=4",
@@ -156,9 +147,13 @@ TEST_F(regions, assignments_are_written) {
                       missing = "trace 100 No feature region presented in VYN for this application ntp ",
                       set_failed = " : vyn_req_resp Set failed:E77",
                       parse_failed = " : RESERVE1 instance parse fail \n";
+    WriteMethod *const status = set_vynFeatureRegionStatus, *const id = set_vynFeatureRegionId;
     const set_value seven(7, sizeof(long), ASN_UNSIGNED), nine(9, 4, ASN_UNSIGNED);
     // clang-format off
-    set(set_vynFeatureRegionStatus, status_row, {
+    const set_phase status_waits = {reserve1, {4}, 0, {from, entry, ask, get_failed, added, in, done1}, {failed}},
+                    it_waits_already = {reserve1, {4}, 0, {from, entry, ask, get_failed, done1}, {failed}},
+                    region_waits = {reserve1, seven, 0, {added, in, id_done1}};
+    set(status, status_row, {
         {reserve1, {1}, 0, {from, done1}}, {reserve1, {6, 0}, 0, {from, done1}},
         {reserve1, {4}, 12, {from, entry, ask, "trace 100 Feature region already presented in VYN for this application ntp "},
          {assignment("x", PHYSICAL)}},
@@ -166,88 +161,54 @@ TEST_F(regions, assignments_are_written) {
         {action, {4}, 5, {acting}}, {reserve2, {1}, 0, {in2, done2}}, {action, {1}, 0, {acting}},
         {action, {6}, 0, {acting, remove, acted}, {null_reply}},
         {action, {6}, 5, {acting, remove, no + set_failed, error_77}, {failed}},
-        {reserve1, {4}, 0, {from, entry, ask, get_failed, added, done1}, {failed}},
-        {reserve1, {4}, 0, {from, entry, ask, get_failed, done1}, {failed}}, {reserve2, {4}, 0, {in2, done2}}});
-    set(set_vynFeatureRegionId, id_row, {
+        status_waits, it_waits_already, {reserve2, {4}, 0, {in2, done2}}});
+    set(id, id_row, {
         {reserve1, nine, 0, {id_done1}}, {reserve2, nine, 0, {id_in2, id_done2}},
         {action, nine, 0, {id_acting}}}); // which leaves the sending to the status
-    set(set_vynFeatureRegionStatus, status_row, {
+    set(status, status_row, {
         {action, {4}, 0, {acting, create, acted}, {null_reply}},
         {action, {4}, 5, {acting, create, no + set_failed, error_77}, {failed}},
-        {commit, {4}, 0, {own + "COMMIT -- done"}}, {undo, {4}, 0, {own + "UNDO -- done"}}});
-    set(set_vynFeatureRegionId, id_row, { // whose COMMIT takes the row out
-        {commit, nine, 0, {own_id + "COMMIT -- done"}},
+        {commit, {4}, 0, {commit_done}}, {undo, {4}, 0, {undo_done}}});
+    // The row stays for the next region, which takes it for its own and out in COMMIT.
+    set(id, id_row, {
+        {reserve1, seven, 0, {id_done1}}, {reserve2, seven, 0, {id_in2, id_done2}}, {action, seven, 0, {id_acting}},
+        {commit, nine, 0, {out, own_id + "COMMIT -- done"}},
         {reserve2, nine, 5, {id_in2, "trace 100 unable to find app_name: ntp"}}, {action, nine, 5, {id_acting}},
-        {reserve1, seven, 0, {added, id_done1}},
-        {reserve2, seven, 12, {id_in2, entry, ask, get_failed, missing, missing_error}, {failed}},
+        region_waits, {reserve2, seven, 12, {id_in2, entry, ask, get_failed, missing, missing_error}, {failed}},
         {reserve2, seven, 12, {id_in2, entry, ask, missing, missing_error}, {null_reply}},
         {reserve2, seven, 0, {id_in2, entry, ask, id_done2}, {is_assigned}},
         {action, seven, 0, {id_acting, change, own_id + "ACTION done"}, {null_reply}},
         {action, seven, 5, {id_acting, change, no_id + set_failed, error_77}, {failed}},
-        {undo, seven, 0, {own_id + "UNDO -- done"}}, {free_phase, seven, 0, {own_id + "FREE -- done"}}});
-    set(set_vynFeatureRegionStatus, status_row, {{free_phase, {4}, 0, {own + "FREE -- done"}}});
-    set(set_vynFeatureRegionStatus, row_of(VYNFEATUREREGIONSTATUS), {
+        {undo, seven, 0, {out, own_id + "UNDO -- done"}},
+        region_waits, {free_phase, seven, 0, {out, own_id + "FREE -- done"}}, region_waits});
+    // In front of the status, the region's row is one that has to exist.
+    set(status, status_row, {it_waits_already});
+    set(id, id_row, {{reserve2, seven, 12, {id_in2, entry, ask, get_failed, missing, missing_error}, {failed}}});
+    set(status, status_row, {{free_phase, {4}, 0, {out, free_done}}, {free_phase, {4}, 0, {free_done}}});
+    // The end of a status takes a region 0 out of the other cache.
+    for (int end : {commit, undo}) {
+        phase(set_vynRegionStatus, reserve1, row_of(VYNREGIONSTATUS, {1, 0}));
+        set(status, status_row, {{end, {4}, 0, {"region rows 0", end == commit ? commit_done : undo_done}}});
+    }
+    platform.add_result = 0; // whether the cache has taken it shows later
+    set(status, status_row, {
+        {reserve1, {4}, 0, {from, entry, ask, get_failed, added, done1}, {failed}}});
+    EXPECT_EQ(phase(status, reserve2, status_row), 5);
+    platform.add_result = INDXOBJ_SUCCESS;
+    set(status, status_row, {status_waits}); // which a stop frees
+    set(status, row_of(VYNFEATUREREGIONSTATUS), {
         {reserve1, {4}, 12, {"trace 100 get_vynFeatureRegionEntry_instance : return match -failed \n", no + parse_failed}}});
-    set(set_vynFeatureRegionId, row_of(VYNFEATUREREGIONID, ntp), {{reserve1, nine, 12, {no_id + parse_failed}}});
+    set(id, row_of(VYNFEATUREREGIONID, ntp), {{reserve1, nine, 12, {no_id + parse_failed}}});
     // clang-format on
 }
 
 // What runs on over a name and its mark ends the one and does not become the other.
 TEST_F(regions, octets_that_run_on_make_no_row_that_is_lost) {
-    sub_ids index = {80, 2};
-    index.resize(MAX_OID_LEN - 14, 'z');
-    const sub_ids row = row_of(VYNFEATUREREGIONID, index);
-    for (int each : {reserve1, reserve2, action})
+    const sub_ids row = row_of(VYNFEATUREREGIONID, sub_ids{80, 2} + sub_ids(MAX_OID_LEN - 16, 'z'));
+    for (int each : {reserve1, reserve2, action, commit})
         EXPECT_EQ(phase(set_vynFeatureRegionId, each, row, {each == reserve2 ? is_assigned : null_reply}), 0);
-    EXPECT_TRUE(platform.log[platform.log.size() - 2].starts_with(set_assignment)) << "it is sent";
-    phase(set_vynFeatureRegionId, commit, row);
-    EXPECT_EQ(rows_in(vyn_app_regions), 0u);
-    // Two indexes of one region: the row that waits is the first one's, and is what is sent.
-    phase(set_vynRegionStatus, reserve1, region_row);
-    platform.take_log();
-    phase(set_vynRegionStatus, action, row_of(VYNREGIONSTATUS, {9, 1, 5}), {null_reply});
-    EXPECT_EQ(platform.log[1], set_region + " 12=5");
-    phase(set_vynRegionStatus, commit, region_row);
-}
-
-// Every way that a SET of both columns can go, and the rows that it leaves: none, but for a status without a region.
-TEST_F(regions, sets_leave_the_rows_that_they_should) {
-    struct step {
-        WriteMethod *write;
-        int phase;
-        size_t left;
-        std::deque<fake_answer> answers = {};
-        int result = 0;
-    };
-    WriteMethod *const status = set_vynFeatureRegionStatus, *const id = set_vynFeatureRegionId;
-    const auto run = [&](const std::vector<step> &steps) {
-        for (const auto &[write, which, left, answers, result] : steps) {
-            EXPECT_EQ(phase(write, which, write == status ? status_row : id_row, answers), result);
-            EXPECT_EQ(rows_in(vyn_app_regions), left);
-        }
-    };
-    // clang-format off
-    for (int end : {commit, undo, free_phase}) {
-        const size_t kept = end == free_phase ? 0 : 1;
-        run({{status, reserve1, 1, {failed}}, {id, reserve1, 1}, {status, reserve2, 1}, {id, reserve2, 1},
-             {status, end, kept}, {id, end, 0}});
-        // A region alone, and a region in front of the status, which is refused.
-        run({{id, reserve1, 1}, {id, reserve2, 1, {is_assigned}}, {id, end, 0}});
-        run({{id, reserve1, 1}, {status, reserve1, 1, {failed}}, {id, reserve2, 1, {failed}, 12}, {id, free_phase, 0}});
-    }
-    // A createAndGo without a region stays, takes the next one's region as its own, and goes with that.
-    for (int end : {commit, undo})
-        run({{status, reserve1, 1, {failed}}, {status, reserve2, 1}, {status, action, 1, {null_reply}}, {status, end, 1}});
-    run({{id, reserve1, 1}, {id, reserve2, 1}, {id, action, 1}, {id, commit, 0}});
-    // The end of a status takes a region 0 out of the other cache. What waits at a stop is freed by that.
-    phase(set_vynRegionStatus, reserve1, row_of(VYNREGIONSTATUS, {1, 0}));
-    run({{status, reserve1, 1, {failed}}, {status, commit, 1}});
-    EXPECT_EQ(rows_in(vyn_regions), 0u);
-    platform.add_result = 0; // whether the cache has taken it shows later
-    run({{status, free_phase, 0}, {status, reserve1, 0, {failed}}, {status, reserve2, 0, {}, 5}});
-    // clang-format on
-    platform.add_result = INDXOBJ_SUCCESS;
-    run({{status, reserve1, 1, {failed}}});
+    EXPECT_EQ(platform.log.end()[-2], "app_region rows 0");
+    EXPECT_TRUE(platform.log.end()[-4].starts_with(set_assignment)) << "it is sent";
 }
 
 } // namespace

@@ -18,9 +18,8 @@ TEST_F(static_peers, reads_the_row_of_its_index) {
     asks(VYNSTATPEERSTATUS, 8477, "42", of_ipv4, {
         {true, ipv4, " 12=1 16=a000001"}, {true, ipv4 + sub_ids{9}, " 12=1 16=a000001"},
         {true, ipv6, " 12=2 16=fe010203 20=4050607 24=8090a0b 28=c0d0e0f"},
-        {false, {}, ""}, {false, {7}, " 12=7"}, {false, {1, 0, 10}, " 12=1"},
-        {false, {1, 4, 10, 1}, " 12=1 16=a010000"}, {false, {16, huge, 'x'}, " 12=10 16=78000000"}});
-    refuses(VYNSTATPEERSTATUS, {{}, {1, 4, 10, 0, 0}, {16, 3, 's', 'w', '1'}, {1, 5, 10, 0, 0, 1}, {16, 256, 1, 1, 1, 1}});
+        {false, {}, ""}, {false, {1, 0, 10}, " 12=1"}, {false, {1, 4, 10, 1}, " 12=1 16=a010000"}});
+    refuses(VYNSTATPEERSTATUS, {{16, 3, 's', 'w', '1'}, {1, 5, 10, 0, 0, 1}, {16, 256, 1, 1, 1, 1}});
     shows({1, 4, 1, 1, 1, 1}, { // to be written without a row as well
         {VYNSTATPEERSTATUS, of_ipv4, integer(3), ipv4}, {VYNSTATPEERSTATUS, of_ipv6, integer(3), ipv6},
         {VYNSTATPEERSTATUS, reply(9, text("core")), integer(3), {16, 4, 'c', 'o', 'r', 'e'}},
@@ -30,57 +29,51 @@ TEST_F(static_peers, reads_the_row_of_its_index) {
         {VYNSTATPEERADDRROWSTATUS, of_ipv4, integer(1), ipv4, set_vynStatPeerAddrRowStatus},
         {VYNSTATPEERADDRROWSTATUS, failed, {}, {1, 4, 1, 1, 1, 1}, set_vynStatPeerAddrRowStatus}});
     // clang-format on
-}
-
-TEST_F(static_peers, traces_what_it_reads) {
     const std::string own = " header_vynStatPeersEntry : ", parse = "get_vynStatPeersEntry_instance";
-    const std::pair<fake_answer, std::string> ends[] = {
-        {reply(16, text("sw-2")),
+    const sub_ids sw_1 = {16, 4, 's', 'w', '-', '1'}, sw_2 = {16, 4, 's', 'w', '-', '2'};
+    const std::tuple<fake_answer, sub_ids, std::string> ends[] = {
+        {reply(16, text("sw-2")), sw_2,
          "trace 101 resp_p->resp_static_peer.addr_type = 16, resp_p->resp_static_peer.addr = sw-2 "},
-        {null_reply, "trace 100" + own + "VYN returned Null response for Static Peers query \n"},
-        {failed, "trace 100" + own + "VYN failed to return response for Peers query: E77 \n"}};
-    for (const auto &[answer, end] : ends)
-        traces(VYNSTATPEERSTATUS, {16, 4, 's', 'w', '-', '1'}, answer,
-               {exact_read(parse, 20),
-                "trace 101 " + own + "Sending cmi_req_respfor MTS_OPC_VYN_CONFIG_REQ : msg_type = 66 ",
-                "trace 101 request.static_peer.addr_type = 16, request.static_peer.addr = sw-1 ",
-                "request 8477/1 0=42 12=10 16=73772d31", end});
-    traces(VYNSTATPEERSTATUS, {}, failed, {"...", "trace 100 " + parse + " : return match -failed \n"});
+        {null_reply, sw_1, "trace 100" + own + "VYN returned Null response for Static Peers query \n"},
+        {failed, {}, "trace 100" + own + "VYN failed to return response for Peers query: E77 \n"}};
+    for (const auto &[answer, row, end] : ends)
+        reads(VYNSTATPEERSTATUS, true, {sw_1}, row,
+              {exact_read(parse, 20),
+               "trace 101 " + own + "Sending cmi_req_respfor MTS_OPC_VYN_CONFIG_REQ : msg_type = 66 ",
+               "trace 101 request.static_peer.addr_type = 16, request.static_peer.addr = sw-1 ",
+               "request 8477/1 0=42 12=10 16=73772d31", end},
+              {answer});
+    reads(VYNSTATPEERSTATUS, true, {{}}, {}, {"...", "trace 100 " + parse + " : return match -failed \n"});
 }
 
 TEST_F(static_peers, row_status_is_written_in_npv_mode) {
-    const std::string own = "trace 101 set_vynStatPeerAddrRowStatus : ", done1 = own + "RESERVE1 -- done",
-                      done2 = own + "RESERVE2 -- done",
-                      refused = "trace 100 set_vynStatPeerAddrRowStatus : ", tmp = "open /tmp/fc_nport_mux 128",
-                      mnt = "open /mnt/pss/fc_nport_mux 128";
+    const std::string own = "trace 101 set_vynStatPeerAddrRowStatus : ",
+                      no = "trace 100 set_vynStatPeerAddrRowStatus : ", entrying = own + "entrying RESERVE2",
+                      done1 = own + "RESERVE1 -- done", done2 = own + "RESERVE2 -- done",
+                      acting = own + "entrying ACTION", done = own + "ACTION done", tmp = "open /tmp/fc_nport_mux 128",
+                      mnt = "open /mnt/pss/fc_nport_mux 128", change = "request 8477/3 0=42", peer = " 12=1 16=a000001";
     const auto parse = [](int length) { return exact_read("get_vynStatPeersEntry_instance", length); };
     const sub_ids row = row_of(VYNSTATPEERADDRROWSTATUS, ipv4), ipv6_row = row_of(VYNSTATPEERADDRROWSTATUS, ipv6),
                   short_row = row_of(VYNSTATPEERADDRROWSTATUS, {1, 4, 10, 0, 0});
-    const auto npv = [&](std::set<std::string> files, const sub_ids &name, int result, lines log) {
-        platform.files = std::move(files);
-        log.insert(log.begin(), own + "entrying RESERVE2");
-        set(set_vynStatPeerAddrRowStatus, name, {{reserve2, {6}, result, log}});
-    };
-    const std::string in_tmp = "/tmp/fc_nport_mux", in_mnt = "/mnt/pss/fc_nport_mux";
-    npv({}, row, 5, {tmp, mnt, refused + "Operation failed: NPV mode is not enabled\n", "set_error 1085472881 1432"});
-    npv({in_tmp, in_mnt}, row, 0, {tmp, "close 0", parse(20), done2});
-    npv({in_mnt}, row, 0, {tmp, mnt, "close 0", parse(20), done2});
-    npv({in_tmp}, ipv6_row, 12,
-        {tmp, "close 0", parse(32), refused + "Address type is not IPV4\n", "set_error 1085472880 1432"});
-    npv({in_tmp}, short_row, 12, {tmp, "close 0", parse(19), refused + "RESERVE2 instance parse fail \n"});
-
-    const std::string entrying = own + "entrying ACTION", done = own + "ACTION done", change = "request 8477/3 0=42",
-                      peer = " 12=1 16=a000001";
     // clang-format off
+    set(set_vynStatPeerAddrRowStatus, row, {
+        {reserve2, {6}, 5, {entrying, tmp, mnt, no + "Operation failed: NPV mode is not enabled\n",
+                            "set_error 1085472881 1432"}}});
+    platform.files = {"/mnt/pss/fc_nport_mux"};
+    set(set_vynStatPeerAddrRowStatus, row, {{reserve2, {6}, 0, {entrying, tmp, mnt, "close 0", parse(20), done2}}});
+    platform.files.insert("/tmp/fc_nport_mux");
+    set(set_vynStatPeerAddrRowStatus, ipv6_row, {
+        {reserve2, {6}, 12, {entrying, tmp, "close 0", parse(32), no + "Address type is not IPV4\n",
+                             "set_error 1085472880 1432"}}});
     set(set_vynStatPeerAddrRowStatus, short_row, {
-        {reserve1, {6}, 12, {parse(19), refused + "RESERVE1 instance parse fail \n"}}});
+        {reserve1, {6}, 12, {parse(19), no + "RESERVE1 instance parse fail \n"}},
+        {reserve2, {6}, 12, {entrying, tmp, "close 0", parse(19), no + "RESERVE2 instance parse fail \n"}}});
     set(set_vynStatPeerAddrRowStatus, row, {
         {reserve1, {4}, 0, {parse(20), done1}}, {reserve1, {6, 1}, 0, {parse(20), done1}},
-        {action, {4}, 0, {entrying, parse(20), change + peer, done}, {null_reply}},
-        {action, {6, 1}, 0, {entrying, parse(20), change + " 8=1" + peer, done}, {null_reply}},
-        {action, {1}, 0, {entrying, parse(20)}},
-        {action, {4}, 5, {entrying, parse(20), change + peer, refused + "vyn_req_resp Set failed:E77", error_77},
-         {failed}},
+        {action, {4}, 0, {acting, parse(20), change + peer, done}, {null_reply}},
+        {action, {6, 1}, 0, {acting, parse(20), change + " 8=1" + peer, done}, {null_reply}},
+        {action, {1}, 0, {acting, parse(20)}},
+        {action, {4}, 5, {acting, parse(20), change + peer, no + "vyn_req_resp Set failed:E77", error_77}, {failed}},
         {commit, {4}, 0}, {free_phase, {4}, 0}, {undo, {4}, 0}});
     // clang-format on
 }
