@@ -1,7 +1,7 @@
 // A table that an agent serves out of its own memory: what the walks of vynPeersTable are compared
 // to.
 //
-// A stock agent loads it with dlmod. Its rows are those of the fabric that scripts/bench writes:
+// A stock agent loads it with dlmod. Its rows are those of the fabric that bench/fabric writes:
 // the IPv4 addresses from 10.0.0.0 on. Its OIDs are as long as those of vynPeersTable and differ
 // from them in one sub-identifier, so that the table can also stand in a subagent of the same
 // agent. The environment says how many rows there are (VYN_NATIVE_ROWS), and which number is in the
