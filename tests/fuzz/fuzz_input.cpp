@@ -72,17 +72,21 @@ void fuzz_input::answer() {
     platform().states = states_;
 }
 
+static sub_ids feature_index(const vyn_feature_entry &feature) {
+    return name_index(reinterpret_cast<const char *>(feature.name) + 1);
+}
+
 sub_ids fuzz_input::name_of(const struct variable7 &object) {
     static constexpr oid dangerous[] = {256, 0xffff, 0x7fffffff, 0x80000000, huge - 3, huge};
     sub_ids name = row_of(object.magic);
-    if (flag()) name.resize(1 + number(name.size() - 1));
+    if (number(7) == 0) name.resize(1 + number(name.size() - 1));
     for (const uint8_t byte : bytes(MAX_OID_LEN)) {
         const size_t chosen = byte - (256 - std::size(dangerous));
         if (chosen < std::size(dangerous))
             name.push_back(dangerous[chosen]);
-        else if (byte == 249 && !platform().features.empty())
-            name = name + name_index(reinterpret_cast<const char *>(platform().features.front().name) + 1);
-        else if (byte == 248)
+        else if ((byte == 248 || byte == 249) && !platform().features.empty())
+            name = name + feature_index(platform().features.front()) + (byte == 248 ? sub_ids{1} : sub_ids{});
+        else if (byte == 247)
             name = name + sub_ids{2, 4, 0, 0, 0, 10};
         else
             name.push_back(byte);
