@@ -6,7 +6,6 @@
 
 #include "vyn_service.h"
 
-#include <charconv>
 #include <cstdio>
 #include <iterator>
 
@@ -21,13 +20,20 @@ static char *put(char *at, const char *end, const char *text, size_t length)
     return at + length;
 }
 
+// As %x, or as %d for everything else. Not std::to_chars, whose tables a library would export.
 static char *put_number(char *at, const char *end, uint32_t number, char conversion)
 {
+    const uint32_t base = conversion == 'x' ? 16 : 10;
+    const bool negative = conversion != 'x' && number > INT32_MAX;
     char digits[16];
-    const auto result = conversion == 'x'
-                            ? std::to_chars(digits, std::end(digits), number, 16)
-                            : std::to_chars(digits, std::end(digits), static_cast<int32_t>(number));
-    return put(at, end, digits, static_cast<size_t>(result.ptr - digits));
+    char *first = std::end(digits);
+    number = negative ? 0 - number : number;
+    do
+        *--first = "0123456789abcdef"[number % base];
+    while ((number /= base) != 0);
+    if (negative)
+        *--first = '-';
+    return put(at, end, first, static_cast<size_t>(std::end(digits) - first));
 }
 
 // What printf would write, for the conversions that vyn_format admits. The history is usually on,
