@@ -86,7 +86,8 @@ TEST_F(agent_notifications, bursts_arrive_whole_and_in_order_and_memory_is_flat)
         })) << received().size();
         if (round == 2) settled = agent_memory();
     }
-    EXPECT_LE(agent_memory(), settled + 128) << "KiB: 32 bytes of each event would be more";
+    // The allocator takes 132 KiB at a time from the system.
+    EXPECT_LE(agent_memory(), settled + 256) << "KiB: 64 bytes of each event would be more";
     const std::vector<std::string> got = received();
     EXPECT_EQ(got.size(), size_t{rounds * burst});
     for (int i = 0; i < rounds * burst; i++) {
