@@ -60,8 +60,10 @@ TEST_F(frame, goes_on_past_every_failure) {
 TEST_F(frame, objects_are_in_order) {
     octets identifiers;
     for (const struct variable7 &object : vyn_mib_variables) identifiers.push_back(object.magic);
-    EXPECT_TRUE(std::is_sorted(identifiers.begin(), identifiers.end(),
-                               [](int left, int right) { return row_of(left) < row_of(right); }));
+    EXPECT_TRUE(std::is_sorted(identifiers.begin(), identifiers.end(), [](int left, int right) {
+        const sub_ids one = row_of(left), other = row_of(right);
+        return snmp_oid_compare(one.data(), one.size(), other.data(), other.size()) < 0;
+    }));
     EXPECT_EQ(identifiers, (octets{4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 19, 20, 21, 22, 27, 28, 29, 34, 35, 39,
                                    45, 50, 51, 52, 53, 54, 60, 61, 67, 68, 69, 74, 75, 76, 77, 78, 79, 80, 84, 85}));
 }
