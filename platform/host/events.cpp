@@ -40,8 +40,8 @@ class subscriber {
   private:
     static constexpr int most_opcodes = 8;
     static constexpr int events_at_once = 16;
-    static constexpr int most_left_behind =
-        1024; // more than the socket of one that has ended can hold
+    // More than the socket of a service that has ended can hold.
+    static constexpr int most_left_behind = 1024;
 
     void connect();
     void tick();
@@ -146,7 +146,8 @@ void subscriber::renew(pid_t service)
 {
     if (greeted_ && link_.peer() == service)
         return;
-    // What the service before has posted comes first.
+    // What the service before has posted comes first, here in the midst of a manager's request:
+    // handlers ask nothing of the service.
     for (int i = 0; i < most_left_behind && greeted_; i++) {
         const arrival got = link_.receive(frame_);
         if (got == arrival::nothing || got == arrival::lost || !frame_.is(vynd::frame_kind::event))

@@ -106,7 +106,7 @@ vyn_snmp_req vyn_peer_request(const vyn_peer_query &query)
 u32 vyn_query_peer(const vyn_peer_query &query, bool exact, vyn_snmp_req *request, vyn_reply *reply)
 {
     const vyn_app_peer &key = request->request.req_peer.peer;
-    const vyn_msg_type msg_type = exact ? VYN_MSG_GET : VYN_MSG_GETNEXT;
+    const vyn_msg_type msg_type = vyn_read_type(exact);
     vyn_trace(VYN_TRACE_FLOW, query.sending, query.sender, uint32_t{msg_type},
               vyn_field(key.local_app_name), key.scope, key.vsan);
     vyn_trace(VYN_TRACE_FLOW, query.sending_address, key.addr_type, vyn_field(key.addr));
@@ -116,7 +116,7 @@ u32 vyn_query_peer(const vyn_peer_query &query, bool exact, vyn_snmp_req *reques
 
 void vyn_trace_peer(const vyn_peer_query &query, bool exact, const vyn_app_peer &found)
 {
-    const vyn_msg_type msg_type = exact ? VYN_MSG_GET : VYN_MSG_GETNEXT;
+    const vyn_msg_type msg_type = vyn_read_type(exact);
     vyn_trace(VYN_TRACE_FLOW, query.received, query.function, uint32_t{msg_type},
               vyn_field(found.local_app_name), found.scope, found.vsan);
     vyn_trace(VYN_TRACE_FLOW, query.received_address, found.addr_type, vyn_field(found.addr));

@@ -12,8 +12,8 @@
 // Octets of an address: 4 or 16, or the length of a text.
 size_t vyn_addr_length(uint32_t addr_type, const char (&addr)[256]);
 
-// Takes the address part of an exact index: false when it is not all there or has more than 255
-// octets. What follows it is left.
+// Takes the address part of an exact index into a key that is zero: false when it is not all there
+// or has more than 255 octets. What follows it is left.
 bool vyn_take_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256]);
 
 // The same for an index that begins with the address, with the trace of vyn_has_index. One that is

@@ -56,8 +56,7 @@ static int header_vynDistCtrlEntry(const struct variable *vp, oid *name, size_t 
         return no_such_row;
 
     vyn_reply reply;
-    if (u32 error = vyn_call(MTS_OPC_VYN_SNMP_QUERY, exact ? VYN_MSG_GET : VYN_MSG_GETNEXT,
-                             &request, &reply)) {
+    if (u32 error = vyn_call(MTS_OPC_VYN_SNMP_QUERY, vyn_read_type(exact), &request, &reply)) {
         vyn_trace(VYN_TRACE_FAILURE,
                   "%s :cmi_get_vynDistCtrlEntry call :cmi Get call to the module failed with "
                   "reasoncode : %s",

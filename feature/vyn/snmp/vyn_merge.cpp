@@ -148,8 +148,7 @@ static u32 send_query(vyn_merge_key key, bool exact, vyn_reply *reply)
     request.argument = 1;
     key.query_mark = VYN_MERGE_QUERY_MARK;
     request.request.req_merge = key;
-    const u32 error =
-        vyn_call(MTS_OPC_VYN_MERGE_QUERY, exact ? VYN_MSG_GET : VYN_MSG_GETNEXT, &request, reply);
+    const u32 error = vyn_call(MTS_OPC_VYN_MERGE_QUERY, vyn_read_type(exact), &request, reply);
     if (error != 0 && exact)
         vyn_trace(VYN_TRACE_FAILURE, "Return value for MTS_OPC_VYN_MERGE_QUERY GET is %d \n",
                   error);

@@ -86,7 +86,7 @@ static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid 
         return -1;
     request.request.req_app_lock_state = key;
 
-    const vyn_msg_type msg_type = exact ? VYN_MSG_GET : VYN_MSG_GETNEXT;
+    const vyn_msg_type msg_type = vyn_read_type(exact);
     trace_request(msg_type, key);
     vyn_reply reply;
     const u32 error =

@@ -101,8 +101,7 @@ u32 vyn_query(vyn_opcode opcode, vyn_msg_type msg_type, vyn_snmp_req *request, v
 
 u32 vyn_query_region(vyn_snmp_req *request, bool exact, vyn_reply *reply, const char *function)
 {
-    const u32 error =
-        vyn_call(MTS_OPC_VYN_MGMT_REQ, exact ? VYN_MSG_GET : VYN_MSG_GETNEXT, request, reply);
+    const u32 error = vyn_call(MTS_OPC_VYN_MGMT_REQ, vyn_read_type(exact), request, reply);
     if (error != 0)
         vyn_trace(VYN_TRACE_FAILURE, "%s : vyn_mgmt_req_resp Get failed : %s", function,
                   syserr2str(error));

@@ -119,6 +119,7 @@ template <typename... Args>
 [[gnu::noinline]] void vyn_trace_to_history(vyn_trace_level level, const char *format,
                                             const Args &...args)
 {
+    // The last is of no format: an array has at least one.
     const vyn_trace_argument arguments[] = {vyn_trace_argument(args)..., uint32_t{0}};
     vyn_trace_history(level, format, arguments);
 }
@@ -192,6 +193,12 @@ class vyn_reply {
     void *block_ = nullptr;
     u32 length_ = 0; // in bytes
 };
+
+// The operation of a query: for the row that is named, or for the one behind it.
+constexpr vyn_msg_type vyn_read_type(bool exact)
+{
+    return exact ? VYN_MSG_GET : VYN_MSG_GETNEXT;
+}
 
 // Sends a request on behalf of the SNMP user whose operation is being served, and waits for the
 // answer. Returns 0, or the system error code of the service or the transport; then there is no

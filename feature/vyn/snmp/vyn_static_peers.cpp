@@ -67,10 +67,9 @@ static int header_vynStatPeersEntry(const struct variable *vp, oid *name, size_t
     vyn_trace(VYN_TRACE_FLOW, "request.static_peer.addr_type = %d, request.static_peer.addr = %s ",
               key.addr_type, vyn_field(key.addr));
     vyn_reply reply;
-    if (u32 error =
-            vyn_query(MTS_OPC_VYN_CONFIG_REQ, exact ? VYN_MSG_GET : VYN_MSG_GETNEXT, &request,
-                      &reply, own_name, "%s : VYN failed to return response for Peers query: %s \n",
-                      "%s : VYN returned Null response for Static Peers query \n"))
+    if (u32 error = vyn_query(MTS_OPC_VYN_CONFIG_REQ, vyn_read_type(exact), &request, &reply,
+                              own_name, "%s : VYN failed to return response for Peers query: %s \n",
+                              "%s : VYN returned Null response for Static Peers query \n"))
         return static_cast<int>(error);
     if (!reply.present())
         return 0;
