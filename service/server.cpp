@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <system_error>
 
@@ -25,6 +26,13 @@ namespace {
 constexpr size_t most_answers = 64;       // queued for a client that does not read them
 constexpr size_t most_subscriptions = 64; // of one connection
 constexpr std::chrono::milliseconds accept_pause{100};
+
+// A client that asks one request after the other, as a walk does, is waited for in the receive
+// itself: that saves the poll, a tenth of what a read costs. The others wait meanwhile, so it is
+// done for no more requests than this in a row, and ends as soon as the client pauses for longer
+// than this (or until the system's clock ticks, if that is later).
+constexpr int most_in_a_row = 32;
+constexpr timeval longest_pause{0, 1000};
 
 [[noreturn]] void fail(const std::string &what, int code = errno)
 {
@@ -104,10 +112,11 @@ short server::wanted(const connection &client, time_point now) const
     return static_cast<short>((read ? POLLIN : 0) | (write ? POLLOUT : 0));
 }
 
-// Milliseconds until something happens by itself, rounded up so that the loop never spins.
-int server::timeout(time_point now, std::chrono::milliseconds longest) const
+// Milliseconds until something happens by itself, rounded up so that the loop never spins; -1 if
+// nothing does.
+int server::timeout(time_point now) const
 {
-    time_point next = now + longest;
+    time_point next = time_point::max();
     const auto at = [&](time_point when) {
         if (when > now)
             next = std::min(next, when);
@@ -118,10 +127,13 @@ int server::timeout(time_point now, std::chrono::milliseconds longest) const
     for (const connection &client : connections_)
         for (const outgoing &frame : client.queue)
             at(frame.due);
-    return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(next - now).count());
+    if (next == time_point::max())
+        return -1;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
+    return static_cast<int>(std::min<int64_t>(left, INT_MAX));
 }
 
-bool server::step(std::chrono::milliseconds longest, int stop)
+bool server::step(int stop, bool wait)
 {
     time_point now = std::chrono::steady_clock::now();
     std::vector<pollfd> polled = {{accept_again_ <= now ? listener_.get() : -1, POLLIN, 0},
@@ -132,7 +144,8 @@ bool server::step(std::chrono::milliseconds longest, int stop)
         // A connection that wants nothing is left out, or its hang-up would wake us for ever.
         polled.push_back({events ? client.socket.get() : -1, events, 0});
     }
-    if (poll(polled.data(), polled.size(), timeout(now, longest)) < 0 && errno != EINTR)
+    const int ready = poll(polled.data(), polled.size(), wait ? timeout(now) : 0);
+    if (ready < 0 && errno != EINTR)
         fail("poll");
 
     now = std::chrono::steady_clock::now();
@@ -143,8 +156,9 @@ bool server::step(std::chrono::milliseconds longest, int stop)
         const auto &[fd, events, revents] = *place++;
         if (revents & (POLLOUT | POLLHUP | POLLERR))
             flush(client, now);
-        if ((events & POLLIN) && (revents & (POLLIN | POLLHUP | POLLERR)) && !client.closed)
-            receive(client, now);
+        if ((events & POLLIN) && (revents & (POLLIN | POLLHUP | POLLERR)) && !client.closed &&
+            receive(client, now, MSG_DONTWAIT) && wait && ready == 1)
+            serve_in_a_row(client);
     }
     if (polled[0].revents)
         accept_one(now);
@@ -152,9 +166,19 @@ bool server::step(std::chrono::milliseconds longest, int stop)
     return polled[1].revents == 0;
 }
 
+// As long as nothing happens by itself, which would come late.
+void server::serve_in_a_row(connection &client)
+{
+    for (int i = 0; i < most_in_a_row && client.queue.empty() && !faults_.stalled(); ++i) {
+        const time_point now = std::chrono::steady_clock::now();
+        if (timeout(now) >= 0 || !receive(client, now, 0))
+            return;
+    }
+}
+
 void server::accept_one(time_point now)
 {
-    unique_fd socket(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    unique_fd socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
     if (socket.get() < 0) {
         if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED)
             return;
@@ -164,6 +188,9 @@ void server::accept_one(time_point now)
         accept_again_ = now + accept_pause;
         return;
     }
+    if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &longest_pause, sizeof longest_pause) !=
+        0)
+        fail("SO_RCVTIMEO");
     accept_again_ = {};
     connection &client = connections_.emplace_back();
     client.socket = std::move(socket);
@@ -173,17 +200,18 @@ void server::accept_one(time_point now)
     enqueue(client, {make_frame(greeting, {}), frame_kind::greeting, now}, now);
 }
 
-void server::receive(connection &client, time_point now)
+// Whether the client has sent something that leaves its connection open.
+bool server::receive(connection &client, time_point now, int flags)
 {
     be32 kind;
     if (faults_.stalled() &&
-        recv(client.socket.get(), &kind, sizeof kind, MSG_PEEK) == sizeof kind &&
+        recv(client.socket.get(), &kind, sizeof kind, MSG_PEEK | MSG_DONTWAIT) == sizeof kind &&
         kind != static_cast<uint32_t>(frame_kind::command)) {
         client.parked = true;
-        return;
+        return false;
     }
     static uint8_t buffer[largest_frame];
-    const ssize_t size = recv(client.socket.get(), buffer, sizeof buffer, MSG_TRUNC);
+    const ssize_t size = recv(client.socket.get(), buffer, sizeof buffer, flags | MSG_TRUNC);
     if (size > 0 && static_cast<size_t>(size) <= sizeof buffer)
         take_frame(client, {buffer, static_cast<size_t>(size)}, now);
     else if (size > 0)
@@ -192,6 +220,7 @@ void server::receive(connection &client, time_point now)
         client.closed = true;
     else if (errno != EAGAIN && errno != EINTR)
         abandon(client, std::strerror(errno));
+    return size > 0 && !client.closed;
 }
 
 void server::take_frame(connection &client, std::span<const uint8_t> frame, time_point now)
@@ -291,10 +320,11 @@ size_t server::post(const event &posted, time_point now)
 
 void server::enqueue(connection &client, outgoing frame, time_point now)
 {
+    if (client.queue.empty() && sendable(frame, now) && transmit(client, frame))
+        return;
     if (frame.kind != frame_kind::event)
         ++client.answers;
     client.queue.push_back(std::move(frame));
-    flush(client, now);
 }
 
 void server::flush(connection &client, time_point now)
@@ -302,21 +332,27 @@ void server::flush(connection &client, time_point now)
     const auto ready = [&](const outgoing &frame) { return sendable(frame, now); };
     while (!client.closed) {
         const auto next = std::find_if(client.queue.begin(), client.queue.end(), ready);
-        if (next == client.queue.end())
+        if (next == client.queue.end() || !transmit(client, *next))
             return;
-        const ssize_t sent = send(client.socket.get(), next->frame.data(), next->frame.size(),
-                                  MSG_DONTWAIT | MSG_NOSIGNAL);
-        if (sent < 0 && (errno == EAGAIN || errno == EINTR))
-            return;
-        if (sent < 0 && errno == EMSGSIZE)
-            log_.line("connection " + std::to_string(client.number) + ": the socket takes no " +
-                      std::to_string(next->frame.size()) + " bytes, not sent");
-        else if (sent < 0)
-            return abandon(client, std::strerror(errno));
         if (next->kind != frame_kind::event)
             --client.answers;
         client.queue.erase(next);
     }
+}
+
+// False when the socket has no room yet; else the frame needs nothing more, or its client is gone.
+bool server::transmit(connection &client, const outgoing &frame)
+{
+    const ssize_t sent = send(client.socket.get(), frame.frame.data(), frame.frame.size(),
+                              MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (sent < 0 && (errno == EAGAIN || errno == EINTR))
+        return false;
+    if (sent < 0 && errno == EMSGSIZE)
+        log_.line("connection " + std::to_string(client.number) + ": the socket takes no " +
+                  std::to_string(frame.frame.size()) + " bytes, not sent");
+    else if (sent < 0)
+        abandon(client, std::strerror(errno));
+    return true;
 }
 
 void server::abandon(connection &client, const std::string &reason)

@@ -30,9 +30,9 @@ class server {
     server(const server &) = delete;
     server &operator=(const server &) = delete;
 
-    // Waits until something happens, at most so long, and serves what has. False when `stop` is
-    // readable; -1 for none.
-    bool step(std::chrono::milliseconds longest, int stop = -1);
+    // Serves what has happened, and waits for something to happen first unless told not to. False
+    // when `stop` is readable; -1 for none.
+    bool step(int stop, bool wait = true);
 
   private:
     struct outgoing {
@@ -52,11 +52,12 @@ class server {
         bool closed = false;
     };
 
-    int timeout(time_point now, std::chrono::milliseconds longest) const;
+    int timeout(time_point now) const;
     bool sendable(const outgoing &frame, time_point now) const;
     short wanted(const connection &client, time_point now) const;
     void accept_one(time_point now);
-    void receive(connection &client, time_point now);
+    void serve_in_a_row(connection &client);
+    bool receive(connection &client, time_point now, int flags);
     void take_frame(connection &client, std::span<const uint8_t> frame, time_point now);
     void serve(connection &client, const frame_header &header, std::span<const uint8_t> record,
                time_point now);
@@ -66,6 +67,7 @@ class server {
     size_t post(const event &posted, time_point now);
     void enqueue(connection &client, outgoing frame, time_point now);
     void flush(connection &client, time_point now);
+    bool transmit(connection &client, const outgoing &frame);
     void abandon(connection &client, const std::string &reason);
 
     std::string path_;

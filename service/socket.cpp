@@ -47,10 +47,11 @@ frame_header header_of(frame_kind kind)
 
 bytes make_frame(const frame_header &header, std::span<const uint8_t> payload)
 {
-    bytes frame(sizeof header + payload.size());
-    std::memcpy(frame.data(), &header, sizeof header);
-    if (!payload.empty())
-        std::memcpy(frame.data() + sizeof header, payload.data(), payload.size());
+    const auto *head = reinterpret_cast<const uint8_t *>(&header);
+    bytes frame;
+    frame.reserve(sizeof header + payload.size());
+    frame.assign(head, head + sizeof header);
+    frame.insert(frame.end(), payload.begin(), payload.end());
     return frame;
 }
 

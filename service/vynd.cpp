@@ -71,7 +71,7 @@ void serve(const options &chosen)
     log.line(ready);
     if (!chosen.log.empty())
         vynd::event_log().line(ready);
-    while (server.step(std::chrono::hours(1), stop.get())) {
+    while (server.step(stop.get())) {
     }
     log.line("vynd: stopped");
 }

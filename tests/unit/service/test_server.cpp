@@ -19,7 +19,7 @@ TEST(Server, MalformedFramesCostTheirSenderTheConnectionAndNobodyElse) {
     server served{path, model, log};
     const auto received = [&](const unique_fd &client) { // the size of a frame, 0: the connection is closed
         static char frame[largest_frame];
-        for (int rounds = 0; rounds < 3; ++rounds) served.step(std::chrono::milliseconds(0));
+        for (int rounds = 0; rounds < 3; ++rounds) served.step(-1, false);
         return recv(client.get(), frame, sizeof frame, 0);
     };
     const auto greeted_client = [&] {
