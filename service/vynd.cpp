@@ -15,6 +15,7 @@
 
 #include "scenario.h"
 #include "server.h"
+#include "short_turns.h"
 
 namespace {
 
@@ -64,6 +65,7 @@ void serve(const options &chosen)
     if (chosen.quiet)
         log.leave_out_requests();
     const vynd::unique_fd stop = stop_signals();
+    vynd::ask_for_short_turns();
     vynd::server server(chosen.socket, model, log);
 
     const std::string ready = "vynd: ready at " + chosen.socket + ", scenario " + chosen.scenario +
