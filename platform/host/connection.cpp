@@ -141,10 +141,11 @@ pid_t connection::peer() const
 arrival connection::receive(frame_buffer &frame, int flags)
 {
     constexpr size_t room = vynd::largest_frame;
-    static_assert(offsetof(frame_buffer, payload) == sizeof(frame.header));
+    static_assert(offsetof(frame_buffer, payload) ==
+                  offsetof(frame_buffer, header) + sizeof(frame.header));
     // With MSG_TRUNC the length is that of the frame, also where it has more than there is room
     // for.
-    const ssize_t length = recv(fd_, &frame, room, flags | MSG_TRUNC);
+    const ssize_t length = recv(fd_, &frame.header, room, flags | MSG_TRUNC);
     if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR))
         return arrival::nothing;
     if (length < static_cast<ssize_t>(sizeof(frame.header))) {
@@ -155,7 +156,6 @@ arrival connection::receive(frame_buffer &frame, int flags)
     }
     const size_t taken = std::min(static_cast<size_t>(length), room);
     frame.payload_length = taken - sizeof(frame.header);
-    memset(frame.payload + frame.payload_length, 0, zero_behind);
     return static_cast<size_t>(length) > room ? arrival::cut : arrival::frame;
 }
 

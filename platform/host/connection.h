@@ -33,13 +33,13 @@ void note_trouble(party who, const char *what);
 void note_working(party who);
 void forget_trouble(party who); // it has no more interest in the service
 
-// Handlers of events get the payload without its length: this much behind its end is zero.
-inline constexpr size_t zero_behind = 512;
+// Handlers of events get the payload without its length: there is room for so much behind its end.
+inline constexpr size_t room_behind = 512;
 
 struct frame_buffer {
-    vynd::frame_header header;
-    uint8_t payload[vynd::largest_frame - sizeof(vynd::frame_header) + zero_behind];
     size_t payload_length;
+    vynd::frame_header header;
+    uint8_t payload[vynd::largest_frame - sizeof(vynd::frame_header) + room_behind];
 
     bool is(vynd::frame_kind kind) const { return header.kind == static_cast<uint32_t>(kind); }
     // The greeting of a service that speaks this protocol.

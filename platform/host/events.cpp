@@ -11,6 +11,8 @@
 // There is no way to unsubscribe one opcode: its events are ignored, and the connection goes with
 // the last one. Bursts are taken a few at a time, so that managers are served in between.
 
+#include <cstring>
+
 #include <net-snmp/net-snmp-config.h>
 
 #include <net-snmp/net-snmp-includes.h>
@@ -211,6 +213,7 @@ void subscriber::deliver()
             handler = subscriptions_[i].handler;
     if (handler == nullptr)
         return;
+    memset(frame_.payload + frame_.payload_length, 0, room_behind);
     oid notification[MAX_OID_LEN];
     size_t length = 0;
     int flag = 0;

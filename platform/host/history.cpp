@@ -1,7 +1,7 @@
 // The event history and the debug output.
 //
-// The history is a ring in memory of the last traces of the module, there for the day on which
-// something has already gone wrong: SIGUSR2 (which the agent has no use for) has it written out, to
+// The history is the last traces of the module in memory, there for the day on which something has
+// already gone wrong: SIGUSR2 (which the agent has no use for) has it written out, to
 // $VYN_HISTORY_FILE or else to the agent's log. VYN_HISTORY=off turns it off. VYN_DEBUG names the
 // levels ("100,101", or "all") that also go to the agent's log as they happen.
 //
@@ -13,6 +13,7 @@
 // only when nobody else has it, and leaves it ignored: between unloading and loading again, the
 // system's default would end the agent.
 
+#include <algorithm>
 #include <bitset>
 #include <cerrno>
 #include <cstdarg>
@@ -37,16 +38,22 @@
 namespace vyn_host {
 namespace {
 
-struct event_record {
+struct record_head {
     timespec when;
     u32 type;
     u32 level;
-    char text[512];
+    size_t length; // of the text, which follows
 };
+constexpr size_t longest_text = 511;
 
-constexpr size_t ring_size = 1024;
-event_record ring[ring_size];
-uint64_t recorded; // since load; the next one goes to this place, modulo the size
+// Two blocks are filled in turn, and the one that is begun forgets what it had. Each read leaves
+// some traces, so they lie close together: less memory than a processor has near at hand.
+struct history_block {
+    char bytes[64 * 1024];
+    size_t used = 0;
+};
+history_block blocks[2];
+int filling; // the block that is filled; the other has what was before
 
 struct levels {
     levels() : history(true)
@@ -80,21 +87,30 @@ void on_signal(int)
     errno = saved;
 }
 
-void write_line(FILE *file, const event_record &record)
+void write_line(FILE *file, const record_head &record, const char *recorded)
 {
-    char when[32], text[4 * sizeof(record.text) + 1];
+    char when[32], text[4 * longest_text + 1];
     tm local{};
     localtime_r(&record.when.tv_sec, &local);
     strftime(when, sizeof(when), "%Y-%m-%d %H:%M:%S", &local);
-    const size_t length = strlen(record.text);
-    const bool ended = length > 0 && record.text[length - 1] == '\n';
-    copy_printable(text, sizeof(text), record.text, length - (ended ? 1 : 0));
+    const size_t length = strnlen(recorded, record.length);
+    const bool ended = length > 0 && recorded[length - 1] == '\n';
+    copy_printable(text, sizeof(text), recorded, length - (ended ? 1 : 0));
     const int milliseconds = static_cast<int>(record.when.tv_nsec / 1'000'000);
     if (file != nullptr)
         fprintf(file, "%s.%03d 0x%X %u %s\n", when, milliseconds, record.type, record.level, text);
     else
         snmp_log(LOG_NOTICE, "vyn history: %s.%03d 0x%X %u %s\n", when, milliseconds, record.type,
                  record.level, text);
+}
+
+void write_block(FILE *file, const history_block &block)
+{
+    record_head record;
+    for (size_t at = 0; at < block.used; at += sizeof(record) + record.length) {
+        memcpy(&record, block.bytes + at, sizeof(record));
+        write_line(file, record, block.bytes + at + sizeof(record));
+    }
 }
 
 FILE *open_history_file(const char *path)
@@ -116,8 +132,8 @@ void write_history(int fd, void *)
         ;
     const char *path = getenv("VYN_HISTORY_FILE");
     FILE *file = path != nullptr && *path != '\0' ? open_history_file(path) : nullptr;
-    for (uint64_t i = recorded > ring_size ? recorded - ring_size : 0; i < recorded; i++)
-        write_line(file, ring[i % ring_size]);
+    write_block(file, blocks[1 - filling]);
+    write_block(file, blocks[filling]);
     if (file != nullptr)
         fclose(file);
 }
@@ -167,18 +183,23 @@ VYN_EXPORT int sdwrap_hist_event_subtype_check(u32, u32)
 
 VYN_EXPORT void sdwrap_hist_event(u32 type, u32 length, const void *record)
 {
-    event_record &place = ring[recorded % ring_size];
-    if (record == nullptr || length < sizeof(place.level))
+    record_head head{};
+    if (record == nullptr || length < sizeof(head.level))
         return;
-    clock_gettime(CLOCK_REALTIME_COARSE, &place.when); // a few milliseconds are near enough
-    place.type = type;
-    memcpy(&place.level, record, sizeof(place.level));
-    size_t text = length - sizeof(place.level);
-    if (text > sizeof(place.text) - 1)
-        text = sizeof(place.text) - 1;
-    memcpy(place.text, static_cast<const char *>(record) + sizeof(place.level), text);
-    place.text[text] = '\0';
-    recorded++;
+    clock_gettime(CLOCK_REALTIME_COARSE, &head.when); // a few milliseconds are near enough
+    head.type = type;
+    memcpy(&head.level, record, sizeof(head.level));
+    head.length = std::min(length - sizeof(head.level), longest_text);
+    if (sizeof(head) + head.length > sizeof(blocks->bytes) - blocks[filling].used) {
+        filling = 1 - filling;
+        blocks[filling].used = 0;
+    }
+    history_block &block = blocks[filling];
+    char *const place = block.bytes + block.used;
+    memcpy(place, &head, sizeof(head));
+    memcpy(place + sizeof(head), static_cast<const char *>(record) + sizeof(head.level),
+           head.length);
+    block.used += sizeof(head) + head.length;
 }
 
 VYN_EXPORT int sdwrap_chk_int(u32 level, int, int, int)

@@ -64,6 +64,24 @@ TEST_F(agent_outage, dead_service_is_missed_and_found_again) {
     uptime();
 }
 
+TEST_F(agent_outage, history_has_the_latest_traces_in_order) {
+    const std::string file = environment["VYN_HISTORY_FILE"] = folder + "/history";
+    start();
+    const auto history = [&] {
+        std::string text;
+        EXPECT_TRUE(has(set("1.4.2.1.2.1 x ef010101"), "wrongValue")); // the last trace is of this
+        kill(agent, SIGUSR2);
+        EXPECT_TRUE(wait_until([&] { return (text = run("cat " + file)).ends_with("multicast Addr\n"); }));
+        EXPECT_EQ(run("cut -c -23 " + file + " | sort -c"), "") << "dates and times";
+        std::filesystem::remove(file);
+        return text;
+    };
+    const std::string first = " init_vyn_mib : entrying\n";
+    EXPECT_EQ(count(history(), first), 1u);
+    while (history().find(first) != std::string::npos) manager("snmpbulkwalk", watcher, "{}.1.1");
+    EXPECT_GT(history().size(), 60'000u);
+}
+
 TEST_F(agent_outage, stalled_service_is_found_when_it_goes_on) {
     start_service();
     kill(service, SIGSTOP);

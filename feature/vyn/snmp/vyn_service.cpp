@@ -20,20 +20,22 @@ static char *put(char *at, const char *end, const char *text, size_t length)
     return at + length;
 }
 
-// As %x, or as %d for everything else. Not std::to_chars, whose tables a library would export.
-static char *put_number(char *at, const char *end, uint32_t number, char conversion)
+// As %d, or as %x for a base of 16. Not std::to_chars, whose tables a library would export.
+template <uint32_t base> static char *put_number(char *at, const char *end, uint32_t number)
 {
-    const uint32_t base = conversion == 'x' ? 16 : 10;
-    const bool negative = conversion != 'x' && number > INT32_MAX;
     char digits[16];
     char *first = std::end(digits);
-    number = negative ? 0 - number : number;
     do
         *--first = "0123456789abcdef"[number % base];
     while ((number /= base) != 0);
-    if (negative)
-        *--first = '-';
     return put(at, end, first, static_cast<size_t>(std::end(digits) - first));
+}
+
+static char *put_signed(char *at, const char *end, uint32_t number)
+{
+    if (number <= INT32_MAX)
+        return put_number<10>(at, end, number);
+    return put_number<10>(put(at, end, "-", 1), end, 0 - number);
 }
 
 // What printf would write, for the conversions that vyn_format admits. The history is usually on,
@@ -62,7 +64,8 @@ void vyn_trace_history(vyn_trace_level level, const char *format,
             const size_t most = std::min(arguments->width, static_cast<size_t>(end - at));
             at = put(at, end, arguments->text, strnlen(arguments->text, most));
         } else {
-            at = put_number(at, end, arguments->number, mark[1]);
+            at = mark[1] == 'x' ? put_number<16>(at, end, arguments->number)
+                                : put_signed(at, end, arguments->number);
         }
         arguments++;
     }
