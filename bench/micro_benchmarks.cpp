@@ -12,16 +12,12 @@
 #include <cstdio>
 #include <cstring>
 
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <benchmark/benchmark.h>
 #include <valgrind/callgrind.h>
 
+#include "echo.h"
 #include "micro_benchmarks.h"
 #include "vyn_mib.h"
-#include "vynd_protocol.h"
 
 static constexpr size_t few_features = 10, many_features = 1000;
 
@@ -61,22 +57,9 @@ static int count_all() {
 // What a request costs at least: messages of the size of a read of vynPeersTable there and back, to a process that does
 // nothing else.
 static void round_trip(benchmark::State &state) {
-    int ends[2];
-    char message[sizeof(vynd::frame_header) + sizeof(vyn_snmp_req)] = {};
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) return state.SkipWithError("no sockets");
-    const pid_t other = fork();
-    if (other == 0) {
-        close(ends[0]);
-        while (recv(ends[1], message, sizeof(message), 0) > 0) send(ends[1], message, sizeof(message), MSG_NOSIGNAL);
-        _exit(0);
-    }
-    close(ends[1]);
-    for (auto _ : state) {
-        send(ends[0], message, sizeof(message), MSG_NOSIGNAL);
-        recv(ends[0], message, sizeof(message), 0);
-    }
-    close(ends[0]);
-    waitpid(other, nullptr, 0);
+    echo other;
+    for (auto _ : state)
+        if (!other.ask()) return state.SkipWithError("no answer");
 }
 
 static void register_benchmarks(size_t features) {

@@ -5,7 +5,8 @@
 // the IPv4 addresses from 10.0.0.0 on. Its OIDs are as long as those of vynPeersTable and differ
 // from them in one sub-identifier, so that the table can also stand in a subagent of the same
 // agent. The environment says how many rows there are (VYN_NATIVE_ROWS), and which number is in the
-// place of the last one of vynMIB (VYN_NATIVE_ROOT).
+// place of the last one of vynMIB (VYN_NATIVE_ROOT). With VYN_NATIVE_ECHO each read also makes a
+// bare round trip to another process: what a table must cost that asks a service.
 //
 // Odd on purpose: the address is in each row twice, as index and as value, because vynPeersTable
 // has it twice. There is no way to unload the table; its agents end with the benchmark.
@@ -17,6 +18,8 @@
 #include <net-snmp/net-snmp-includes.h>
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
+
+#include "echo.h"
 
 static constexpr unsigned int address_column = 2;
 
@@ -44,10 +47,13 @@ static void add_row(netsnmp_tdata *table, size_t number) {
 }
 
 // The table's helper has made every GETNEXT a GET of the row behind.
+static echo *other; // null: nobody is asked
+
 static int serve(netsnmp_mib_handler *, netsnmp_handler_registration *, netsnmp_agent_request_info *info,
                  netsnmp_request_info *requests) {
     if (info->mode != MODE_GET) return SNMP_ERR_NOERROR;
     for (netsnmp_request_info *each = requests; each != nullptr; each = each->next) {
+        if (other != nullptr && !other->ask()) return SNMP_ERR_GENERR;
         const auto *found = static_cast<address *>(netsnmp_tdata_extract_entry(each));
         if (found != nullptr)
             snmp_set_var_typed_value(each->requestvb, ASN_OCTET_STR, found->octets, sizeof(found->octets));
@@ -58,6 +64,7 @@ static int serve(netsnmp_mib_handler *, netsnmp_handler_registration *, netsnmp_
 }
 
 extern "C" void init_vyn_native_table(void) {
+    if (getenv("VYN_NATIVE_ECHO") != nullptr) other = new echo;
     const oid root[] = {1, 3, 6, 1, 4, 1, 57193, 12, setting("VYN_NATIVE_ROOT"), 1, 1, 5};
     netsnmp_tdata *table = netsnmp_tdata_create_table("vyn_native_table", 0);
     netsnmp_tdata_add_index(table, ASN_INTEGER);
