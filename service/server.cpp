@@ -28,10 +28,10 @@ constexpr size_t most_subscriptions = 64; // of one connection
 constexpr std::chrono::milliseconds accept_pause{100};
 
 // A client that asks one request after the other, as a walk does, is waited for in the receive
-// itself: that saves the poll, a tenth of what a read costs. The others wait meanwhile, so it is
-// done for no more requests than this in a row, and ends as soon as the client pauses for longer
-// than this (or until the system's clock ticks, if that is later).
-constexpr int most_in_a_row = 32;
+// itself: that saves the poll, a tenth of what a read costs. Whoever comes meanwhile waits, so such
+// a row ends after this time, and at a pause of the client's, which the system measures in ticks of
+// its clock: two of them at most, 8 ms where there are 250 in a second.
+constexpr std::chrono::milliseconds longest_row{2};
 constexpr timeval longest_pause{0, 1000};
 
 [[noreturn]] void fail(const std::string &what, int code = errno)
@@ -148,31 +148,50 @@ bool server::step(int stop, bool wait)
     if (ready < 0 && errno != EINTR)
         fail("poll");
 
-    now = std::chrono::steady_clock::now();
-    for (const event &posted : model_.advance(now))
-        post(posted, now);
+    now = advance();
+    uint32_t alone = 0;
     auto place = polled.begin() + 2;
     for (connection &client : connections_) {
         const auto &[fd, events, revents] = *place++;
         if (revents & (POLLOUT | POLLHUP | POLLERR))
             flush(client, now);
         if ((events & POLLIN) && (revents & (POLLIN | POLLHUP | POLLERR)) && !client.closed &&
-            receive(client, now, MSG_DONTWAIT) && wait && ready == 1)
-            serve_in_a_row(client);
+            receive(client, MSG_DONTWAIT) && ready == 1) {
+            alone = client.number;
+            if (alone == was_alone_)
+                serve_in_a_row(client);
+        }
     }
+    was_alone_ = alone;
     if (polled[0].revents)
         accept_one(now);
     connections_.remove_if([](const connection &client) { return client.closed; });
     return polled[1].revents == 0;
 }
 
-// As long as nothing happens by itself, which would come late.
+// The clock, and what has happened by then.
+time_point server::advance()
+{
+    const time_point now = std::chrono::steady_clock::now();
+    for (const event &posted : model_.advance(now))
+        post(posted, now);
+    return now;
+}
+
+// Whether nothing waits or happens by itself but what clients send.
+bool server::is_quiet() const
+{
+    const auto waits = [](const connection &client) {
+        return client.parked || !client.queue.empty();
+    };
+    return !faults_.stalled() && !model_.next_change() && accept_again_ == time_point() &&
+           std::none_of(connections_.begin(), connections_.end(), waits);
+}
+
 void server::serve_in_a_row(connection &client)
 {
-    for (int i = 0; i < most_in_a_row && client.queue.empty() && !faults_.stalled(); ++i) {
-        const time_point now = std::chrono::steady_clock::now();
-        if (timeout(now) >= 0 || !receive(client, now, 0))
-            return;
+    const time_point end = std::chrono::steady_clock::now() + longest_row;
+    while (is_quiet() && receive(client, 0) && std::chrono::steady_clock::now() < end) {
     }
 }
 
@@ -201,7 +220,7 @@ void server::accept_one(time_point now)
 }
 
 // Whether the client has sent something that leaves its connection open.
-bool server::receive(connection &client, time_point now, int flags)
+bool server::receive(connection &client, int flags)
 {
     be32 kind;
     if (faults_.stalled() &&
@@ -213,7 +232,7 @@ bool server::receive(connection &client, time_point now, int flags)
     static uint8_t buffer[largest_frame];
     const ssize_t size = recv(client.socket.get(), buffer, sizeof buffer, flags | MSG_TRUNC);
     if (size > 0 && static_cast<size_t>(size) <= sizeof buffer)
-        take_frame(client, {buffer, static_cast<size_t>(size)}, now);
+        take_frame(client, {buffer, static_cast<size_t>(size)}, advance());
     else if (size > 0)
         abandon(client, "frame of " + std::to_string(size) + " bytes");
     else if (size == 0)
@@ -320,7 +339,7 @@ size_t server::post(const event &posted, time_point now)
 
 void server::enqueue(connection &client, outgoing frame, time_point now)
 {
-    if (client.queue.empty() && sendable(frame, now) && transmit(client, frame))
+    if (client.closed || (client.queue.empty() && sendable(frame, now) && transmit(client, frame)))
         return;
     if (frame.kind != frame_kind::event)
         ++client.answers;

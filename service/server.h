@@ -1,10 +1,11 @@
 // The server: one thread, one poll() loop, all connections.
 //
-// Every frame goes out through its connection's queue, so that no client can hold up another: the
-// socket takes what it takes, the rest waits for POLLOUT. A client that sends requests without
-// reading the replies is no longer read from; events are kept for a subscriber however slow it
-// is. A stalled server looks like a stopped process from outside: it leaves everything that is not
-// a command in the socket, in order, and finds it there when the stall ends.
+// No client can hold up another: a frame goes out as far as the socket takes it, and the rest waits
+// in its connection's queue for POLLOUT. A client that is alone in sending, as during a walk, is
+// served without a poll, but only for a moment. One that sends requests without reading the replies
+// is no longer read from; events are kept for a subscriber however slow it is. A stalled server
+// looks like a stopped process from outside: it leaves everything that is not a command in the
+// socket, in order, and finds it there when the stall ends.
 #pragma once
 
 #include <deque>
@@ -56,8 +57,10 @@ class server {
     bool sendable(const outgoing &frame, time_point now) const;
     short wanted(const connection &client, time_point now) const;
     void accept_one(time_point now);
+    time_point advance();
+    bool is_quiet() const;
     void serve_in_a_row(connection &client);
-    bool receive(connection &client, time_point now, int flags);
+    bool receive(connection &client, int flags);
     void take_frame(connection &client, std::span<const uint8_t> frame, time_point now);
     void serve(connection &client, const frame_header &header, std::span<const uint8_t> record,
                time_point now);
@@ -80,6 +83,7 @@ class server {
     std::list<connection> connections_;
     uint32_t last_number_ = 0;
     time_point accept_again_{}; // set while descriptors are used up
+    uint32_t was_alone_ = 0;    // the connection that alone had sent something before the last step
 };
 
 } // namespace vynd

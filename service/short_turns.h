@@ -5,7 +5,8 @@
 // waking, and where both share a processor an snmpwalk takes a twentieth less. Linux does so since
 // 6.12 and asks no privilege for it; what came before takes no notice.
 //
-// The C library has no functions for this, and the kernel's header does not go together with it.
+// Older C libraries have no functions for this, and the kernel's header does not go together with
+// theirs.
 #pragma once
 
 #include <cstdint>

@@ -12,36 +12,66 @@
 namespace vynd {
 namespace {
 
-TEST(Server, MalformedFramesCostTheirSenderTheConnectionAndNobodyElse) {
+struct Server : testing::Test {
     const std::string path = "/tmp/vynd-test-" + std::to_string(getpid());
     fabric model{{}};
     event_log log{"/dev/null"};
     server served{path, model, log};
-    const auto received = [&](const unique_fd &client) { // the size of a frame, 0: the connection is closed
+    const bytes ping = make_frame(header_of(frame_kind::command), as_bytes("ping"));
+
+    ssize_t received(const unique_fd &client, int steps) { // the size of a frame, 0: the connection is closed
         static char frame[largest_frame];
-        for (int rounds = 0; rounds < 3; ++rounds) served.step(-1, false);
-        return recv(client.get(), frame, sizeof frame, 0);
-    };
-    const auto greeted_client = [&] {
+        while (steps-- > 0) served.step(-1, false);
+        return recv(client.get(), frame, sizeof frame, MSG_DONTWAIT);
+    }
+    unique_fd greeted_client() {
         unique_fd client = make_socket();
         const sockaddr_un address = address_of(path);
         EXPECT_EQ(connect(client.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
-        EXPECT_GT(received(client), 0);
+        EXPECT_GT(received(client, 3), 0);
         return client;
-    };
-    const auto answer_to = [&](const unique_fd &client, const bytes &frame) {
+    }
+    void say(const unique_fd &client, const bytes &frame) {
         EXPECT_EQ(send(client.get(), frame.data(), frame.size(), MSG_NOSIGNAL), static_cast<ssize_t>(frame.size()));
-        return received(client);
-    };
+    }
+};
+
+TEST_F(Server, MalformedFramesCostTheirSenderTheConnectionAndNobodyElse) {
     frame_header endless_user = header_of(frame_kind::request), no_kind = header_of(frame_kind{9});
     std::memset(endless_user.user, 'u', sizeof endless_user.user);
     const unique_fd bystander = greeted_client();
     for (const bytes &frame : {bytes(1), bytes{0, 0, 0, 2}, bytes(280), make_frame(header_of(frame_kind::reply), {}),
                                make_frame(header_of(frame_kind::request), bytes(largest_frame)),
                                make_frame(endless_user, {}), make_frame(no_kind, {})}) {
-        EXPECT_EQ(answer_to(greeted_client(), frame), 0) << frame.size() << " bytes";
-        EXPECT_GT(answer_to(bystander, make_frame(header_of(frame_kind::command), as_bytes("ping"))), 0);
+        const unique_fd client = greeted_client();
+        say(client, frame);
+        say(bystander, ping);
+        EXPECT_EQ(received(client, 3), 0) << frame.size() << " bytes";
+        EXPECT_GT(received(bystander, 0), 0);
     }
+}
+
+// More than a frame in a step, but only of a client that was alone before, and while nobody waits for anything.
+TEST_F(Server, StaysWithAClientWhileNobodyElseIsThere) {
+    const unique_fd client = greeted_client(), other = greeted_client();
+    const auto answers = [&](int steps) { // in these, to a client that has sent so much
+        constexpr int commands = 8;
+        for (int i = 0; i < commands; ++i) say(client, ping);
+        int count = 0;
+        while (steps-- > 0) served.step(-1, false);
+        while (count < commands && received(client, 0) > 0) ++count;
+        for (int i = count; i < commands; ++i) EXPECT_GT(received(client, 2), 0);
+        return count;
+    };
+    EXPECT_GT(answers(2), 2);
+    say(other, ping);
+    EXPECT_EQ(answers(2), 2) << "it was not alone";
+    EXPECT_GT(received(other, 0), 0);
+    say(other, make_frame(header_of(frame_kind::command), as_bytes("fault delay 600000")));
+    EXPECT_GT(received(other, 1), 0);
+    say(other, make_frame(header_of(frame_kind::request), {}));
+    served.step(-1, false);
+    EXPECT_EQ(answers(4), 4) << "somebody waits for a reply";
 }
 
 } // namespace
