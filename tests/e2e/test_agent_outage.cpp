@@ -78,8 +78,10 @@ TEST_F(agent_outage, history_has_the_latest_traces_in_order) {
     };
     const std::string first = " init_vyn_mib : entrying\n";
     EXPECT_EQ(count(history(), first), 1u);
-    while (history().find(first) != std::string::npos) manager("snmpbulkwalk", watcher, "{}.1.1");
-    EXPECT_GT(history().size(), 60'000u);
+    for (int walks = 0; walks < 50; walks++) manager("snmpbulkwalk", watcher, "{}.1.1");
+    const std::string latest = history();
+    EXPECT_EQ(count(latest, first), 0u);
+    EXPECT_GT(latest.size(), 60'000u);
 }
 
 TEST_F(agent_outage, stalled_service_is_found_when_it_goes_on) {

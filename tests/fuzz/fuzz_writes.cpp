@@ -30,13 +30,9 @@ namespace {
 
 struct variable_of_set {
     explicit variable_of_set(fuzz_input &input)
-        : writer(input.one_of(writers)), name(input.name_of(object())), value(input.value_for(object())),
-          stored(input.flag()) {}
+        : writer(input.one_of(writers)), name(input.name_of(object_of(writer.column))),
+          value(input.value_for(object_of(writer.column))), stored(input.flag()) {}
 
-    const struct variable7 &object() const {
-        return *std::find_if(vyn_mib_variables, std::end(vyn_mib_variables),
-                             [&](const struct variable7 &each) { return each.magic == writer.column; });
-    }
     int run(int phase) { return fuzz_input::call(writer.write, phase, name, value, stored ? &old_value : nullptr); }
 
     std::remove_reference_t<decltype(*writers)> writer;

@@ -49,7 +49,7 @@ sub_ids operator+(sub_ids left, const sub_ids &right) {
 
 sub_ids vyn_oid(const sub_ids &end) { return sub_ids(vyn_mib_variables_oid, std::end(vyn_mib_variables_oid)) + end; }
 
-static const struct variable7 &object_of(int column) {
+const struct variable7 &object_of(int column) {
     const auto is_it = [&](const struct variable7 &object) { return object.magic == column; };
     return *std::find_if(vyn_mib_variables, std::end(vyn_mib_variables) - 1, is_it);
 }

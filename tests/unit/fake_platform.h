@@ -127,6 +127,8 @@ read_result read_row(int column, const sub_ids &index, bool exact);
 
 sub_ids operator+(sub_ids left, const sub_ids &right);
 
+const struct variable7 &object_of(int column);
+
 // vynMIB and these sub-identifiers; an object and an index; the index of a name: its length and characters; and an OID
 // as a text, without vynMIB where it begins with that.
 sub_ids vyn_oid(const sub_ids &end);
