@@ -6,7 +6,7 @@
 // from them in one sub-identifier, so that the table can also stand in a subagent of the same
 // agent. The environment says how many rows there are (VYN_NATIVE_ROWS), and which number is in the
 // place of the last one of vynMIB (VYN_NATIVE_ROOT). With VYN_NATIVE_ECHO each read also makes a
-// bare round trip to another process: what a table must cost that asks a service.
+// bare round trip to another process: about what a table must cost that asks a service.
 //
 // Odd on purpose: the address is in each row twice, as index and as value, because vynPeersTable
 // has it twice. There is no way to unload the table; its agents end with the benchmark.
@@ -46,9 +46,9 @@ static void add_row(netsnmp_tdata *table, size_t number) {
     netsnmp_tdata_add_row(table, row);
 }
 
-// The table's helper has made every GETNEXT a GET of the row behind.
 static echo *other; // null: nobody is asked
 
+// The table's helper has made every GETNEXT a GET of the row behind.
 static int serve(netsnmp_mib_handler *, netsnmp_handler_registration *, netsnmp_agent_request_info *info,
                  netsnmp_request_info *requests) {
     if (info->mode != MODE_GET) return SNMP_ERR_NOERROR;

@@ -37,7 +37,7 @@ void forget_trouble(party who); // it has no more interest in the service
 inline constexpr size_t room_behind = 512;
 
 struct frame_buffer {
-    size_t payload_length;
+    size_t payload_length; // in front, near to what every frame has
     vynd::frame_header header;
     uint8_t payload[vynd::largest_frame - sizeof(vynd::frame_header) + room_behind];
 

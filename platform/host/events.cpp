@@ -213,6 +213,7 @@ void subscriber::deliver()
             handler = subscriptions_[i].handler;
     if (handler == nullptr)
         return;
+    // A handler finds zeros behind a payload that is shorter than its record.
     memset(frame_.payload + frame_.payload_length, 0, room_behind);
     oid notification[MAX_OID_LEN];
     size_t length = 0;

@@ -20,7 +20,7 @@ static char *put(char *at, const char *end, const char *text, size_t length)
     return at + length;
 }
 
-// As %d, or as %x for a base of 16. Not std::to_chars, whose tables a library would export.
+// As %u, or as %x for a base of 16. Not std::to_chars, whose tables a library would export.
 template <uint32_t base> static char *put_number(char *at, const char *end, uint32_t number)
 {
     char digits[16];
