@@ -339,7 +339,8 @@ size_t server::post(const event &posted, time_point now)
 
 void server::enqueue(connection &client, outgoing frame, time_point now)
 {
-    if (client.closed || (client.queue.empty() && sendable(frame, now) && transmit(client, frame)))
+    if (client.closed ||
+        (client.queue.empty() && sendable(frame, now) && transmit(client, frame.frame)))
         return;
     if (frame.kind != frame_kind::event)
         ++client.answers;
@@ -351,7 +352,7 @@ void server::flush(connection &client, time_point now)
     const auto ready = [&](const outgoing &frame) { return sendable(frame, now); };
     while (!client.closed) {
         const auto next = std::find_if(client.queue.begin(), client.queue.end(), ready);
-        if (next == client.queue.end() || !transmit(client, *next))
+        if (next == client.queue.end() || !transmit(client, next->frame))
             return;
         if (next->kind != frame_kind::event)
             --client.answers;
@@ -360,15 +361,15 @@ void server::flush(connection &client, time_point now)
 }
 
 // False when the socket has no room yet; else the frame needs nothing more, or its client is gone.
-bool server::transmit(connection &client, const outgoing &frame)
+bool server::transmit(connection &client, const bytes &frame)
 {
-    const ssize_t sent = send(client.socket.get(), frame.frame.data(), frame.frame.size(),
-                              MSG_DONTWAIT | MSG_NOSIGNAL);
+    const ssize_t sent =
+        send(client.socket.get(), frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent < 0 && (errno == EAGAIN || errno == EINTR))
         return false;
     if (sent < 0 && errno == EMSGSIZE)
         log_.line("connection " + std::to_string(client.number) + ": the socket takes no " +
-                  std::to_string(frame.frame.size()) + " bytes, not sent");
+                  std::to_string(frame.size()) + " bytes, not sent");
     else if (sent < 0)
         abandon(client, std::strerror(errno));
     return true;

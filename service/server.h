@@ -70,7 +70,7 @@ class server {
     size_t post(const event &posted, time_point now);
     void enqueue(connection &client, outgoing frame, time_point now);
     void flush(connection &client, time_point now);
-    bool transmit(connection &client, const outgoing &frame);
+    bool transmit(connection &client, const bytes &frame);
     void abandon(connection &client, const std::string &reason);
 
     std::string path_;
