@@ -192,7 +192,7 @@ u32 cmi_req_resp(u32 opcode, u32 msg_type, void *request, void **response_out, u
                  u32 session, u32 eighth, mts_queue *queue, u32 tenth) {
     EXPECT_EQ(std::tuple(eighth, queue, tenth, *length_inout), std::tuple(126u, the_queue, 4u, 364u));
     EXPECT_EQ(std::pair(std::string(user), session), std::pair(std::string("alice"), 7u));
-    log("request %u/%u", opcode, msg_type);
+    log(response_out != nullptr ? "request %u/%u" : "change %u/%u", opcode, msg_type);
     const uint8_t *bytes = static_cast<uint8_t *>(request);
     for (u32 i = 0; i + 4 <= *length_inout; i += 4) {
         const u32 value = u32{bytes[i]} << 24 | bytes[i + 1] << 16 | bytes[i + 2] << 8 | bytes[i + 3];
@@ -270,46 +270,40 @@ int pss_update_vyn_feature_entry_rt(vyn_feature_entry *entry, int second) {
     return fake->library_result;
 }
 
-struct indxobj {
-    int (*compare)(const void *row, const void *key);
-    std::vector<void *> rows;
+// --- The container, which is the host's: the linker puts these before its functions ---
 
-    const char *name() const { return compare == vyn_mib_app_region_compare ? "app_region" : "region"; }
-    void changed() const { log("%s rows %zu", name(), rows.size()); }
-};
+int __real_indxobj_create(indxobj **, int, int, int (*)(const void *, const void *), int);
+int __real_indxobj_add(indxobj *, void *, const void *);
+void *__real_indxobj_remove(indxobj *, const void *);
+int __real_indxobj_destroy(indxobj *);
 
-int indxobj_create(indxobj **cache, int a, int b, int (*compare)(const void *, const void *), int c) {
-    log("indxobj_create %s %d %d %d", indxobj{compare, {}}.name(), a, b, c);
-    *cache = fake->container_result == INDXOBJ_SUCCESS ? new indxobj{compare, {}} : nullptr;
-    return fake->container_result;
+static std::string name_of(const indxobj *cache) { return cache == vyn_app_regions ? "app_region" : "region"; }
+
+static void log_rows(const indxobj *cache) { log("%s rows %zu", name_of(cache).c_str(), rows_in(cache)); }
+
+int __wrap_indxobj_create(indxobj **cache, int a, int b, int (*compare)(const void *, const void *), int c) {
+    EXPECT_EQ(compare, cache == &vyn_regions ? vyn_mib_region_compare : vyn_mib_app_region_compare);
+    log("indxobj_create %s %d %d %d", cache == &vyn_regions ? "region" : "app_region", a, b, c);
+    if (fake->container_result == INDXOBJ_SUCCESS) return __real_indxobj_create(cache, a, b, compare, c);
+    return *cache = nullptr, fake->container_result;
 }
 
-int indxobj_add(indxobj *cache, void *row, const void *key) {
-    EXPECT_EQ(cache->compare(row, key), 0);
+int __wrap_indxobj_add(indxobj *cache, void *row, const void *key) {
     if (fake->add_result != INDXOBJ_SUCCESS) return fake->add_result;
-    cache->rows.push_back(row);
-    return cache->changed(), INDXOBJ_SUCCESS;
+    const int result = __real_indxobj_add(cache, row, key);
+    return log_rows(cache), result;
 }
 
-void *indxobj_find(indxobj *cache, const void *key) {
-    for (void *row : cache->rows)
-        if (cache->compare(row, key) == 0) return row;
-    return nullptr;
-}
-
-void *indxobj_remove(indxobj *cache, const void *key) {
-    void *row = indxobj_find(cache, key);
-    if (std::erase(cache->rows, row) != 0) cache->changed();
+void *__wrap_indxobj_remove(indxobj *cache, const void *key) {
+    void *row = __real_indxobj_remove(cache, key);
+    if (row != nullptr) log_rows(cache);
     return row;
 }
 
-void indxobj_walk(indxobj *cache, void (*visit)(void *)) {
-    for (void *row : cache->rows) visit(row);
-}
-
-int indxobj_destroy(indxobj *cache) {
-    log("indxobj_destroy %zu rows", cache->rows.size());
-    return delete cache, INDXOBJ_SUCCESS;
+int __wrap_indxobj_destroy(indxobj *cache) {
+    log("indxobj_destroy %s", name_of(cache).c_str());
+    EXPECT_EQ(__real_indxobj_destroy(cache), INDXOBJ_SUCCESS);
+    return fake->destroy_result;
 }
 
 // --- Event history and debug output ---
@@ -348,8 +342,12 @@ const char *syserr2str(u32 code) {
 }
 
 const char *syserr_format(u32 code) {
+    constexpr u32 long_texts[] = {300, 0x6c6f6e67}; // the latter as the characters of a name: long
     static std::string text;
-    return (text = code == 300 ? std::string(300, 'x') : "reason " + std::to_string(code)).c_str();
+    return (text = std::count(std::begin(long_texts), std::end(long_texts), code) != 0
+                       ? std::string(300, 'x')
+                       : "reason " + std::to_string(code))
+        .c_str();
 }
 
 // A word that tells both arguments.
@@ -392,6 +390,11 @@ int register_mib(const char *name, const struct variable *table, size_t size, si
 
 int unregister_mib(oid *name, size_t length) { return log("unregister_mib %s", dotted(name, length).c_str()), 0; }
 
+u_long netsnmp_timeval_uptime(struct timeval *when) {
+    log("uptime at %ld.%06ld", static_cast<long>(when->tv_sec), static_cast<long>(when->tv_usec));
+    return static_cast<u_long>(fake->uptime);
+}
+
 void snmp_set_detail(const char *detail) { log("snmp_set_detail '%s'", detail); }
 
 int snmp_get_do_debugging(void) { return fake != nullptr && fake->debugging; }
@@ -403,4 +406,9 @@ void debugmsgtoken(const char *token, const char *text, ...) {
 void debugmsg(const char *token, const char *text, ...) { LOG_PRINTF(std::string("debugmsg ") + token + " ", text); }
 }
 
-size_t rows_in(const indxobj *cache) { return cache->rows.size(); }
+size_t rows_in(const indxobj *cache) {
+    static size_t rows;
+    rows = 0;
+    indxobj_walk(const_cast<indxobj *>(cache), [](void *) { rows++; });
+    return rows;
+}

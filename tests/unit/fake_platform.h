@@ -1,5 +1,6 @@
 // A platform and an agent: answer what a test has laid out, and write down, in order, all that the module does to them:
 //   request 8469/1 0=19 12=5                          the words that are not zero, by offset, but for the 1 at 4
+//   change 8477/3 0=3b 12=5                           the same where no reply is asked for
 //   trace 100 the text                                a record of the event history
 //   debug vyn the text                                a line of debug output
 //   state ntp op=2 scope=2 vsan=10                    a question for a feature's state
@@ -38,7 +39,8 @@ struct fake_platform {
     std::list<vyn_feature_entry> features; // the registry, in scan order; see add_feature
     int library_result = 0;                // of every change of the client library
     bool is_admin = false, history = true, debug = false, debugging = false, start_fails = false;
-    int container_result = INDXOBJ_SUCCESS, add_result = INDXOBJ_SUCCESS;
+    int container_result = INDXOBJ_SUCCESS, add_result = INDXOBJ_SUCCESS, destroy_result = INDXOBJ_SUCCESS;
+    long uptime = 0;             // of the agent, whenever it is asked about
     std::string error_text;      // of every system error, instead of E and its number
     std::set<std::string> files; // what the module finds on the host
     // A message without a payload; all others are their own payload.

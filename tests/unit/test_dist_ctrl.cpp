@@ -92,6 +92,7 @@ TEST_F(dist_ctrl, action_is_traced) {
                           send_failed, error_77}, {failed}},
         {action, {1}, 0, {acting, own + "addr_type 2, ipv4 0 ipv6                             0 is_ip_disable 0\n",
                           enable + "2", own + "ACTION done\n"}, {null_reply}},
+        {action, {0}, 0, {acting}}, {action, {3}, 0, {acting}},
         {undo, {2}, 0, {own + "UNDO \n", own + "UNDO done\n"}}});
     // clang-format on
 }

@@ -134,7 +134,7 @@ TEST_F(merges, shows_what_became_of_a_merge) {
 
 TEST_F(merges, failures_are_resolved) {
     const std::string refused = "trace 100 set_vynMergeFailResolvAction : ", gone = "trace 100 Could not get name\n",
-                      change = "request 8474/3 0=3a", own = "trace 101 get_vynMergeEntry_instance : ";
+                      change = "change 8474/3 0=3a", own = "trace 101 get_vynMergeEntry_instance : ";
     const auto row = [](const sub_ids &index) { return row_of(VYNMERGEFAILRESOLVACTION, index); };
     // clang-format off
     set(set_vynMergeFailResolvAction, row(ntp_vsan_10), {

@@ -43,6 +43,8 @@ TEST_F(notifications, show_what_earlier_events_left) {
         {merge_failure(1, "abcdefgh", "lost"), {"0.2", "abcdefgh", "2", vsan_10, "lost"}},
         {failed, {"0.3", "4", "reason 1701209960"}},
         {merge_failure(2, endless, text), {"0.2", endless, "1", "", text}},
+        {merge_failure(2, "1234long", ""), {"0.2", "1234long", "1", "", ""}},
+        {failed, {"0.3", "4", std::string(254, 'x')}},
         {reply_of(12, {{0, 27}, {4, 3u << 24}}), {"0.3", "3", ""}},
         {merge_failure(5, ended + endless.substr(3), ""), {"0.2", "ab", "1", "", ""}},
         {failed, {"0.3", "4", "reason 0"}}, // what is behind a name's end is no part of it

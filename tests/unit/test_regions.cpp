@@ -4,8 +4,8 @@
 
 namespace {
 
-const std::string get_assignment = "request 8463/1 0=3c", set_assignment = "request 8477/3 0=3c",
-                  set_region = "request 8477/3 0=3b", is_ntp = " 28=6e747000",
+const std::string get_assignment = "request 8463/1 0=3c", set_assignment = "change 8477/3 0=3c",
+                  set_region = "change 8477/3 0=3b", is_ntp = " 28=6e747000",
                   entry = "trace 100 At get_vynFeatureRegionEntry_ins..\n",
                   get_failed = "trace 100 header_vynFeatureRegionEntry : vyn_mgmt_req_resp Get failed : E77";
 
@@ -43,15 +43,19 @@ TEST_F(regions, are_read_by_the_last_and_the_second_of_the_index) {
         {true, {1, 257}, " 12=101"}, {true, {9, 2, 4, 1, 2, 3, 260, 5, 6}, " 12=6 16=1 20=1020304 24=5060000"},
         {true, longest, " 12=ff 16=1" + words_from(20, 112, "ffffffff")}, // as far as the record goes, not over what follows
         {false, {}, ""}, {false, {7}, " 12=7"}, {false, {1, 1}, " 12=1 16=2"}});
-    // A logical region's index ends where the number would be, with what was asked for there.
     shows({1, 2, 3, 4, 5, 6, 42, 8}, {
         {VYNREGIONSTATUS, region(7, PHYSICAL), integer(1), {1, 7}, set_vynRegionStatus},
-        {VYNREGIONSTATUS, region(7, 0, 10), integer(1), {2, 4, 0, 0, 0, 10, 42}, set_vynRegionStatus},
         {VYNREGIONSTORAGE, region(huge, PHYSICAL), integer(3), {1, huge}, set_vynRegionStorage},
         {VYNREGIONSTATUS, null_reply, {}, {1, 2, 3, 4, 5, 6, 42, 8}, set_vynRegionStatus}});
     // clang-format on
-    EXPECT_EQ(answered(region(7, LOGICAL, 10), VYNREGIONSTATUS, {}, false).name,
-              row_of(VYNREGIONSTATUS, {2, 4, 0, 0, 0, 10, 0}));
+    // The index of a region in a VSAN ends where its number would be: with the number that a GET or SET asks for, and
+    // in a walk with what is there already.
+    const std::tuple<sub_ids, bool, oid> logical[] = {
+        {{2, 4, 0, 0, 0, 10, 11}, true, 11},  {{2, 2, 4, 0, 0, 0, 10, 11}, true, 11}, {{9, 7}, true, 7},
+        {{1, 2, 3, 4, 5, 6, 42, 8}, true, 8}, {{1, 2, 3, 4, 5, 6, 42, 8}, false, 42}, {{}, false, 0}};
+    for (const auto &[index, exact, last] : logical)
+        EXPECT_EQ(answered(region(7, exact ? 0 : LOGICAL, 10), VYNREGIONSTATUS, index, exact).name,
+                  row_of(VYNREGIONSTATUS, {2, 4, 0, 0, 0, 10, last}));
     const std::string entry = "trace 100 At get_vynRegionEntry_ins..\n";
     reads(VYNREGIONSTATUS, true, {{}}, {}, {entry, "trace 100 get_vynRegionEntry_instance : return match -failed \n"});
     reads(VYNREGIONSTATUS, true, {{1}}, {}, {entry});
@@ -72,10 +76,16 @@ TEST_F(regions, row_statuses_are_written) {
         {reserve1, {4, 0}, 0, {in, done1}}, {reserve1, {1}, 0, {done1}}, {reserve2, {1}, 0, {in2, done2}},
         {action, {4}, 0, sent(" 12=5"), {null_reply}}, {action, {1}, 0, sent(" 12=5"), {null_reply}},
         {action, {4}, 5, {acting, set_region + " 12=5", refused + "vyn_req_resp Set failed:E77", error_77}, {failed}},
+        {reserve2, {0}, 0, {in2, done2}}, {action, {0}, 0, {acting}}, {action, {3}, 0, {acting}},
         {undo, {4}, 0, {out, own + "UNDO -- done"}}, {reserve1, {1}, 0, {in, done1}},
         {free_phase, {1}, 0, {out, free_done}}, {free_phase, {4}, 0, {free_done}}});
     set(set_vynRegionStatus, row_of(VYNREGIONSTATUS, {1}), {
         {reserve1, {4}, 12, {refused + "RESERVE1 instance parse fail \n"}}, {free_phase, {4}, 0, {free_done}}});
+    // A phase traces that it begins before it looks at the index, which a destroy's RESERVE2 does not.
+    const std::string no_index = "trace 100 get_vynRegionEntry_instance : return match -failed \n";
+    set(set_vynRegionStatus, row_of(VYNREGIONSTATUS), {
+        {reserve2, {4}, 5, {in2, no_index}}, {reserve2, {6}, 0, {in2, done2}}, {action, {4}, 5, {acting, no_index}},
+        {commit, {4}, 0, {no_index, own + "COMMIT -- done"}}, {99, {4}, 0}});
     set(set_vynRegionStatus, row_of(VYNREGIONSTATUS, {1, 2}), {
         {reserve1, {4}, 0, {in, done1}}, {action, {4}, 0, sent(" 12=2 16=1"), {null_reply}}});
     // Of two indexes of one region, the row that waits is the first one's, and is what is sent.
@@ -158,6 +168,7 @@ TEST_F(regions, assignments_are_written) {
         {reserve1, {4}, 12, {from, entry, ask, "trace 100 Feature region already presented in VYN for this application ntp "},
          {assignment("x", PHYSICAL)}},
         {reserve2, {4}, 5, {in2, no + " is depenedent on RegionId. Unable to find indx_objfor ntp application"}},
+        {action, {0}, 0, {acting}}, {action, {3}, 0, {acting}},
         {action, {4}, 5, {acting}}, {reserve2, {1}, 0, {in2, done2}}, {action, {1}, 0, {acting}},
         {action, {6}, 0, {acting, remove, acted}, {null_reply}},
         {action, {6}, 5, {acting, remove, no + set_failed, error_77}, {failed}},
@@ -169,6 +180,8 @@ TEST_F(regions, assignments_are_written) {
         {action, {4}, 0, {acting, create, acted}, {null_reply}},
         {action, {4}, 5, {acting, create, no + set_failed, error_77}, {failed}},
         {commit, {4}, 0, {commit_done}}, {undo, {4}, 0, {undo_done}}});
+    static_cast<vyn_feature_region_rec *>(indxobj_find(vyn_app_regions, "ntp"))->op = VYN_OP_REMOVE;
+    set(status, status_row, {{action, {4}, 0, {acting, create, acted}, {null_reply}}}); // whatever the row has there
     // The row stays for the next region, which takes it for its own and out in COMMIT.
     set(id, id_row, {
         {reserve1, seven, 0, {id_done1}}, {reserve2, seven, 0, {id_in2, id_done2}}, {action, seven, 0, {id_acting}},
@@ -199,6 +212,14 @@ TEST_F(regions, assignments_are_written) {
     set(status, row_of(VYNFEATUREREGIONSTATUS), {
         {reserve1, {4}, 12, {"trace 100 get_vynFeatureRegionEntry_instance : return match -failed \n", no + parse_failed}}});
     set(id, row_of(VYNFEATUREREGIONID, ntp), {{reserve1, nine, 12, {no_id + parse_failed}}});
+    // A phase traces that it begins before it looks at the index, which only a createAndGo's RESERVE2 does.
+    const std::string no_index = "trace 100 get_vynFeatureRegionEntry_instance : return match -failed \n";
+    set(status, row_of(VYNFEATUREREGIONSTATUS), {
+        {reserve2, {6}, 0, {in2, done2}}, {action, {1}, 0, {acting, no_index}},
+        {commit, {1}, 0, {no_index, commit_done}}, {99, {1}, 0}});
+    set(id, row_of(VYNFEATUREREGIONID), {
+        {reserve2, nine, 5, {id_in2, no_index, "trace 100 unable to find app_name: "}},
+        {action, nine, 5, {id_acting, no_index}}, {99, nine, 0}});
     // clang-format on
 }
 

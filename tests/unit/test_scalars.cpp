@@ -31,6 +31,8 @@ TEST_F(scalars, are_read_with_one_query) {
         {VYNPEERSDISCOVERYSTATUS, null_reply, integer(4), {ask_discovery, null_discovery}, nullptr}, // as it was
         {VYNDISTENABLE, distribution(0), integer(1), {ask_distribution}, set_vynDistCtrl},
         {VYNDISTENABLE, distribution(0x100), integer(2), {ask_distribution}, set_vynDistCtrl},
+        {VYNDISTENABLE, {0, octets(7)}, {}, {ask_distribution}, set_vynDistCtrl}, // ends inside the status
+        {VYNDISTENABLE, {0, octets(8)}, integer(1), {ask_distribution}, set_vynDistCtrl},
         {VYNDISTENABLE, failed, {}, {ask_distribution, told + "failed to return response for " + query + ": E77 \n"}, set_vynDistCtrl},
         {VYNDISTENABLE, null_reply, {}, {ask_distribution, told + "returned Null response for " + query + " \n"}, set_vynDistCtrl}};
     // clang-format on
@@ -64,7 +66,7 @@ TEST_F(scalars, are_written_phase_by_phase) {
     set(set_vynDistCtrl, {}, {
         {reserve1, 1, 0}, {reserve1, 2, 0}, {reserve2, 1, 0}, {commit, 1, 0}, {free_phase, 1, 0}, {undo, 1, 0},
         {action, 1, 0, {enable}, {null_reply}}, {action, {2, 4}, 0, {disable}, {null_reply}},
-        {action, 2, 0, {disable, error_77}, {failed}}});
+        {action, 2, 0, {disable, error_77}, {failed}}, {action, 0, 0}, {action, 3, 0}});
     // clang-format on
 }
 

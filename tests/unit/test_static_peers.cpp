@@ -2,6 +2,8 @@
 
 #include "fake_platform.h"
 
+#include <fcntl.h>
+
 namespace {
 
 const sub_ids ipv6 = {2, 16, 0xfe, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
@@ -50,11 +52,14 @@ TEST_F(static_peers, row_status_is_written_in_npv_mode) {
     const std::string own = "trace 101 set_vynStatPeerAddrRowStatus : ",
                       no = "trace 100 set_vynStatPeerAddrRowStatus : ", entrying = own + "entrying RESERVE2",
                       done1 = own + "RESERVE1 -- done", done2 = own + "RESERVE2 -- done",
-                      acting = own + "entrying ACTION", done = own + "ACTION done", tmp = "open /tmp/fc_nport_mux 128",
-                      mnt = "open /mnt/pss/fc_nport_mux 128", change = "request 8477/3 0=42", peer = " 12=1 16=a000001";
+                      acting = own + "entrying ACTION", done = own + "ACTION done",
+                      flags = std::to_string(128 | O_NONBLOCK | O_CLOEXEC), tmp = "open /tmp/fc_nport_mux " + flags,
+                      mnt = "open /mnt/pss/fc_nport_mux " + flags, change = "change 8477/3 0=42",
+                      peer = " 12=1 16=a000001";
     const auto parse = [](int length) { return exact_read("get_vynStatPeersEntry_instance", length); };
     const sub_ids row = row_of(VYNSTATPEERADDRROWSTATUS, ipv4), ipv6_row = row_of(VYNSTATPEERADDRROWSTATUS, ipv6),
-                  short_row = row_of(VYNSTATPEERADDRROWSTATUS, {1, 4, 10, 0, 0});
+                  short_row = row_of(VYNSTATPEERADDRROWSTATUS, {1, 4, 10, 0, 0}),
+                  wide_one = sub_ids{oid{huge} + 2} + sub_ids(ipv4.begin() + 1, ipv4.end());
     // clang-format off
     set(set_vynStatPeerAddrRowStatus, row, {
         {reserve2, {6}, 5, {entrying, tmp, mnt, no + "Operation failed: NPV mode is not enabled\n",
@@ -65,6 +70,9 @@ TEST_F(static_peers, row_status_is_written_in_npv_mode) {
     set(set_vynStatPeerAddrRowStatus, ipv6_row, {
         {reserve2, {6}, 12, {entrying, tmp, "close 0", parse(32), no + "Address type is not IPV4\n",
                              "set_error 1085472880 1432"}}});
+    // An address type is compared before it is cut to 32 bits, as far as the agent's have more.
+    EXPECT_EQ(call(set_vynStatPeerAddrRowStatus, reserve2, row_of(VYNSTATPEERADDRROWSTATUS, wide_one), 6),
+              sizeof(oid) > 4 ? 12 : 0);
     set(set_vynStatPeerAddrRowStatus, short_row, {
         {reserve1, {6}, 12, {parse(19), no + "RESERVE1 instance parse fail \n"}},
         {reserve2, {6}, 12, {entrying, tmp, "close 0", parse(19), no + "RESERVE2 instance parse fail \n"}}});
@@ -72,7 +80,8 @@ TEST_F(static_peers, row_status_is_written_in_npv_mode) {
         {reserve1, {4}, 0, {parse(20), done1}}, {reserve1, {6, 1}, 0, {parse(20), done1}},
         {action, {4}, 0, {acting, parse(20), change + peer, done}, {null_reply}},
         {action, {6, 1}, 0, {acting, parse(20), change + " 8=1" + peer, done}, {null_reply}},
-        {action, {1}, 0, {acting, parse(20)}},
+        {action, {1}, 0, {acting, parse(20)}}, {action, {0}, 0, {acting, parse(20)}},
+        {action, {3}, 0, {acting, parse(20)}},
         {action, {4}, 5, {acting, parse(20), change + peer, no + "vyn_req_resp Set failed:E77", error_77}, {failed}},
         {commit, {4}, 0}, {free_phase, {4}, 0}, {undo, {4}, 0}});
     // clang-format on

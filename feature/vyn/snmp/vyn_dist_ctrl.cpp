@@ -26,17 +26,19 @@ static constexpr int no_such_row = 129;
 // The row last read.
 static vyn_dist_ctrl_entry row_dist_ctrl;
 
-static uint32_t address_type(const oid *name, size_t length)
+// Address types stay as wide as the agent's sub-identifiers until a request is made: 4294967297 is
+// not 1.
+static oid address_type(const oid *name, size_t length)
 {
-    return length > 0 ? static_cast<uint32_t>(name[length - 1]) : 0;
+    return length > 0 ? name[length - 1] : 0;
 }
 
-// The key of a query: an address type, or for a walk 0, which is in front of both.
-static uint32_t next_key(const struct variable *vp, const oid *name, size_t length)
+// The key of a GETNEXT: an address type, or 0, which comes before both.
+static oid next_key(const struct variable *vp, const oid *name, size_t length)
 {
     oid key = 0;
     vyn_index_of(vp, name, length, false).take(&key);
-    return static_cast<uint32_t>(key);
+    return key;
 }
 
 // Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
@@ -50,9 +52,9 @@ static int header_vynDistCtrlEntry(const struct variable *vp, oid *name, size_t 
     vyn_snmp_req request{};
     request.query_type = VYN_SNMP_DIST_CTRL_ENTRY;
     request.argument = 1;
-    request.request.dist_ctrl_key =
-        exact ? address_type(name, *length) : next_key(vp, name, *length);
-    if (exact && request.request.dist_ctrl_key == 0)
+    const oid key = exact ? address_type(name, *length) : next_key(vp, name, *length);
+    request.request.dist_ctrl_key = static_cast<uint32_t>(key);
+    if (exact && key == 0)
         return no_such_row;
 
     vyn_reply reply;
@@ -154,7 +156,7 @@ static constexpr struct {
     {VYN_ADDR_IPV6, dist_disable, VYN_SNMP_IPV6_DISABLE, "%s : VYN_SNMP_IPV6_DISABLE\n"},
 };
 
-static int reserve_action(uint32_t family, long value)
+static int reserve_action(oid family, long value)
 {
     for (const auto &row : action_requests) {
         if (row.family != family || row.action != value)
@@ -181,11 +183,11 @@ static int check_action()
     return SNMP_ERR_NOERROR;
 }
 
-static int send_enable(bool enable, uint32_t family)
+static int send_enable(bool enable, oid family)
 {
     vyn_snmp_req request{};
     request.query_type = VYN_SNMP_IP_DIST_ENABLE;
-    request.request.ip_dist_enable = {enable, family};
+    request.request.ip_dist_enable = {enable, static_cast<uint32_t>(family)};
     const int failure = cmi_set_vynDistCtrlEntry(&request);
     if (failure != 0)
         set_state.is_ip_disable_sent = 0;
@@ -193,7 +195,7 @@ static int send_enable(bool enable, uint32_t family)
 }
 
 // The family that this SET disables while it enables another one, unless that has been sent; or 0.
-static uint32_t family_to_disable_first(uint32_t family)
+static uint32_t family_to_disable_first(oid family)
 {
     if (set_state.is_ip_disable_sent == 1)
         return 0;
@@ -204,11 +206,11 @@ static uint32_t family_to_disable_first(uint32_t family)
     return 0;
 }
 
-static int run_enable(uint32_t family)
+static int run_enable(oid family)
 {
     vyn_trace(VYN_TRACE_FLOW,
               "%s : addr_type %d, ipv4 %d ipv6                             %d is_ip_disable %d\n",
-              action_name, family, int{set_state.ipv4}, int{set_state.ipv6},
+              action_name, static_cast<uint32_t>(family), int{set_state.ipv4}, int{set_state.ipv6},
               int{set_state.is_ip_disable_sent});
     if (uint32_t temp_addr_type = family_to_disable_first(family)) {
         vyn_trace(VYN_TRACE_FLOW, "%s: setting temp_addr_type %d", action_name, temp_addr_type);
@@ -219,20 +221,22 @@ static int run_enable(uint32_t family)
     return send_enable(true, family);
 }
 
-static int run_disable(uint32_t family)
+static int run_disable(oid family)
 {
     set_state.is_ip_disable_sent = 1;
     vyn_trace(VYN_TRACE_FLOW, "%s: is_ip_disable_sent is TRUE", action_name);
     return send_enable(false, family);
 }
 
-static int run_action(uint32_t family, long value)
+static int run_action(oid family, long value)
 {
     vyn_trace(VYN_TRACE_FLOW, "%s : ACTION \n", action_name);
     const bool both_disabled =
         set_state.ipv4 == VYN_SNMP_IPV4_DISABLE && set_state.ipv6 == VYN_SNMP_IPV6_DISABLE;
+    if (value != dist_enable && value != dist_disable)
+        return SNMP_ERR_NOERROR;
     if (value == dist_disable && set_state.is_ip_disable_sent == 1 && !both_disabled)
-        return SNMP_ERR_NOERROR; // it has gone out ahead of the enable
+        return SNMP_ERR_NOERROR; // it was sent before the enable
     if (int failure = value == dist_enable ? run_enable(family) : run_disable(family))
         return failure;
     vyn_trace(VYN_TRACE_FLOW, "%s : ACTION done\n", action_name);
@@ -250,7 +254,7 @@ static int end_action(vyn_format<const char *> begins, vyn_format<const char *> 
 int set_vynDistCtrlAction(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
                           u_char *, oid *name, size_t name_len)
 {
-    const uint32_t family = address_type(name, name_len);
+    const oid family = address_type(name, name_len);
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         vyn_trace(VYN_TRACE_FLOW, "%s : Entering RESERVE1 \n", action_name);
@@ -311,7 +315,7 @@ static int check_ipv6(const u_char *octets)
     return SNMP_ERR_NOERROR;
 }
 
-static int check_address(const u_char *value, u_char type, size_t length, uint32_t family,
+static int check_address(const u_char *value, u_char type, size_t length, oid family,
                          size_t name_len)
 {
     if (type != ASN_OCTET_STR)
@@ -330,13 +334,13 @@ static int check_address(const u_char *value, u_char type, size_t length, uint32
     return family == VYN_ADDR_IPV4 ? check_ipv4(value) : check_ipv6(value);
 }
 
-static int send_address(const u_char *octets, size_t length, uint32_t family)
+static int send_address(const u_char *octets, size_t length, oid family)
 {
     const size_t wanted = family == VYN_ADDR_IPV4 ? 4 : 16;
     vyn_snmp_req request{};
     request.query_type = VYN_SNMP_DIST_CTRL_ADDR;
     vyn_dist_ctrl_entry entry{};
-    entry.addr_type = family;
+    entry.addr_type = static_cast<uint32_t>(family);
     memcpy(entry.addr, octets, std::min(length, wanted));
     request.request.dist_ctrl = entry;
     return cmi_set_vynDistCtrlEntry(&request);
@@ -345,7 +349,7 @@ static int send_address(const u_char *octets, size_t length, uint32_t family)
 int set_vynDistCtrlAddr(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
                         u_char *, oid *name, size_t name_len)
 {
-    const uint32_t family = address_type(name, name_len);
+    const oid family = address_type(name, name_len);
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         return check_address(var_val, var_val_type, var_val_len, family, name_len);

@@ -73,23 +73,24 @@ static bool take_exact_vsan(vyn_oid_cursor &index, oid scope, be32 *vsan)
     return true;
 }
 
-// The last VSAN in front of the OIDs that come behind a logical scope's index, of which there may
-// be any part, or which may be none of a row's.
-static uint32_t vsan_to_go_on_from(vyn_oid_cursor &index)
+// Returns the VSAN to continue after. The index may end anywhere, even inside the VSAN's four
+// octets: then the VSAN that the octets give, filled up with zeros, still comes.
+static uint32_t vsan_to_continue_after(vyn_oid_cursor &index)
 {
     oid length = 0;
     index.take(&length);
     if (length != sizeof(be32))
         return length < sizeof(be32) ? 0 : UINT32_MAX;
+    const bool is_partial = index.left() < sizeof(be32);
     uint32_t vsan = 0;
-    bool past = false; // behind all that begin with the octets so far
+    bool is_past = false; // every VSAN that begins with the octets so far is less than the index
     for (size_t i = 0; i < sizeof(be32); i++) {
         oid octet = 0;
         index.take(&octet);
-        past = past || octet > 255;
-        vsan = vsan << 8 | (past ? 255 : static_cast<uint32_t>(octet));
+        is_past = is_past || octet > 255;
+        vsan = vsan << 8 | (is_past ? 255 : static_cast<uint32_t>(octet));
     }
-    return vsan;
+    return is_partial && !is_past && vsan > 0 ? vsan - 1 : vsan;
 }
 
 // A GET names a row: 0, with a null feature when there is none of that name; or -1.
@@ -120,7 +121,7 @@ static int decode_next(vyn_oid_cursor index, ext_key *key)
         feature = vyn_first_feature_behind(name); // no length in front: see the head of the file
         *key = feature != nullptr ? start_of(feature) : ext_key{};
     } else if (scope == VYN_SCOPE_LOGICAL) {
-        *key = {feature, VYN_SCOPE_LOGICAL, vsan_to_go_on_from(index)};
+        *key = {feature, VYN_SCOPE_LOGICAL, vsan_to_continue_after(index)};
     } else if (scope != VYN_SCOPE_PHYSICAL) {
         *key = start_of(feature);
     } else if ((feature->flags & VYN_FEATURE_LOGICAL) != 0) {
@@ -205,17 +206,15 @@ static int header_vynFeatureOpExtEntry(const struct variable *vp, oid *name, siz
 
 // --- Values ---
 
-// Times before the agent's start are 0, and are not left to its subtraction: that wraps where a
-// long has 32 bits.
+// The agent's uptime at the time of the last operation; 0 where the agent's function has a negative
+// result, as it has for times before the agent's start.
 static u_char *time_stamp(size_t *var_len)
 {
     timeval when = {};
     when.tv_sec = row_state.seconds;
     when.tv_usec = row_state.microseconds;
-    const auto *start = static_cast<const timeval *>(netsnmp_get_agent_starttime());
-    const bool earlier = timercmp(&when, start, <);
-    return vyn_integer_value(earlier ? 0 : static_cast<uint32_t>(netsnmp_timeval_uptime(&when)),
-                             var_len);
+    const auto uptime = static_cast<long>(netsnmp_timeval_uptime(&when));
+    return vyn_integer_value(uptime < 0 ? 0 : static_cast<uint32_t>(uptime), var_len);
 }
 
 u_char *get_vynFeatureOpExtTable(struct variable *vp, oid *name, size_t *length, int exact,

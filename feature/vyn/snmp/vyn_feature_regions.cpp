@@ -174,9 +174,10 @@ static int send_assignment(const vyn_feature_region_rec &row, const char *functi
 }
 
 // A SET has ended, one way or another: takes the feature's row out.
-static int drop_waiting_row(const assignment &entry, const char *function,
+static int drop_waiting_row(const oid *name, size_t length, const char *function,
                             vyn_format<const char *> done)
 {
+    const assignment entry = find_assignment(name, length);
     if (entry.parsed)
         vyn_drop_row(vyn_app_regions, entry.row.app_name);
     vyn_trace(VYN_TRACE_FLOW, done, function);
@@ -185,7 +186,7 @@ static int drop_waiting_row(const assignment &entry, const char *function,
 
 // --- The status ---
 
-static constexpr char status_name[] = "set_vynFeatureRegionStatus";
+static constexpr char status_function[] = "set_vynFeatureRegionStatus";
 
 static constexpr vyn_integer_checks status_checks =
     vyn_row_status_checks("write to vyn_FeatureRegionStatus not ASN_INTEGER\n",
@@ -196,7 +197,7 @@ static int reserve_status(const assignment &entry, long status)
 {
     const vyn_field app_name(entry.row.app_name);
     if (!entry.parsed)
-        return refuse_index(status_name);
+        return refuse_index(status_function);
     vyn_trace(VYN_TRACE_FLOW, "from get_vynFeatureRegionEntry_instance app_name: %s ", app_name);
     if (status == SNMP_ROW_CREATEANDGO && is_assigned(entry.row)) {
         vyn_trace(VYN_TRACE_FAILURE,
@@ -206,73 +207,81 @@ static int reserve_status(const assignment &entry, long status)
     if (status == SNMP_ROW_CREATEANDGO && entry.waiting == nullptr)
         if (int failure = add_waiting_row(entry.row, SNMP_ROW_CREATEANDGO))
             return failure;
-    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", status_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", status_function);
     return SNMP_ERR_NOERROR;
 }
 
-static int check_status(const assignment &entry, long status, u_char *stored)
+static int check_status(const oid *name, size_t length, long status, u_char *stored_value)
 {
-    vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", status_name);
-    vyn_mark_stored_value(stored);
-    if (status == SNMP_ROW_CREATEANDGO && entry.waiting == nullptr) {
-        vyn_trace(VYN_TRACE_FAILURE,
-                  "set_vynFeatureRegionStatus is depenedent on RegionId. Unable to find "
-                  "indx_objfor %s application",
-                  vyn_field(entry.row.app_name));
-        return SNMP_ERR_GENERR;
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", status_function);
+    vyn_mark_stored_value(stored_value);
+    if (status == SNMP_ROW_CREATEANDGO) {
+        const assignment entry = find_assignment(name, length);
+        if (entry.waiting == nullptr) {
+            vyn_trace(VYN_TRACE_FAILURE,
+                      "set_vynFeatureRegionStatus is depenedent on RegionId. Unable to find "
+                      "indx_objfor %s application",
+                      vyn_field(entry.row.app_name));
+            return SNMP_ERR_GENERR;
+        }
     }
-    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 -- done", status_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 -- done", status_function);
     return SNMP_ERR_NOERROR;
 }
 
-static int send_status(assignment entry, long status)
+static int send_status(const oid *name, size_t length, long status)
 {
-    vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", status_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", status_function);
+    assignment entry = find_assignment(name, length);
     switch (status) {
     case SNMP_ROW_CREATEANDGO:
-        return entry.waiting != nullptr ? send_assignment(*entry.waiting, status_name)
-                                        : SNMP_ERR_GENERR;
+        if (entry.waiting == nullptr)
+            return SNMP_ERR_GENERR;
+        entry.row = *entry.waiting;
+        entry.row.op = VYN_OP_ADD;
+        return send_assignment(entry.row, status_function);
     case SNMP_ROW_DESTROY:
         entry.row.op = VYN_OP_REMOVE;
-        return send_assignment(entry.row, status_name);
+        return send_assignment(entry.row, status_function);
     default: return SNMP_ERR_NOERROR;
     }
 }
 
 // The end of a SET that has come to ACTION. The feature's row stays where it is; what is taken out
 // is a region's row of the number 0, which is what the index gives.
-static int end_status(const assignment &entry, vyn_format<const char *> done)
+static int end_status(const oid *name, size_t length, vyn_format<const char *> done)
 {
+    const assignment entry = find_assignment(name, length);
     const uint32_t region_id = entry.row.region_id;
     if (entry.parsed)
         vyn_drop_row(vyn_regions, &region_id);
-    vyn_trace(VYN_TRACE_FLOW, done, status_name);
+    vyn_trace(VYN_TRACE_FLOW, done, status_function);
     return SNMP_ERR_NOERROR;
 }
 
 int set_vynFeatureRegionStatus(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
-                               u_char *stored, oid *name, size_t name_len)
+                               u_char *stored_value, oid *name, size_t name_len)
 {
-    if (action == SNMP_MSG_INTERNAL_SET_RESERVE1)
-        if (int refusal = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
-            return refusal;
-    const assignment entry = find_assignment(name, name_len);
     const auto status = [&] { return vyn_set_integer(var_val, var_val_len); };
     switch (action) {
-    case SNMP_MSG_INTERNAL_SET_RESERVE1: return reserve_status(entry, status());
-    case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_status(entry, status(), stored);
-    case SNMP_MSG_INTERNAL_SET_ACTION: return send_status(entry, status());
-    case SNMP_MSG_INTERNAL_SET_COMMIT: return end_status(entry, "%s : COMMIT -- done");
+    case SNMP_MSG_INTERNAL_SET_RESERVE1:
+        if (int refusal = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
+            return refusal;
+        return reserve_status(find_assignment(name, name_len), status());
+    case SNMP_MSG_INTERNAL_SET_RESERVE2:
+        return check_status(name, name_len, status(), stored_value);
+    case SNMP_MSG_INTERNAL_SET_ACTION: return send_status(name, name_len, status());
+    case SNMP_MSG_INTERNAL_SET_COMMIT: return end_status(name, name_len, "%s : COMMIT -- done");
     case SNMP_MSG_INTERNAL_SET_FREE:
-        return drop_waiting_row(entry, status_name, "%s : FREE -- done");
-    case SNMP_MSG_INTERNAL_SET_UNDO: return end_status(entry, "%s : UNDO -- done");
+        return drop_waiting_row(name, name_len, status_function, "%s : FREE -- done");
+    case SNMP_MSG_INTERNAL_SET_UNDO: return end_status(name, name_len, "%s : UNDO -- done");
     default: return SNMP_ERR_NOERROR;
     }
 }
 
 // --- The region ---
 
-static constexpr char region_name[] = "set_vynFeatureRegionId";
+static constexpr char id_function[] = "set_vynFeatureRegionId";
 
 static constexpr vyn_integer_checks region_checks = {
     .type = ASN_UNSIGNED,
@@ -287,19 +296,20 @@ static constexpr vyn_integer_checks region_checks = {
 static int reserve_region(const assignment &entry)
 {
     if (!entry.parsed)
-        return refuse_index(region_name);
+        return refuse_index(id_function);
     if (entry.waiting == nullptr)
         if (int failure = add_waiting_row(entry.row, 0))
             return failure;
-    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", region_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", id_function);
     return SNMP_ERR_NOERROR;
 }
 
 // Completes the row. One that this write has made is of an assignment that has to exist.
-static int check_region(const assignment &entry, long region_id)
+static int check_region(const oid *name, size_t length, long region_id)
 {
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", id_function);
+    const assignment entry = find_assignment(name, length);
     const vyn_field app_name(entry.row.app_name);
-    vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", region_name);
     if (entry.waiting == nullptr) {
         vyn_trace(VYN_TRACE_FAILURE, "unable to find app_name: %s", app_name);
         return SNMP_ERR_GENERR;
@@ -311,39 +321,39 @@ static int check_region(const assignment &entry, long region_id)
         vyn_report_set_error(VYN_ERR_NO_FEATURE_REGION);
         return SNMP_ERR_INCONSISTENTVALUE;
     }
-    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 -- done", region_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 -- done", id_function);
     return SNMP_ERR_NOERROR;
 }
 
 // A row that the status write has made is the status write's to send.
-static int send_region(const assignment &entry)
+static int send_region(const oid *name, size_t length)
 {
-    vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", region_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", id_function);
+    const assignment entry = find_assignment(name, length);
     if (entry.waiting == nullptr)
         return SNMP_ERR_GENERR;
     if (entry.waiting->create_mark != 0)
         return SNMP_ERR_NOERROR;
-    return send_assignment(*entry.waiting, region_name);
+    return send_assignment(*entry.waiting, id_function);
 }
 
 int set_vynFeatureRegionId(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
                            u_char *, oid *name, size_t name_len)
 {
-    if (action == SNMP_MSG_INTERNAL_SET_RESERVE1)
+    switch (action) {
+    case SNMP_MSG_INTERNAL_SET_RESERVE1:
         if (int refusal = vyn_check_integer(region_checks, var_val, var_val_type, var_val_len))
             return refusal;
-    const assignment entry = find_assignment(name, name_len);
-    switch (action) {
-    case SNMP_MSG_INTERNAL_SET_RESERVE1: return reserve_region(entry);
+        return reserve_region(find_assignment(name, name_len));
     case SNMP_MSG_INTERNAL_SET_RESERVE2:
-        return check_region(entry, vyn_set_integer(var_val, var_val_len));
-    case SNMP_MSG_INTERNAL_SET_ACTION: return send_region(entry);
+        return check_region(name, name_len, vyn_set_integer(var_val, var_val_len));
+    case SNMP_MSG_INTERNAL_SET_ACTION: return send_region(name, name_len);
     case SNMP_MSG_INTERNAL_SET_COMMIT:
-        return drop_waiting_row(entry, region_name, "%s : COMMIT -- done");
+        return drop_waiting_row(name, name_len, id_function, "%s : COMMIT -- done");
     case SNMP_MSG_INTERNAL_SET_FREE:
-        return drop_waiting_row(entry, region_name, "%s : FREE -- done");
+        return drop_waiting_row(name, name_len, id_function, "%s : FREE -- done");
     case SNMP_MSG_INTERNAL_SET_UNDO:
-        return drop_waiting_row(entry, region_name, "%s : UNDO -- done");
+        return drop_waiting_row(name, name_len, id_function, "%s : UNDO -- done");
     default: return SNMP_ERR_NOERROR;
     }
 }

@@ -129,6 +129,7 @@ static netsnmp_variable_list *merge_failed(const void *payload, oid *notificatio
 static netsnmp_variable_list *discovery_ended(const void *payload, oid *notification_oid,
                                               size_t *notification_oid_length)
 {
+    constexpr size_t max_reason = 254;
     memset(discovery_failure_text, 0, sizeof(discovery_failure_text));
     const auto event = read_event<resp_phy_disc_status>(payload, VYN_NOTIF_VAL);
     memcpy(&notif_val, &event.disc_status, sizeof(event.disc_status));
@@ -136,7 +137,7 @@ static netsnmp_variable_list *discovery_ended(const void *payload, oid *notifica
 
     discovery_status = retained.disc_status;
     if (retained.disc_status == VYN_DISC_FAILED)
-        snprintf(discovery_failure_text, sizeof(discovery_failure_text), "%s",
+        snprintf(discovery_failure_text, max_reason + 1, "%s",
                  syserr_format(retained.failure_reason));
     vyn_varbinds varbinds;
     varbinds.integer(below_vyn_mib(peers_discovery_status), &discovery_status);

@@ -43,13 +43,19 @@ static vyn_snmp_req request_for(const vyn_region_rec &region)
     return request;
 }
 
-static bool commit_row(const struct variable *vp, const vyn_region_rec &region, oid *name,
-                       size_t *length)
+// Writes the index of a row into name and length. That of a logical region ends with a
+// sub-identifier which the reply does not set. In an exact answer it is the number that was asked
+// for: the agent runs a SET on the OID that its read has written, and the SET takes the number from
+// there.
+static bool commit_row(const struct variable *vp, const vyn_region_rec &region, bool exact,
+                       oid *name, size_t *length)
 {
     vyn_oid_builder row(vp->name, vp->namelen);
     row.put_service_scope(region.scope, region.vsan);
     if (region.scope == VYN_SERVICE_PHYSICAL)
         row.put(region.region_id);
+    else if (exact)
+        row.put(name[*length - 1]);
     else
         row.put_as_in(name, *length);
     return row.commit(name, length);
@@ -67,7 +73,9 @@ static int header_vynRegionEntry(const struct variable *vp, oid *name, size_t *l
     vyn_reply reply;
     if (u32 error = vyn_query_region(&request, exact, &reply, "header_vynRegionEntry"))
         return static_cast<int>(error);
-    return reply.present() && commit_row(vp, reply.read<vyn_region_rec>(0), name, length) ? 0 : -1;
+    if (!reply.present())
+        return -1;
+    return commit_row(vp, reply.read<vyn_region_rec>(0), exact, name, length) ? 0 : -1;
 }
 
 u_char *get_vynRegionTable(struct variable *vp, oid *name, size_t *length, int exact,
@@ -85,87 +93,113 @@ u_char *get_vynRegionTable(struct variable *vp, oid *name, size_t *length, int e
 
 // --- Writes ---
 
-static constexpr char status_name[] = "set_vynRegionStatus";
+static constexpr char status_function[] = "set_vynRegionStatus";
 
 static constexpr vyn_integer_checks status_checks = vyn_row_status_checks(
     "write to vyn_RegionStatus not ASN_INTEGER\n", "write tovyn_RegionStatus: bad length\n",
     "write to vynRegionStatus:wrong value\n");
 
-// RESERVE1, when the value may be written: the row begins to wait, unless one does already.
-static int reserve_row(bool parsed, const vyn_region_rec &region, long status)
+// Every phase parses the SET's OID anew: 0, or -1 when its index is too short.
+static int parse_region(const oid *name, size_t length, vyn_region_rec *region)
+{
+    return get_vynRegionEntry_instance({name, length, VYN_TABLE_INDEX}, true, region);
+}
+
+// Returns the region's row under creation, or null.
+static vyn_region_rec *find_row(const vyn_region_rec &region)
 {
     const uint32_t key = region.region_id;
-    if (!parsed) {
-        vyn_trace(VYN_TRACE_FAILURE, "%s : RESERVE1 instance parse fail \n", status_name);
+    return vyn_find_row<vyn_region_rec>(vyn_regions, &key);
+}
+
+static bool creates(long status)
+{
+    return status == SNMP_ROW_ACTIVE || status == SNMP_ROW_CREATEANDGO;
+}
+
+// RESERVE1, after the checks of the value: adds the row, unless an earlier varbind has.
+static int reserve_row(const oid *name, size_t length, long status)
+{
+    vyn_region_rec region;
+    if (parse_region(name, length, &region) != 0) {
+        vyn_trace(VYN_TRACE_FAILURE, "%s : RESERVE1 instance parse fail \n", status_function);
         return SNMP_ERR_INCONSISTENTVALUE;
     }
-    if (status != SNMP_ROW_DESTROY && vyn_find_row<vyn_region_rec>(vyn_regions, &key) == nullptr) {
+    if (creates(status) && find_row(region) == nullptr) {
+        const uint32_t key = region.region_id;
         vyn_region_rec *row = vyn_copy_row(vyn_regions, region);
         if (row == nullptr || !vyn_keep_row(vyn_regions, row, &key))
             return SNMP_ERR_GENERR;
     }
-    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", status_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", status_function);
     return SNMP_ERR_NOERROR;
 }
 
-static int check_row(const vyn_region_rec &region, long status, u_char *stat)
+static int check_row(const oid *name, size_t length, long status, u_char *stored_value)
 {
-    const uint32_t key = region.region_id;
-    vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", status_name);
-    vyn_mark_stored_value(stat);
-    if (status != SNMP_ROW_DESTROY && vyn_find_row<vyn_region_rec>(vyn_regions, &key) == nullptr)
-        return SNMP_ERR_GENERR;
-    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 -- done", status_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", status_function);
+    vyn_mark_stored_value(stored_value);
+    if (creates(status)) {
+        vyn_region_rec region;
+        parse_region(name, length, &region);
+        if (find_row(region) == nullptr)
+            return SNMP_ERR_GENERR;
+    }
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 -- done", status_function);
     return SNMP_ERR_NOERROR;
 }
 
-static int send_row(vyn_region_rec region, long status)
+static int send_row(const oid *name, size_t length, long status)
 {
-    const uint32_t key = region.region_id;
-    vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", status_name);
-    if (status == SNMP_ROW_DESTROY) {
-        region.op = VYN_OP_REMOVE;
-    } else {
-        const vyn_region_rec *row = vyn_find_row<vyn_region_rec>(vyn_regions, &key);
+    vyn_region_rec region;
+    vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", status_function);
+    parse_region(name, length, &region);
+    if (creates(status)) {
+        const vyn_region_rec *row = find_row(region);
         if (row == nullptr)
             return SNMP_ERR_GENERR;
-        region = *row; // its op is to add
+        region = *row;
+        if (status == SNMP_ROW_CREATEANDGO)
+            region.op = VYN_OP_ADD;
+    } else if (status == SNMP_ROW_DESTROY) {
+        region.op = VYN_OP_REMOVE;
+    } else {
+        return SNMP_ERR_NOERROR;
     }
     vyn_snmp_req request = request_for(region);
-    if (int failure = vyn_send_change(MTS_OPC_VYN_CONFIG_REQ, &request, status_name,
+    if (int failure = vyn_send_change(MTS_OPC_VYN_CONFIG_REQ, &request, status_function,
                                       "%s : vyn_req_resp Set failed:%s"))
         return failure;
-    vyn_trace(VYN_TRACE_FLOW, "%s : ACTION done", status_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : ACTION done", status_function);
     return SNMP_ERR_NOERROR;
 }
 
-// The SET has ended, one way or another. `done`: the trace of that.
-static int drop_row(bool parsed, const vyn_region_rec &region, vyn_format<const char *> done)
+// The end of a SET, of which `done` is the trace: removes the row.
+static int drop_row(const oid *name, size_t length, vyn_format<const char *> done)
 {
-    const uint32_t key = region.region_id;
-    if (parsed)
+    vyn_region_rec region;
+    if (parse_region(name, length, &region) == 0) {
+        const uint32_t key = region.region_id;
         vyn_drop_row(vyn_regions, &key);
-    vyn_trace(VYN_TRACE_FLOW, done, status_name);
+    }
+    vyn_trace(VYN_TRACE_FLOW, done, status_function);
     return SNMP_ERR_NOERROR;
 }
 
 int set_vynRegionStatus(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
-                        u_char *stat, oid *name, size_t name_len)
+                        u_char *stored_value, oid *name, size_t name_len)
 {
-    if (action == SNMP_MSG_INTERNAL_SET_RESERVE1)
-        if (int refusal = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
-            return refusal;
-    vyn_region_rec region;
-    const bool parsed =
-        get_vynRegionEntry_instance({name, name_len, VYN_TABLE_INDEX}, true, &region) == 0;
     const auto status = [&] { return vyn_set_integer(var_val, var_val_len); };
     switch (action) {
-    case SNMP_MSG_INTERNAL_SET_RESERVE1: return reserve_row(parsed, region, status());
-    case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_row(region, status(), stat);
-    case SNMP_MSG_INTERNAL_SET_ACTION: return send_row(region, status());
-    case SNMP_MSG_INTERNAL_SET_COMMIT: return drop_row(parsed, region, "%s : COMMIT -- done");
-    case SNMP_MSG_INTERNAL_SET_FREE: return drop_row(parsed, region, "%s : FREE -- done");
-    case SNMP_MSG_INTERNAL_SET_UNDO: return drop_row(parsed, region, "%s : UNDO -- done");
+    case SNMP_MSG_INTERNAL_SET_RESERVE1:
+        if (int refusal = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
+            return refusal;
+        return reserve_row(name, name_len, status());
+    case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_row(name, name_len, status(), stored_value);
+    case SNMP_MSG_INTERNAL_SET_ACTION: return send_row(name, name_len, status());
+    case SNMP_MSG_INTERNAL_SET_COMMIT: return drop_row(name, name_len, "%s : COMMIT -- done");
+    case SNMP_MSG_INTERNAL_SET_FREE: return drop_row(name, name_len, "%s : FREE -- done");
+    case SNMP_MSG_INTERNAL_SET_UNDO: return drop_row(name, name_len, "%s : UNDO -- done");
     default: return SNMP_ERR_NOERROR;
     }
 }

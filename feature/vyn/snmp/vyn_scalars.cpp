@@ -46,7 +46,8 @@ static u32 get_vyn_discovery_result()
     return error;
 }
 
-// *enabled becomes a truth value, or stays as it is after a null reply.
+// *enabled becomes a truth value. It is left alone when the reply ends before the end of its
+// status: zeros in place of what is missing would read as enabled.
 static u32 get_vyn_distribution_status(uint32_t *enabled)
 {
     vyn_snmp_req request{};
@@ -57,7 +58,7 @@ static u32 get_vyn_distribution_status(uint32_t *enabled)
         MTS_OPC_VYN_MGMT_REQ, VYN_MSG_GET, &request, &reply, "get_vyn_distribution_status",
         "%s : VYN failed to return response for VYN distribution status query: %s \n",
         "%s : VYN returned Null response for VYN distribution status query \n");
-    if (reply.present()) {
+    if (reply.reaches(VYN_SNMP_RESP_MEMBER + sizeof(resp_dist_status))) {
         const auto status = reply.read<resp_dist_status>(VYN_SNMP_RESP_MEMBER);
         *enabled = status.disabled == 0 ? VYN_TRUE : VYN_FALSE;
     }
@@ -169,12 +170,14 @@ static void start_discovery()
     send_change(MTS_OPC_VYN_SNMP_QUERY, &request);
 }
 
-static void set_distribution(bool disable)
+static void set_distribution(long enabled)
 {
+    if (enabled != VYN_TRUE && enabled != VYN_FALSE)
+        return;
     vyn_snmp_req request{};
     request.query_type = VYN_SNMP_SET_DIST;
     request.argument = 1;
-    request.request.dist_disable = disable;
+    request.request.dist_disable = enabled == VYN_FALSE;
     send_change(MTS_OPC_VYN_CONFIG_REQ, &request);
 }
 
@@ -203,7 +206,7 @@ int set_vynDistCtrl(int action, u_char *var_val, u_char var_val_type, size_t var
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         return vyn_check_integer(distribution_checks, var_val, var_val_type, var_val_len);
     case SNMP_MSG_INTERNAL_SET_ACTION:
-        set_distribution(vyn_set_integer(var_val, var_val_len) == VYN_FALSE);
+        set_distribution(vyn_set_integer(var_val, var_val_len));
         return SNMP_ERR_NOERROR;
     default: return SNMP_ERR_NOERROR;
     }

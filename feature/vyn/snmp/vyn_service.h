@@ -159,6 +159,9 @@ class vyn_reply {
     // False for a null reply: the call has succeeded, and there is nothing to read.
     bool present() const { return block_ != nullptr && length_ != 0; }
 
+    // Whether the reply has all of its first `end` bytes.
+    bool reaches(size_t end) const { return present() && length_ >= end; }
+
     // The record at a byte offset of the reply; what a short reply lacks of it is zero.
     template <typename Record> Record read(size_t offset) const
     {

@@ -123,9 +123,12 @@ static int check_index(const oid *name, size_t length)
     return SNMP_ERR_NOERROR;
 }
 
+// Reports whether a file that marks NPV mode can be opened. Everyone may make files in /tmp, and
+// without O_NONBLOCK opening a FIFO there would wait for a writer and hold up the agent.
 static bool in_npv_mode()
 {
-    constexpr int open_flags = 128; // reads, and for the rest the platform's
+    constexpr int platform_flags = 128;
+    constexpr int open_flags = O_RDONLY | platform_flags | O_NONBLOCK | O_CLOEXEC;
     for (const char *mark : {"/tmp/fc_nport_mux", "/mnt/pss/fc_nport_mux"})
         if (const int file = open(mark, open_flags); file >= 0) {
             close(file);
@@ -149,7 +152,7 @@ static int check_change(const oid *name, size_t length)
         vyn_trace(VYN_TRACE_FAILURE, "%s : RESERVE2 instance parse fail \n", row_status_name);
         return SNMP_ERR_INCONSISTENTVALUE;
     }
-    if (peer.addr_type != VYN_ADDR_IPV4) {
+    if (name[VYN_TABLE_INDEX] != VYN_ADDR_IPV4) {
         vyn_trace(VYN_TRACE_FAILURE, "%s : Address type is not IPV4\n", row_status_name);
         vyn_report_set_error(VYN_ERR_PEER_NOT_IPV4);
         return SNMP_ERR_INCONSISTENTVALUE;
@@ -163,9 +166,11 @@ static int send_change(const oid *name, size_t length, long row_status)
     vyn_static_peer peer;
     vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", row_status_name);
     parse_peer(name, length, &peer);
-    if (row_status == SNMP_ROW_ACTIVE)
-        return SNMP_ERR_NOERROR;
-    peer.op = row_status == SNMP_ROW_DESTROY ? VYN_OP_REMOVE : VYN_OP_ADD;
+    switch (row_status) {
+    case SNMP_ROW_CREATEANDGO: peer.op = VYN_OP_ADD; break;
+    case SNMP_ROW_DESTROY: peer.op = VYN_OP_REMOVE; break;
+    default: return SNMP_ERR_NOERROR;
+    }
     vyn_snmp_req request = request_for(peer);
     if (int failure = vyn_send_change(MTS_OPC_VYN_CONFIG_REQ, &request, row_status_name,
                                       "%s : vyn_req_resp Set failed:%s"))
