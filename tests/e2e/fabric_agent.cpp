@@ -91,6 +91,7 @@ fabric_agent::fabric_agent() {
     setenv("VYN_SOCKET", (folder + "/vynd.sock").c_str(), 1);
     setenv("SNMP_PERSISTENT_DIR", (folder + "/persistent").c_str(), 1);
     setenv("SNMPCONFPATH", folder.c_str(), 1);
+    setenv("VYN_MARKERS", (folder + "/markers").c_str(), 1);
     setenv("MIBS", "", 1);
 }
 
@@ -151,15 +152,23 @@ void fabric_agent::start_agent() {
         << "rocommunity watcher default\nrwcommunity oper default\n"
         << "createUser alice SHA alice-auth AES alice-priv\nrwuser alice priv\n"
         << replace_all(trap_sink, "{}", transport + ":127.0.0.1:" + trap_port) << "\n";
-    agent = spawn(agent_wrapper + "snmpd -f -C -c agent.conf -Lf snmpd.log " + agent_options + " >>snmpd.out");
+    agent = spawn("env LD_PRELOAD='" + preloaded + "' snmpd -f -C -c agent.conf -Lf snmpd.log " + agent_options +
+                  " >>snmpd.out");
     const std::string hasty = "-r 0 -t 0.1 " + watcher;
     ASSERT_TRUE(wait_until([&] { return has(manager("snmpget", hasty, ".1.3.6.1.2.1.1.3.0"), "Timeticks"); }));
 }
 
+std::string fabric_agent::marker(const std::string &path) {
+    const std::filesystem::path place = folder + "/markers" + path;
+    std::filesystem::create_directories(place.parent_path());
+    return place;
+}
+
 void fabric_agent::use_sanitizers() {
     agent_module = VYN_SANITIZED_MODULE;
-    if (const std::string runtime = VYN_SANITIZER_RUNTIME; !runtime.empty())
-        agent_wrapper = "env LD_PRELOAD=" + runtime + " ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 ";
+    preloaded = VYN_SANITIZER_RUNTIME + (" " + preloaded);
+    environment["ASAN_OPTIONS"] = "detect_leaks=0";
+    environment["UBSAN_OPTIONS"] = "print_stacktrace=1";
 }
 
 void fabric_agent::restart_agent() {

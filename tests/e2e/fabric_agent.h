@@ -53,9 +53,10 @@ class fabric_agent : public testing::Test {
     void start_service(const std::filesystem::path &scenario = "default.json"); // of the tree, or a whole path
     void stop_service(int signal) { end(service, signal); }                     // and wait until it is gone
     void start_agent();
-    void restart_agent();  // as a manager of processes does it, by SIGHUP
-    void use_sanitizers(); // in the agents that are started from now on, where they can be had
-    void stop_all();       // the agent by SIGTERM: whatever has happened to it, it has to end well
+    void restart_agent();                        // as a manager of processes does it, by SIGHUP
+    std::string marker(const std::string &path); // of NPV mode: where the agent looks for the file of that path
+    void use_sanitizers();                       // in the agents that are started from now on, where they can be had
+    void stop_all(); // the agent by SIGTERM: whatever has happened to it, it has to end well
 
     // vynctl with these words; its output.
     std::string control(const std::string &words);
@@ -80,7 +81,8 @@ class fabric_agent : public testing::Test {
     std::string folder;
     std::map<std::string, std::string> environment; // of the agent
     std::string agent_module = VYN_MODULE;          // that the agent loads
-    std::string agent_options, agent_wrapper;       // behind and in front of its command
+    std::string agent_options;                      // at the end of its command
+    std::string preloaded = VYN_MARKER_FILES;       // libraries, separated by blanks
     std::string transport = "udp";                  // to the receiver of notifications
     std::string trap_sink = "trap2sink {} traps";   // {}: the receiver's address
     pid_t service = 0, agent = 0, trap_receiver = 0;

@@ -32,6 +32,16 @@ TEST_F(agent_features, generated_fabrics_are_walked_whole) {
     EXPECT_EQ(get(last.substr(3, last.find(' ') - 3)), no_instance);
 }
 
+TEST_F(agent_features, walks_begin_inside_a_vsan) {
+    start_with("{\"features\": [" + feature("ntp", R"(, "scopes": ["logical"],
+               "states": [{"vsan": 10}, {"vsan": 256}, {"vsan": 257}, {"vsan": 512}])") +
+               "]}");
+    const std::string row = "{}.1.1.7.1.3" + ntp + ".2.4.0.0.";
+    EXPECT_EQ(manager("snmpgetnext", oper, row + "1"), row + "1.0 = INTEGER: 1\n");
+    EXPECT_EQ(manager("snmpwalk", oper, row + "1"), row + "1.0 = INTEGER: 1\n" + row + "1.1 = INTEGER: 1\n");
+    EXPECT_EQ(manager("snmpwalk", oper, row + "2"), row + "2.0 = INTEGER: 1\n");
+}
+
 TEST_F(agent_features, actions_run_to_their_ends_and_options_are_stored) {
     environment["VYN_NETWORK_ADMINS"] = "alice, root";
     start();

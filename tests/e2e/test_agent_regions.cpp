@@ -36,6 +36,29 @@ TEST_F(agent_regions, regions_are_made_and_destroyed) {
     EXPECT_EQ(count(service_log(), "set query 59"), sent);
 }
 
+// The agent reads before it writes, and runs a SET on the OID that the read has given the row.
+TEST_F(agent_regions, both_indexes_of_a_region_in_a_vsan_reach_it_alone) {
+    const std::string status = "1.1.9.1.5.", vsan = "2.4.0.0.0.10.";
+    for (const std::string &index : {"2." + vsan, vsan}) {
+        SCOPED_TRACE(index);
+        start_with(R"({"regions": [{"id": 10, "vsan": 10}, {"id": 12, "vsan": 10}, {"id": 21, "vsan": 20},
+                                   {"id": 9, "scope": "physical"}, {"id": 7, "scope": "physical"}]})");
+        const auto ids = [&] { return run(VYN_CONTROL " show regions | grep -o '\"id\": [0-9]*' | grep -o '[0-9]*'"); };
+        const std::string before = ids();
+        EXPECT_EQ(set(status + "2." + vsan + "11 i 4"), "INTEGER: 4");
+        EXPECT_NE(ids(), before);
+        EXPECT_TRUE(has(manager("snmpget", oper, "{}." + status + index + "11"), "= INTEGER: 1"));
+        for (const std::string sent_again : {"11", "10"}) // an answer is lost, and the manager sends it again
+            EXPECT_TRUE(has(set(status + index + sent_again + " i 4"), "genError"));
+        EXPECT_TRUE(has(agent_log(), "0x40B30062"));
+        EXPECT_TRUE(has(manager("snmpset", oper, "{}." + status + index + "11 i 6"), "= INTEGER: 6"));
+        EXPECT_EQ(ids(), before);
+        EXPECT_TRUE(has(service_log(), "remove region 11"));
+        EXPECT_EQ(count(service_log(), "remove region"), 1u);
+        stop_all();
+    }
+}
+
 TEST_F(agent_regions, features_are_assigned_changed_and_removed) {
     start_with("{\"regions\": [{\"id\": 9, \"scope\": \"physical\"}, {\"id\": 255, \"vsan\": 10}], " + features + "}");
     const std::string status = column + "6." + ntp + " i ", id = column + "4." + ntp + " u ";

@@ -67,6 +67,8 @@ TEST_F(agent_scalars, switch_distribution_for_those_who_may) {
     }
     EXPECT_EQ(count(service_log(), "session 0"), count(service_log(), " registry ")) << service_log();
 
+    control("fault short 7 1");
+    EXPECT_EQ(get("1.4.1.0"), no_instance) << "of a status that is cut short, zero would be true";
     EXPECT_TRUE(has(set("1.4.1.0 i 3"), "Reason: wrongValue"));
     EXPECT_TRUE(has(set("1.4.1.1 i 1"), "Reason: notWritable"));
     EXPECT_EQ(count(service_log(), " set "), std::size(users)) << service_log();
