@@ -174,6 +174,6 @@ std::vector<bench_case> bench_cases(size_t features, bool scans_only) {
         event_case("event merge failure", handle_VYNNotifications, {0, 0, 0, VYN_NOTIF_MERGE_FAIL},
                    vyn_merge_fail_notif{"feature-00001", {}, VYN_SERVICE_PHYSICAL, 0, "the fabrics differ"}));
     cases.push_back(event_case("event discovery", handle_VYNNotifications, {0, 0, 0, VYN_NOTIF_DISCOVERY_COMPLETE},
-                               resp_phy_disc_status{3, {}, 0}));
+                               vyn_resp_disc_status{3, {}, 0}));
     return cases;
 }

@@ -36,28 +36,28 @@ template <typename Record> static bytes operator+(bytes front, const Record &rec
 
 static std::map<uint32_t, bytes> make_replies() {
     const vyn_app_peer peer{OWN_ADDRESS};
-    const vyn_app_peer of_feature{.local_app_name = OWN_NAME, .scope = VYN_SCOPE_PHYSICAL, OWN_ADDRESS};
-    const resp_app_lock_state lock{
-        .app_name = OWN_NAME, .scope = VYN_SERVICE_PHYSICAL, .taken = 1, OWN_ADDRESS, .user_name = "alice"};
-    const resp_merge merge{.app_name = OWN_NAME, .entries = 1, .status = 1, .scope = VYN_SERVICE_PHYSICAL};
-    const vyn_region_rec region{.op = VYN_SNMP_REGION, .region_id = 7, .scope = VYN_SERVICE_PHYSICAL};
-    const resp_feature_region assignment{.region_id = 7, .scope = VYN_SERVICE_PHYSICAL, .app_name = OWN_NAME};
+    const vyn_app_peer of_feature{.local_app = {.name = OWN_NAME}, .scope = VYN_SCOPE_PHYSICAL, OWN_ADDRESS};
+    const vyn_resp_lock_state lock{
+        .lock_info = {
+            {.app = {.name = OWN_NAME}, .scope = VYN_SERVICE_PHYSICAL, .taken = 1, OWN_ADDRESS, .user_name = "alice"}}};
+    const vyn_resp_merge merge{.app_name = OWN_NAME, .entries = 1, .status = 1, .scope = VYN_SERVICE_PHYSICAL};
+    const vyn_resp_feature_region assignment{.region_id = 7, .scope = VYN_SERVICE_PHYSICAL, .app_name = OWN_NAME};
     const vyn_feature_state state{.last_action = 4, .scope = VYN_SCOPE_PHYSICAL, .result = 1};
     std::map<uint32_t, bytes> replies = {
-        {VYN_SNMP_REGION, bytes{} + region}, // which begins with the query type itself
         {vynd::opcode_state, bytes{} + state},
     };
     const auto add = [&](be32 query_type, const auto &member) { replies[query_type] = bytes{} + query_type + member; };
     add(VYN_SNMP_APP_LOCK_STATE, lock);
     add(VYN_SNMP_MERGE_ENTRY, merge);
-    add(VYN_SNMP_GET_DISC_STATUS, resp_phy_disc_status{.disc_status = 3});
-    add(VYN_SNMP_PHY_DISC_PEER, resp_app_peer{.peer = peer});
-    add(VYN_SNMP_APP_PEER, resp_app_peer{.peer = of_feature});
-    add(VYN_SNMP_MERGE_MEMBER, resp_merge_member{.member = of_feature, .attr1 = 1, .attr2 = 2});
-    add(VYN_SNMP_GET_DIST_STATUS, resp_dist_status{});
+    add(VYN_SNMP_GET_DISC_STATUS, vyn_resp_disc_status{.disc_status = 3});
+    add(VYN_SNMP_PHY_DISC_PEER, vyn_resp_peer{.peer = peer});
+    add(VYN_SNMP_APP_PEER, vyn_resp_peer{.peer = of_feature});
+    add(VYN_SNMP_MERGE_MEMBER, vyn_resp_merge_member{.member = of_feature, .attr1 = 1, .attr2 = 2});
+    add(VYN_SNMP_GET_DIST_STATUS, vyn_resp_dist_status{});
     add(VYN_SNMP_DIST_CTRL_ENTRY, vyn_dist_ctrl_entry{VYN_ADDR_IPV4, {239, 255, 70, 83}, 1});
+    add(VYN_SNMP_REGION, vyn_resp_region{.region_id = 7, .scope = VYN_SERVICE_PHYSICAL});
     add(VYN_SNMP_FEATURE_REGION, assignment);
-    add(VYN_SNMP_STATIC_PEER, resp_static_peer{OWN_ADDRESS, .status = 1});
+    add(VYN_SNMP_STATIC_PEER, vyn_resp_static_peer{OWN_ADDRESS, .status = 1});
     return replies;
 }
 

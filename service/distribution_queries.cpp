@@ -21,7 +21,7 @@ net_address address_in(const vyn_dist_ctrl_entry &entry)
 outcome get_distribution(fabric &model, const query &asked)
 {
     const uint32_t disabled = model.state().distribution_enabled ? 0 : 1;
-    return found(asked.record.query_type, resp_dist_status{disabled});
+    return found(asked.record.query_type, vyn_resp_dist_status{disabled});
 }
 
 outcome set_distribution(fabric &model, const query &asked)

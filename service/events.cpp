@@ -18,7 +18,7 @@ template <typename Record> struct notification {
     be32 type;
     Record record;
 };
-static_assert(sizeof(notification<resp_phy_disc_status>) == 12);
+static_assert(sizeof(notification<vyn_resp_disc_status>) == 12);
 static_assert(sizeof(notification<vyn_merge_fail_notif>) == 352);
 
 template <typename Payload> bytes bytes_of(const Payload &payload)
@@ -37,7 +37,7 @@ template <size_t Size> void fill(char (&field)[Size], std::string_view text)
 
 event discovery_event(uint8_t status, uint32_t failure_reason)
 {
-    const notification<resp_phy_disc_status> payload{VYN_NOTIF_DISCOVERY_COMPLETE,
+    const notification<vyn_resp_disc_status> payload{VYN_NOTIF_DISCOVERY_COMPLETE,
                                                      {status, {}, failure_reason}};
     return {MTS_OPC_VYN_NOTIFICATION, bytes_of(payload),
             "discovery " + named_text(disc_status_names, status) + " reason " +

@@ -16,14 +16,15 @@ namespace {
 constexpr uint32_t lock_header = 0x4C4F434B;
 constexpr uint32_t loopback = 0x7F000001;
 
-static_assert(sizeof(resp_app_lock_state::user_name) == longest_user + 1 &&
-              sizeof(resp_app_lock_state::app_name) == longest_record_name + 1);
+static_assert(sizeof(vyn_lock_info::user_name) == longest_user + 1 &&
+              sizeof(vyn_app_descriptor::name) == longest_record_name + 1);
 
 outcome lock_reply(std::string_view name, const place &where, const lock *holder)
 {
-    resp_app_lock_state reply{};
-    reply.header = lock_header;
-    std::memcpy(reply.app_name, name.data(), name.size());
+    vyn_resp_lock_state state{};
+    state.header = lock_header;
+    vyn_lock_info &reply = state.lock_info[0];
+    std::memcpy(reply.app.name, name.data(), name.size());
     reply.scope = service_scope(where);
     reply.vsan = where.vsan;
     if (holder) {
@@ -34,7 +35,7 @@ outcome lock_reply(std::string_view name, const place &where, const lock *holder
             std::memcpy(&reply.ip_address, reply.addr, sizeof reply.ip_address);
         std::memcpy(reply.user_name, holder->user.data(), holder->user.size());
     }
-    return found(VYN_SNMP_APP_LOCK_STATE, reply);
+    return found(VYN_SNMP_APP_LOCK_STATE, state);
 }
 
 } // namespace
@@ -42,7 +43,7 @@ outcome lock_reply(std::string_view name, const place &where, const lock *holder
 outcome get_lock(fabric &model, const query &asked)
 {
     const vyn_lock_key &key = asked.record.request.req_app_lock_state;
-    const std::string_view name = name_in(key.app_name);
+    const std::string_view name = name_in(key.local_app.name);
     const place where = service_place(key.scope, key.min_vsan);
     if (name.size() > longest_record_name || where.scope == 0)
         return refused(VYN_ERR_BAD_REQUEST, "expected a name with an end, and a scope");
@@ -56,7 +57,7 @@ outcome get_lock(fabric &model, const query &asked)
 outcome get_next_lock(fabric &model, const query &asked)
 {
     const vyn_lock_key &key = asked.record.request.req_app_lock_state;
-    const std::string_view name = name_in(key.app_name);
+    const std::string_view name = name_in(key.local_app.name);
     if (name.size() > longest_record_name || key.scope > VYN_SERVICE_PHYSICAL)
         return refused(VYN_ERR_BAD_REQUEST, "expected a name with an end, and a scope or 0");
     const auto [owner, next] = next_row(model.state().features, &feature::locks, name,
@@ -69,7 +70,7 @@ outcome get_next_lock(fabric &model, const query &asked)
 std::string lock_key(const vyn_snmp_req &record)
 {
     const vyn_lock_key &key = record.request.req_app_lock_state;
-    return key_text(name_in(key.app_name), key.scope, key.min_vsan);
+    return key_text(name_in(key.local_app.name), key.scope, key.min_vsan);
 }
 
 } // namespace vynd

@@ -16,7 +16,7 @@ namespace {
 using merge_rows = std::map<place, merge_state>;
 
 static_assert(sizeof(vyn_merge_key::app_name) == longest_record_name + 1 &&
-              sizeof(resp_merge::app_name) == longest_record_name + 1);
+              sizeof(vyn_resp_merge::app_name) == longest_record_name + 1);
 
 merge_rows::const_iterator next_merge(const merge_rows &rows, uint32_t scope, uint32_t vsan)
 {
@@ -31,9 +31,9 @@ merge_rows::const_iterator next_merge(const merge_rows &rows, uint32_t scope, ui
     return next != rows.end() ? next : physical;
 }
 
-resp_merge record_of(std::string_view name, const place &where, const merge_state &merge)
+vyn_resp_merge record_of(std::string_view name, const place &where, const merge_state &merge)
 {
-    resp_merge record{};
+    vyn_resp_merge record{};
     record.failure_code[0] = static_cast<uint8_t>(merge.failure >> 8);
     record.failure_code[1] = static_cast<uint8_t>(merge.failure);
     std::memcpy(record.app_name, name.data(), name.size());
@@ -67,8 +67,8 @@ outcome read_merge(fabric &model, const query &asked)
     const merge_rows &rows = owner->merges;
     const auto row = asked.next() ? next_merge(rows, key.scope, key.vsan)
                                   : rows.find(service_place(key.scope, key.vsan));
-    const resp_merge reply =
-        row == rows.end() ? resp_merge{} : record_of(owner->name, row->first, row->second);
+    const vyn_resp_merge reply =
+        row == rows.end() ? vyn_resp_merge{} : record_of(owner->name, row->first, row->second);
     return found(asked.record.query_type, reply);
 }
 

@@ -15,14 +15,14 @@ namespace {
 
 constexpr uint32_t peer_header = 0x50454552;
 
-static_assert(sizeof(vyn_app_peer::local_app_name) == longest_record_name + 1 &&
+static_assert(sizeof(vyn_app_descriptor::name) == longest_record_name + 1 &&
               sizeof(vyn_app_peer::addr) == longest_address + 1 &&
               sizeof(vyn_static_peer::addr) == longest_address + 1);
 
 vyn_app_peer record_of(std::string_view name, const feature_peer &row)
 {
     vyn_app_peer record{};
-    std::memcpy(record.local_app_name, name.data(), name.size());
+    std::memcpy(record.local_app.name, name.data(), name.size());
     record.scope = row.where.scope;
     record.vsan = row.where.vsan;
     fill_address(row.peer, record.addr_type, record.addr);
@@ -36,24 +36,24 @@ net_address address_in(const vyn_app_peer &key)
 
 outcome reply_with(const query &asked, const feature &owner, const feature_peer &row)
 {
-    return found(asked.record.query_type, resp_app_peer{peer_header, record_of(owner.name, row)});
+    return found(asked.record.query_type, vyn_resp_peer{peer_header, record_of(owner.name, row)});
 }
 
 outcome reply_with(const query &asked, const feature &owner,
                    const std::pair<const feature_peer, member_state> &row)
 {
     const auto &[key, member] = row;
-    return found(
-        asked.record.query_type,
-        resp_merge_member{peer_header, record_of(owner.name, key), member.attr1, member.attr2, {}});
+    return found(asked.record.query_type,
+                 vyn_resp_merge_member{
+                     peer_header, record_of(owner.name, key), member.attr1, member.attr2, {}});
 }
 
 // The row of a table whose parts the features hold.
 template <typename Rows>
 outcome read_row(const fabric &model, const query &asked, Rows feature::*rows)
 {
-    const vyn_app_peer &peer = asked.record.request.req_peer.peer;
-    const std::string_view name = name_in(peer.local_app_name);
+    const vyn_app_peer &peer = asked.record.request.req_app_peer.peer;
+    const std::string_view name = name_in(peer.local_app.name);
     if (name.size() > longest_record_name)
         return refused(VYN_ERR_BAD_REQUEST, "expected a name with an end");
     const feature_peer key{{peer.scope, peer.vsan}, address_in(peer)};
@@ -67,15 +67,15 @@ outcome read_row(const fabric &model, const query &asked, Rows feature::*rows)
 
 outcome read_peer(fabric &model, const query &asked)
 {
-    const vyn_app_peer &key = asked.record.request.req_peer.peer;
-    if (key.local_app_name[0] != 0 || key.scope != 0 || key.vsan != 0)
+    const vyn_app_peer &key = asked.record.request.req_phy_disc_peer.peer;
+    if (key.local_app.name[0] != 0 || key.scope != 0 || key.vsan != 0)
         return refused(VYN_ERR_BAD_REQUEST, "expected an address alone");
     const std::set<net_address> &peers = model.state().peers;
     const net_address address = address_in(key);
     const auto row = asked.next() ? peers.upper_bound(address) : peers.find(address);
     if (row == peers.end())
         return nothing(asked);
-    return found(asked.record.query_type, resp_app_peer{peer_header, record_of("", {{}, *row})});
+    return found(asked.record.query_type, vyn_resp_peer{peer_header, record_of("", {{}, *row})});
 }
 
 outcome read_feature_peer(fabric &model, const query &asked)
@@ -98,7 +98,7 @@ outcome read_static_peer(fabric &model, const query &asked)
     const auto row = asked.next() ? peers.upper_bound(address) : peers.find(address);
     if (row == peers.end())
         return nothing(asked);
-    resp_static_peer reply{};
+    vyn_resp_static_peer reply{};
     fill_address(row->first, reply.addr_type, reply.addr);
     reply.status = row->second;
     return found(asked.record.query_type, reply);
@@ -120,13 +120,13 @@ outcome change_static_peer(fabric &model, const query &asked)
 
 std::string peer_key(const vyn_snmp_req &record)
 {
-    return address_key_text(address_in(record.request.req_peer.peer));
+    return address_key_text(address_in(record.request.req_phy_disc_peer.peer));
 }
 
 std::string feature_peer_key(const vyn_snmp_req &record)
 {
-    const vyn_app_peer &key = record.request.req_peer.peer;
-    return key_text(name_in(key.local_app_name), key.scope, key.vsan) + " " + peer_key(record);
+    const vyn_app_peer &key = record.request.req_app_peer.peer;
+    return key_text(name_in(key.local_app.name), key.scope, key.vsan) + " " + peer_key(record);
 }
 
 std::string static_peer_key(const vyn_snmp_req &record)

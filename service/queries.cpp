@@ -30,7 +30,7 @@ outcome get_discovery(fabric &model, const query &asked)
 {
     const discovery_state &state = model.state().discovery;
     return found(asked.record.query_type,
-                 resp_phy_disc_status{state.status, {}, state.failure_reason});
+                 vyn_resp_disc_status{state.status, {}, state.failure_reason});
 }
 
 constexpr struct query_row {

@@ -18,13 +18,7 @@ namespace {
 constexpr uint32_t highest_added_region = 255;
 
 static_assert(sizeof(vyn_feature_region_rec::app_name) == longest_record_name + 1 &&
-              sizeof(resp_feature_region::app_name) == longest_record_name + 1);
-
-// What comes behind the head of a reply, which is a region's record from its first word on.
-using region_member = std::array<be32, 3>; // id, scope, VSAN
-static_assert(offsetof(vyn_region_rec, region_id) == VYN_SNMP_RESP_MEMBER &&
-              offsetof(vyn_region_rec, scope) == VYN_SNMP_RESP_MEMBER + 4 &&
-              offsetof(vyn_region_rec, vsan) == VYN_SNMP_RESP_MEMBER + 8);
+              sizeof(vyn_resp_feature_region::app_name) == longest_record_name + 1);
 
 bool is_vsan(uint32_t number)
 {
@@ -73,7 +67,7 @@ outcome read_region(fabric &model, const query &asked)
     if (row == regions.end())
         return nothing(asked);
     const auto &[id, where] = *row;
-    return found(asked.record.query_type, region_member{id, service_scope(where), where.vsan});
+    return found(asked.record.query_type, vyn_resp_region{id, service_scope(where), where.vsan});
 }
 
 outcome change_region(fabric &model, const query &asked)
@@ -105,7 +99,7 @@ outcome read_assignment(fabric &model, const query &asked)
     if (!row.owner || row.row == row.owner->regions.end())
         return asked.next() ? nothing(asked) : done(asked, VYN_ERR_NO_FEATURE_REGION);
 
-    resp_feature_region reply{};
+    vyn_resp_feature_region reply{};
     reply.region_id = row.row->second;
     reply.scope = service_scope(row.row->first);
     reply.vsan = row.row->first.vsan;

@@ -49,9 +49,10 @@ inline outcome nothing(const query &asked)
 template <typename Member> outcome found(uint32_t query_type, const Member &member)
 {
     const be32 head = query_type;
-    outcome result{0, bytes(std::max(reply_size, VYN_SNMP_RESP_MEMBER + sizeof member)), {}};
+    constexpr size_t offset = offsetof(vyn_snmp_resp, bytes);
+    outcome result{0, bytes(std::max(reply_size, offset + sizeof member)), {}};
     std::memcpy(result.reply.data(), &head, sizeof head);
-    std::memcpy(result.reply.data() + VYN_SNMP_RESP_MEMBER, &member, sizeof member);
+    std::memcpy(result.reply.data() + offset, &member, sizeof member);
     return result;
 }
 

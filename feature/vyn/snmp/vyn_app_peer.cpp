@@ -56,7 +56,7 @@ bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char 
                            vyn_trace_level no_index)
 {
     oid scope, vsan_length;
-    if (!vyn_take_key_name(&index, peer->local_app_name, function, no_index) ||
+    if (!vyn_take_key_name(&index, peer->local_app.name, function, no_index) ||
         !index.take(&scope) || !index.take(&vsan_length) ||
         (scope != VYN_SCOPE_PHYSICAL && scope != VYN_SCOPE_LOGICAL))
         return false;
@@ -105,10 +105,10 @@ vyn_snmp_req vyn_peer_request(const vyn_peer_query &query)
 
 u32 vyn_query_peer(const vyn_peer_query &query, bool exact, vyn_snmp_req *request, vyn_reply *reply)
 {
-    const vyn_app_peer &key = request->request.req_peer.peer;
+    const vyn_app_peer &key = request->request.req_app_peer.peer;
     const vyn_msg_type msg_type = vyn_read_type(exact);
     vyn_trace(VYN_TRACE_FLOW, query.sending, query.sender, uint32_t{msg_type},
-              vyn_field(key.local_app_name), key.scope, key.vsan);
+              vyn_field(key.local_app.name), key.scope, key.vsan);
     vyn_trace(VYN_TRACE_FLOW, query.sending_address, key.addr_type, vyn_field(key.addr));
     return vyn_query(MTS_OPC_VYN_SNMP_QUERY, msg_type, request, reply, query.function, query.failed,
                      query.null_reply);
@@ -118,6 +118,6 @@ void vyn_trace_peer(const vyn_peer_query &query, bool exact, const vyn_app_peer 
 {
     const vyn_msg_type msg_type = vyn_read_type(exact);
     vyn_trace(VYN_TRACE_FLOW, query.received, query.function, uint32_t{msg_type},
-              vyn_field(found.local_app_name), found.scope, found.vsan);
+              vyn_field(found.local_app.name), found.scope, found.vsan);
     vyn_trace(VYN_TRACE_FLOW, query.received_address, found.addr_type, vyn_field(found.addr));
 }

@@ -49,12 +49,12 @@ struct vyn_peer_query {
     vyn_format<const char *> null_reply;
 };
 
-// The request of a query, whose key, request.req_peer.peer, is still empty.
+// Returns the request of a query, with an empty key.
 vyn_snmp_req vyn_peer_request(const vyn_peer_query &query);
 
-// Sends a query for the peer of the request's key, or for the one behind it, with its traces.
-// Returns what the call returned; a reply has the peer found at VYN_SNMP_RESP_MEMBER, behind a
-// word.
+// Sends a query for the peer of the request's key, or for the next one, with its traces. The key is
+// the request's req_app_peer, or either of the other two peers that a request can have: all three
+// lie in one place. Returns what the call returned.
 u32 vyn_query_peer(const vyn_peer_query &query, bool exact, vyn_snmp_req *request,
                    vyn_reply *reply);
 

@@ -33,12 +33,20 @@ static oid address_type(const oid *name, size_t length)
     return length > 0 ? name[length - 1] : 0;
 }
 
-// The key of a GETNEXT: an address type, or 0, which comes before both.
-static oid next_key(const struct variable *vp, const oid *name, size_t length)
+// Fills the key of a query, an address type, from an OID: 0, or -1 or 129 when an exact one is
+// none. The key of a GETNEXT may be 0, which comes before both types.
+static int get_vynDistCtrlEntry_instance(const struct variable *vp, const oid *name, size_t length,
+                                         bool exact, be32 *key)
 {
-    oid key = 0;
-    vyn_index_of(vp, name, length, false).take(&key);
-    return key;
+    if (exact && length > vp->namelen + 1u)
+        return -1;
+    oid type = 0;
+    if (exact)
+        type = address_type(name, length); // Quirk: without an index, the column's own number
+    else
+        vyn_index_of(vp, name, length, false).take(&type);
+    *key = static_cast<uint32_t>(type);
+    return exact && type == 0 ? no_such_row : 0;
 }
 
 // Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
@@ -47,15 +55,12 @@ static int header_vynDistCtrlEntry(const struct variable *vp, oid *name, size_t 
 {
     vyn_trace(VYN_TRACE_FLOW, "%s : entrying", "get_vynDistCtrlEntry_instance");
     row_dist_ctrl = {};
-    if (exact && *length > vp->namelen + 1u)
-        return -1;
     vyn_snmp_req request{};
     request.query_type = VYN_SNMP_DIST_CTRL_ENTRY;
     request.argument = 1;
-    const oid key = exact ? address_type(name, *length) : next_key(vp, name, *length);
-    request.request.dist_ctrl_key = static_cast<uint32_t>(key);
-    if (exact && key == 0)
-        return no_such_row;
+    if (int error =
+            get_vynDistCtrlEntry_instance(vp, name, *length, exact, &request.request.dist_ctrl_key))
+        return error;
 
     vyn_reply reply;
     if (u32 error = vyn_call(MTS_OPC_VYN_SNMP_QUERY, vyn_read_type(exact), &request, &reply)) {
@@ -65,7 +70,7 @@ static int header_vynDistCtrlEntry(const struct variable *vp, oid *name, size_t 
                   "header_vynDistCtrlEntry", syserr2str(error));
         return static_cast<int>(error);
     }
-    row_dist_ctrl = reply.read<vyn_dist_ctrl_entry>(VYN_SNMP_RESP_MEMBER);
+    row_dist_ctrl = reply.read(&vyn_snmp_resp::resp_dist_ctrl);
     vyn_oid_builder row(vp->name, vp->namelen);
     row.put(row_dist_ctrl.addr_type);
     return row.commit(name, length) ? 0 : -1;

@@ -65,13 +65,13 @@ static vyn_snmp_req request_for(const vyn_feature_region_rec &row)
 
 // 0, with the assignment found in *found; otherwise -1 or the system error of the query.
 static int query_assignment(const vyn_feature_region_rec &key, bool exact,
-                            resp_feature_region *found)
+                            vyn_resp_feature_region *found)
 {
     vyn_snmp_req request = request_for(key);
     vyn_reply reply;
     if (u32 error = vyn_query_region(&request, exact, &reply, "header_vynFeatureRegionEntry"))
         return static_cast<int>(error);
-    *found = reply.read<resp_feature_region>(VYN_SNMP_RESP_MEMBER);
+    *found = reply.read(&vyn_snmp_resp::resp_feature_region);
     return reply.present() ? 0 : -1;
 }
 
@@ -83,7 +83,7 @@ static void trace_query()
 // Finds the row and writes its index into name and length. 0 when there is one; otherwise -1 or the
 // system error of the query.
 static int header_vynFeatureRegionEntry(const struct variable *vp, oid *name, size_t *length,
-                                        bool exact, resp_feature_region *found)
+                                        bool exact, vyn_resp_feature_region *found)
 {
     trace_query();
     if (!exact && *length > vp->namelen)
@@ -103,7 +103,7 @@ static int header_vynFeatureRegionEntry(const struct variable *vp, oid *name, si
 u_char *get_vynFeatureRegionTable(struct variable *vp, oid *name, size_t *length, int exact,
                                   size_t *var_len, WriteMethod **write_method)
 {
-    resp_feature_region found;
+    vyn_resp_feature_region found;
     set_vynWriteMethod(vp->magic, write_method);
     if (header_vynFeatureRegionEntry(vp, name, length, exact != 0, &found) != 0)
         return nullptr;
@@ -145,7 +145,7 @@ static int refuse_index(const char *function)
 // Whether the service has the assignment already.
 static bool is_assigned(const vyn_feature_region_rec &row)
 {
-    resp_feature_region found;
+    vyn_resp_feature_region found;
     trace_query();
     return query_assignment(row, true, &found) == 0;
 }

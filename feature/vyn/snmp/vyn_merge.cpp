@@ -20,7 +20,7 @@
 #include "vyn_values.h"
 
 // The row last read.
-static resp_merge row_merge;
+static vyn_resp_merge row_merge;
 
 // Values of the resolve action.
 enum merge_resolve_action {
@@ -180,7 +180,7 @@ static bool find_row(const struct variable *vp, oid *name, size_t *length, bool 
             return false;
         if (error == 0 && !reply.present())
             return true;
-        const auto merge = reply.read<resp_merge>(VYN_SNMP_RESP_MEMBER);
+        const auto merge = reply.read(&vyn_snmp_resp::resp_merge);
         if (!exact && step.behind_scope && step.key.scope == VYN_SERVICE_LOGICAL &&
             merge.scope == VYN_SERVICE_PHYSICAL) {
             vyn_trace(VYN_TRACE_FAILURE,

@@ -11,7 +11,7 @@
 #include "vyn_values.h"
 
 // The row last read.
-static resp_merge_member row_member;
+static vyn_resp_merge_member row_member;
 
 static constexpr vyn_peer_query members_query = {
     .type = VYN_SNMP_MERGE_MEMBER,
@@ -49,7 +49,7 @@ static void decode_next(vyn_oid_cursor index, vyn_app_peer *key)
     oid value;
     if (oid length; !vyn_oid_cursor(index).take(&length) || length == 0)
         return;
-    index.take_partial_app_name(key->local_app_name);
+    index.take_partial_app_name(key->local_app.name);
     if (index.take(&value))
         key->scope = static_cast<uint32_t>(value);
     take_filled(&index, key, offsetof(vyn_app_peer, vsan));
@@ -62,7 +62,7 @@ static bool commit_row(const struct variable *vp, const vyn_app_peer &member, oi
                        size_t *length)
 {
     vyn_oid_builder row(vp->name, vp->namelen);
-    row.put_name(member.local_app_name, vyn_field(member.local_app_name).length());
+    row.put_name(member.local_app.name, vyn_field(member.local_app.name).length());
     if (!vyn_put_peer_scope(&row, member)) {
         row.put_as_in(name, *length);
         row.put_as_in(name, *length);
@@ -78,7 +78,7 @@ static int get_vynMergeMembersEntry_instance(const struct variable *vp, oid *nam
 {
     vyn_trace_read(members_query.function, exact, *length, vp->namelen);
     vyn_snmp_req request = vyn_peer_request(members_query);
-    vyn_app_peer &key = request.request.req_peer.peer;
+    vyn_app_peer &key = request.request.req_merge_member.peer;
     const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (!exact)
         decode_next(index, &key);
@@ -90,7 +90,7 @@ static int get_vynMergeMembersEntry_instance(const struct variable *vp, oid *nam
         return static_cast<int>(error);
     if (!reply.present())
         return 0;
-    reply.read_into(&row_member, VYN_SNMP_RESP_MEMBER);
+    reply.read_into(&row_member, &vyn_snmp_resp::resp_merge_member);
     vyn_trace_peer(members_query, exact, row_member.member);
     return commit_row(vp, row_member.member, name, length) ? 0 : -1;
 }

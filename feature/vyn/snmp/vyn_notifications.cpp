@@ -131,9 +131,9 @@ static netsnmp_variable_list *discovery_ended(const void *payload, oid *notifica
 {
     constexpr size_t max_reason = 254;
     memset(discovery_failure_text, 0, sizeof(discovery_failure_text));
-    const auto event = read_event<resp_phy_disc_status>(payload, VYN_NOTIF_VAL);
+    const auto event = read_event<vyn_resp_disc_status>(payload, VYN_NOTIF_VAL);
     memcpy(&notif_val, &event.disc_status, sizeof(event.disc_status));
-    const auto retained = read_event<resp_phy_disc_status>(&notif_val, 0);
+    const auto retained = read_event<vyn_resp_disc_status>(&notif_val, 0);
 
     discovery_status = retained.disc_status;
     if (retained.disc_status == VYN_DISC_FAILED)

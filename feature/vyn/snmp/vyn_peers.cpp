@@ -13,7 +13,7 @@
 #include "vyn_values.h"
 
 // The rows last read.
-static resp_app_peer row_peer, row_feature_peer;
+static vyn_resp_peer row_peer, row_feature_peer;
 
 static u_char *address_value(vyn_app_peer &peer, size_t *var_len)
 {
@@ -41,26 +41,35 @@ static constexpr vyn_peer_query peers_query = {
     .null_reply = "%s : VYN returned Null response for Peers query \n",
 };
 
+// Fills the key from an index: 0, or -1 when an exact one is none.
+static int get_vynPeersEntry_instance(vyn_oid_cursor index, bool exact, vyn_app_peer *key)
+{
+    if (exact)
+        return vyn_take_leading_address(index, &key->addr_type, key->addr, peers_query.function,
+                                        VYN_TRACE_FLOW)
+                   ? 0
+                   : -1;
+    vyn_take_partial_address(&index, &key->addr_type, key->addr);
+    return 0;
+}
+
 // Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
 // serve; otherwise -1 or the system error of the query.
 static int header_vynPeersEntry(const struct variable *vp, oid *name, size_t *length, bool exact)
 {
     vyn_trace_read(peers_query.function, exact, *length, vp->namelen);
     vyn_snmp_req request = vyn_peer_request(peers_query);
-    vyn_app_peer &key = request.request.req_peer.peer;
-    vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
-    if (!exact)
-        vyn_take_partial_address(&index, &key.addr_type, key.addr);
-    else if (!vyn_take_leading_address(index, &key.addr_type, key.addr, peers_query.function,
-                                       VYN_TRACE_FLOW))
-        return -1;
+    const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
+    if (int error =
+            get_vynPeersEntry_instance(index, exact, &request.request.req_phy_disc_peer.peer))
+        return error;
 
     vyn_reply reply;
     if (u32 error = vyn_query_peer(peers_query, exact, &request, &reply))
         return static_cast<int>(error);
     if (!reply.present())
         return 0;
-    reply.read_into(&row_peer, VYN_SNMP_RESP_MEMBER);
+    reply.read_into(&row_peer, &vyn_snmp_resp::resp_phy_disc_peer);
     vyn_trace_peer(peers_query, exact, row_peer.peer);
     vyn_oid_builder row(vp->name, vp->namelen);
     vyn_put_address(&row, row_peer.peer.addr_type, row_peer.peer.addr);
@@ -96,15 +105,25 @@ static constexpr vyn_peer_query feature_peers_query = {
     .null_reply = "%s : VYN returned Null response for Peers Feature query \n",
 };
 
-// The octets of a VSAN that has more than four run on into the address.
+// Octets of a VSAN beyond the fourth run on into the address.
 static void decode_next(vyn_oid_cursor index, vyn_app_peer *key)
 {
     oid scope;
-    index.take_partial_app_name(key->local_app_name);
+    index.take_partial_app_name(key->local_app.name);
     if (index.take(&scope))
         key->scope = static_cast<uint32_t>(scope);
     index.take_into(key, offsetof(vyn_app_peer, vsan), index.take_count());
     vyn_take_partial_address(&index, &key->addr_type, key->addr);
+}
+
+// As get_vynPeersEntry_instance.
+static int get_vynFeaturePeersEntry_instance(vyn_oid_cursor index, bool exact, vyn_app_peer *key)
+{
+    if (exact)
+        return vyn_take_feature_peer(index, key, feature_peers_query.function, VYN_TRACE_FLOW) ? 0
+                                                                                               : -1;
+    decode_next(index, key);
+    return 0;
 }
 
 // As header_vynPeersEntry.
@@ -113,23 +132,21 @@ static int header_vynFeaturePeersEntry(const struct variable *vp, oid *name, siz
 {
     vyn_trace_read(feature_peers_query.function, exact, *length, vp->namelen);
     vyn_snmp_req request = vyn_peer_request(feature_peers_query);
-    vyn_app_peer &key = request.request.req_peer.peer;
     const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
-    if (!exact)
-        decode_next(index, &key);
-    else if (!vyn_take_feature_peer(index, &key, feature_peers_query.function, VYN_TRACE_FLOW))
-        return -1;
+    if (int error =
+            get_vynFeaturePeersEntry_instance(index, exact, &request.request.req_app_peer.peer))
+        return error;
 
     vyn_reply reply;
     if (u32 error = vyn_query_peer(feature_peers_query, exact, &request, &reply))
         return static_cast<int>(error);
     if (!reply.present())
         return 0;
-    reply.read_into(&row_feature_peer, VYN_SNMP_RESP_MEMBER);
+    reply.read_into(&row_feature_peer, &vyn_snmp_resp::resp_app_peer);
     const vyn_app_peer &peer = row_feature_peer.peer;
     vyn_trace_peer(feature_peers_query, exact, peer);
     vyn_oid_builder row(vp->name, vp->namelen);
-    row.put_name(peer.local_app_name, vyn_field(peer.local_app_name).length());
+    row.put_name(peer.local_app.name, vyn_field(peer.local_app.name).length());
     if (!vyn_put_peer_scope(&row, peer)) {
         row.put(peer.scope);
         row.put(0);

@@ -19,7 +19,8 @@ static constexpr char merge_process_shown[] = "VYN";
 static constexpr char mark = '\xF9'; // in front of a marked user's name, and no part of it
 
 // The row last read.
-static resp_app_lock_state row_lock;
+static vyn_resp_lock_state row_state;
+static vyn_lock_info &row_lock = row_state.lock_info[0];
 
 // --- Index ---
 
@@ -27,7 +28,7 @@ static const char own_name[] = "get_vynPendingConfOwnerEntry_instance";
 
 static bool decode_exact(vyn_oid_cursor index, vyn_lock_key *key)
 {
-    return vyn_take_key_name(&index, key->app_name, own_name) &&
+    return vyn_take_key_name(&index, key->local_app.name, own_name) &&
            index.take_service_scope(&key->scope, &key->min_vsan);
 }
 
@@ -36,7 +37,7 @@ static void decode_next(vyn_oid_cursor index, vyn_lock_key *key)
     oid scope = 0, vsan_length;
     if (index.left() == 0)
         return;
-    index.take_partial_app_name(key->app_name);
+    index.take_partial_app_name(key->local_app.name);
     index.take(&scope);
     key->scope = vyn_service_scope_of(scope);
     if (index.take(&vsan_length))
@@ -51,18 +52,18 @@ static void trace_request(vyn_msg_type msg_type, const vyn_lock_key &key)
               " %s : Sending cmi_req_resp for MTS_OPC_VYN_SNMP_QUERY :msg_type = %d"
               "request.req_app_lock_state.local_app.name = %s, "
               "request.req_app_lock_state.scope = %d,request.req_app_lock_state.min_vsan = %x",
-              "header_vynPendingConfOwnerEntry", uint32_t{msg_type}, vyn_field(key.app_name),
+              "header_vynPendingConfOwnerEntry", uint32_t{msg_type}, vyn_field(key.local_app.name),
               key.scope, key.min_vsan);
 }
 
-static void trace_reply(vyn_msg_type msg_type, const resp_app_lock_state &lock)
+static void trace_reply(vyn_msg_type msg_type, const vyn_lock_info &lock)
 {
     vyn_trace(VYN_TRACE_FLOW,
               " %s : Reply for cmi_req_resp MTS_OPC_VYN_SNMP_QUERY  from vyn:msg_type = %d "
               "resp_p->resp_app_lock_state.lock_info[0].app.name = %s,  "
               "resp_p->resp_app_lock_state.scope = %d, "
               "resp_p->resp_app_lock_state.lock_info[0].vsan = %x \n",
-              own_name, uint32_t{msg_type}, vyn_field(lock.app_name), lock.scope, lock.vsan);
+              own_name, uint32_t{msg_type}, vyn_field(lock.app.name), lock.scope, lock.vsan);
     vyn_trace(VYN_TRACE_FLOW,
               " resp_p->resp_app_lock_state.lock_info[0].user_name = %s, "
               "resp_p->resp_app_lock_state.lock_info[0].ip_address = %x \n",
@@ -98,15 +99,16 @@ static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid 
     if (!reply.present())
         return 0;
 
-    const auto lock = reply.read<resp_app_lock_state>(VYN_SNMP_RESP_MEMBER);
+    const auto state = reply.read(&vyn_snmp_resp::resp_app_lock_state);
+    const vyn_lock_info &lock = state.lock_info[0];
     trace_reply(msg_type, lock);
     if (exact && lock.taken == 0) {
         vyn_trace(VYN_TRACE_FAILURE,
                   " %s : VYN returned response - lock is not taken for the app \n", own_name);
         return -1;
     }
-    row_lock = lock;
-    return vyn_commit_scoped_row(vp, lock.app_name, lock.scope, lock.vsan, name, length) ? 0 : -1;
+    row_state = state;
+    return vyn_commit_scoped_row(vp, lock.app.name, lock.scope, lock.vsan, name, length) ? 0 : -1;
 }
 
 // --- Values ---

@@ -47,7 +47,7 @@ static vyn_snmp_req request_for(const vyn_region_rec &region)
 // sub-identifier which the reply does not set. In an exact answer it is the number that was asked
 // for: the agent runs a SET on the OID that its read has written, and the SET takes the number from
 // there.
-static bool commit_row(const struct variable *vp, const vyn_region_rec &region, bool exact,
+static bool commit_row(const struct variable *vp, const vyn_resp_region &region, bool exact,
                        oid *name, size_t *length)
 {
     vyn_oid_builder row(vp->name, vp->namelen);
@@ -75,7 +75,7 @@ static int header_vynRegionEntry(const struct variable *vp, oid *name, size_t *l
         return static_cast<int>(error);
     if (!reply.present())
         return -1;
-    return commit_row(vp, reply.read<vyn_region_rec>(0), exact, name, length) ? 0 : -1;
+    return commit_row(vp, reply.read(&vyn_snmp_resp::resp_region), exact, name, length) ? 0 : -1;
 }
 
 u_char *get_vynRegionTable(struct variable *vp, oid *name, size_t *length, int exact,

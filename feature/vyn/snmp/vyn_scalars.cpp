@@ -28,7 +28,7 @@ enum : uint32_t {
 };
 
 // The last result of a discovery that the service has told.
-static resp_phy_disc_status discovery_result;
+static vyn_resp_disc_status discovery_result;
 
 // Both queries are exact gets, whatever the manager asked for, and return 0 or a system error.
 static u32 get_vyn_discovery_result()
@@ -42,7 +42,7 @@ static u32 get_vyn_discovery_result()
                   "%s : VYN failed to return response for Peers  Discovery status query: %s \n",
                   "%s : VYN returned Null response for Peers Discovery status query \n");
     if (reply.present())
-        discovery_result = reply.read<resp_phy_disc_status>(VYN_SNMP_RESP_MEMBER);
+        discovery_result = reply.read(&vyn_snmp_resp::resp_phy_disc_status);
     return error;
 }
 
@@ -58,8 +58,8 @@ static u32 get_vyn_distribution_status(uint32_t *enabled)
         MTS_OPC_VYN_MGMT_REQ, VYN_MSG_GET, &request, &reply, "get_vyn_distribution_status",
         "%s : VYN failed to return response for VYN distribution status query: %s \n",
         "%s : VYN returned Null response for VYN distribution status query \n");
-    if (reply.reaches(VYN_SNMP_RESP_MEMBER + sizeof(resp_dist_status))) {
-        const auto status = reply.read<resp_dist_status>(VYN_SNMP_RESP_MEMBER);
+    if (reply.has_all_of(&vyn_snmp_resp::resp_dist_status)) {
+        const auto status = reply.read(&vyn_snmp_resp::resp_dist_status);
         *enabled = status.disabled == 0 ? VYN_TRUE : VYN_FALSE;
     }
     return error;

@@ -159,32 +159,38 @@ class vyn_reply {
     // False for a null reply: the call has succeeded, and there is nothing to read.
     bool present() const { return block_ != nullptr && length_ != 0; }
 
-    // Whether the reply has all of its first `end` bytes.
-    bool reaches(size_t end) const { return present() && length_ >= end; }
-
-    // The record at a byte offset of the reply; what a short reply lacks of it is zero.
-    template <typename Record> Record read(size_t offset) const
+    // Reports whether the reply has all of a member. A null reply has none of it.
+    template <typename Member> bool has_all_of(Member vyn_snmp_resp::*) const
     {
-        Record record;
-        read_into(&record, offset);
-        return record;
+        return present() && length_ >= member_offset + sizeof(Member);
     }
 
-    // The same, into a record that is there: a row is copied once.
-    template <typename Record> void read_into(Record *record, size_t offset) const
+    // Returns a member, which is named as in &vyn_snmp_resp::resp_region. What a short reply lacks
+    // of it is zero.
+    template <typename Member> Member read(Member vyn_snmp_resp::*which) const
     {
-        static_assert(std::is_trivially_copyable_v<Record> && alignof(Record) == 1);
-        const bool reaches = present() && offset < length_;
-        const size_t there = reaches ? std::min<size_t>(length_ - offset, sizeof(Record)) : 0;
-        auto *bytes = reinterpret_cast<uint8_t *>(record);
+        Member member;
+        read_into(&member, which);
+        return member;
+    }
+
+    // Copies a member into a retained row.
+    template <typename Member> void read_into(Member *member, Member vyn_snmp_resp::*) const
+    {
+        static_assert(std::is_trivially_copyable_v<Member> && alignof(Member) == 1);
+        const bool reaches = present() && length_ > member_offset;
+        const size_t there = reaches ? std::min(length_ - member_offset, sizeof(Member)) : 0;
+        auto *bytes = reinterpret_cast<uint8_t *>(member);
         if (reaches)
-            memcpy(bytes, static_cast<const uint8_t *>(block_) + offset, there);
-        if (there < sizeof(Record))
-            memset(bytes + there, 0, sizeof(Record) - there);
+            memcpy(bytes, static_cast<const uint8_t *>(block_) + member_offset, there);
+        if (there < sizeof(Member))
+            memset(bytes + there, 0, sizeof(Member) - there);
     }
 
   private:
     friend u32 vyn_call(vyn_opcode, vyn_msg_type, vyn_snmp_req *, vyn_reply *);
+
+    static constexpr size_t member_offset = offsetof(vyn_snmp_resp, bytes); // of every member
 
     void release()
     {

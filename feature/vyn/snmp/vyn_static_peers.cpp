@@ -18,7 +18,7 @@
 #include "vyn_values.h"
 
 // The row last read.
-static resp_static_peer row_static_peer;
+static vyn_resp_static_peer row_static_peer;
 
 // --- Reads ---
 
@@ -73,7 +73,7 @@ static int header_vynStatPeersEntry(const struct variable *vp, oid *name, size_t
         return static_cast<int>(error);
     if (!reply.present())
         return 0;
-    row_static_peer = reply.read<resp_static_peer>(VYN_SNMP_RESP_MEMBER);
+    row_static_peer = reply.read(&vyn_snmp_resp::resp_static_peer);
     vyn_trace(VYN_TRACE_FLOW,
               "resp_p->resp_static_peer.addr_type = %d, resp_p->resp_static_peer.addr = %s ",
               row_static_peer.addr_type, vyn_field(row_static_peer.addr));

@@ -85,26 +85,31 @@ enum vyn_addr_type : uint32_t {
     VYN_ADDR_IPV6 = 2,
 };
 
+// A feature as the service names it.
+struct vyn_app_descriptor {
+    char name[81]; // at most 80 characters, NUL
+    uint8_t rest[3];
+};
+static_assert(sizeof(vyn_app_descriptor) == 84 && std::is_trivially_copyable_v<vyn_app_descriptor>);
+
 // The key of a lock query, from offset 8 of the request on.
 struct vyn_lock_key {
     be32 zero;
-    char app_name[81]; // local_app.name: at most 80 characters, NUL
-    uint8_t app_rest[3];
+    vyn_app_descriptor local_app;
     be32 scope; // vyn_service_scope, or 0
     be32 min_vsan;
     uint8_t rest[260];
 };
-static_assert(sizeof(vyn_lock_key) == 356 && offsetof(vyn_lock_key, app_name) == 4 &&
+static_assert(sizeof(vyn_lock_key) == 356 && offsetof(vyn_lock_key, local_app) == 4 &&
               offsetof(vyn_lock_key, scope) == 88 && offsetof(vyn_lock_key, min_vsan) == 92);
 static_assert(std::is_trivially_copyable_v<vyn_lock_key>);
 
 // A peer: a switch that takes part in distribution, in the whole fabric or in one VSAN, for one
 // feature or for the discovery of peers itself.
 struct vyn_app_peer {
-    char local_app_name[81]; // at most 80 characters, NUL; empty for the discovery
-    uint8_t local_app_rest[3];
-    be32 scope; // vyn_scope_type, or 0
-    be32 vsan;  // in logical scope
+    vyn_app_descriptor local_app; // without a name for the discovery
+    be32 scope;                   // vyn_scope_type, or 0
+    be32 vsan;                    // in logical scope
     be32 addr_type;
     char addr[256]; // 4 octets, 16 octets or a text that ends with a NUL; as its type says
 };
@@ -153,8 +158,7 @@ enum vyn_change_op : uint32_t {
     VYN_OP_REMOVE = 1,
 };
 
-// A region as a row under creation, as the key and the change of a request, and, from offset 0 on,
-// as the reply to a query.
+// A region: a row under creation, and the key or the change of a request.
 struct vyn_region_rec {
     be32 op; // as in vyn_static_peer
     be32 region_id;
@@ -166,9 +170,10 @@ static_assert(sizeof(vyn_region_rec) == 108 && offsetof(vyn_region_rec, region_i
               offsetof(vyn_region_rec, scope) == 8 && offsetof(vyn_region_rec, vsan) == 12);
 static_assert(std::is_trivially_copyable_v<vyn_region_rec>);
 
-// The assignment of a feature to a region, likewise.
+// The assignment of a feature to a region: a row under creation, and the key or the change of a
+// request.
 struct vyn_feature_region_rec {
-    be32 op; // likewise; VYN_OP_ADD changes an assignment that is there
+    be32 op; // in a change: VYN_OP_ADD, also for an assignment that exists, or VYN_OP_REMOVE
     be32 region_id;
     be32 scope; // vyn_service_scope
     be32 vsan;
@@ -208,9 +213,11 @@ struct vyn_snmp_req {
     be32 argument; // 1 in every query
     union {
         uint8_t bytes[356];
-        vyn_lock_key req_app_lock_state; // VYN_SNMP_APP_LOCK_STATE
-        vyn_merge_key req_merge;         // VYN_SNMP_MERGE_ENTRY, VYN_SNMP_MERGE_FAIL_RESOLVE
-        vyn_peer_key req_peer; // VYN_SNMP_PHY_DISC_PEER, VYN_SNMP_APP_PEER, VYN_SNMP_MERGE_MEMBER
+        vyn_lock_key req_app_lock_state;       // VYN_SNMP_APP_LOCK_STATE
+        vyn_merge_key req_merge;               // VYN_SNMP_MERGE_ENTRY, VYN_SNMP_MERGE_FAIL_RESOLVE
+        vyn_peer_key req_phy_disc_peer;        // VYN_SNMP_PHY_DISC_PEER
+        vyn_peer_key req_app_peer;             // VYN_SNMP_APP_PEER
+        vyn_peer_key req_merge_member;         // VYN_SNMP_MERGE_MEMBER
         vyn_static_peer static_peer;           // VYN_SNMP_STATIC_PEER
         vyn_region_rec region;                 // VYN_SNMP_REGION
         vyn_feature_region_rec feature_region; // VYN_SNMP_FEATURE_REGION
@@ -224,73 +231,73 @@ static_assert(sizeof(vyn_snmp_req) == 364 && offsetof(vyn_snmp_req, argument) ==
               offsetof(vyn_snmp_req, request) == 8);
 static_assert(std::is_trivially_copyable_v<vyn_snmp_req>);
 
-// Where the member of a reply begins: word 0 repeats the query type.
-inline constexpr size_t VYN_SNMP_RESP_MEMBER = 4;
-
 // The member of a reply to VYN_SNMP_GET_DISC_STATUS, and of the event that ends a discovery.
-struct resp_phy_disc_status {
+struct vyn_resp_disc_status {
     uint8_t disc_status;
     uint8_t pad[3];
     be32 failure_reason; // a system error code
 };
-static_assert(sizeof(resp_phy_disc_status) == 8 &&
-              offsetof(resp_phy_disc_status, failure_reason) == 4);
-static_assert(std::is_trivially_copyable_v<resp_phy_disc_status>);
+static_assert(sizeof(vyn_resp_disc_status) == 8 &&
+              offsetof(vyn_resp_disc_status, failure_reason) == 4);
+static_assert(std::is_trivially_copyable_v<vyn_resp_disc_status>);
 
 // The member of a reply to VYN_SNMP_GET_DIST_STATUS.
-struct resp_dist_status {
+struct vyn_resp_dist_status {
     be32 disabled; // 0: distribution is enabled
 };
-static_assert(sizeof(resp_dist_status) == 4 && std::is_trivially_copyable_v<resp_dist_status>);
+static_assert(sizeof(vyn_resp_dist_status) == 4 &&
+              std::is_trivially_copyable_v<vyn_resp_dist_status>);
 
-// The reply to VYN_SNMP_APP_LOCK_STATE, from offset 4 on.
-struct resp_app_lock_state {
-    be32 header;
-    uint8_t pad1[4];
-    char app_name[81];
-    uint8_t pad2[3];
+// A lock, with what else is known of it.
+struct vyn_lock_info {
+    vyn_app_descriptor app;
     be32 scope; // vyn_service_scope
     be32 vsan;
-    uint8_t taken; // 0: nobody holds the lock
-    uint8_t pad3[15];
+    uint8_t taken; // 0: the lock is free
+    uint8_t pad[15];
     be32 ip_address;
     be32 addr_type;
     char addr[256];
     char user_name[128];
 };
-static_assert(sizeof(resp_app_lock_state) == 508 && offsetof(resp_app_lock_state, app_name) == 8 &&
-              offsetof(resp_app_lock_state, scope) == 92 &&
-              offsetof(resp_app_lock_state, vsan) == 96 &&
-              offsetof(resp_app_lock_state, taken) == 100 &&
-              offsetof(resp_app_lock_state, ip_address) == 116 &&
-              offsetof(resp_app_lock_state, addr_type) == 120 &&
-              offsetof(resp_app_lock_state, addr) == 124 &&
-              offsetof(resp_app_lock_state, user_name) == 380);
-static_assert(std::is_trivially_copyable_v<resp_app_lock_state>);
+
+// The member of a reply to VYN_SNMP_APP_LOCK_STATE.
+struct vyn_resp_lock_state {
+    be32 header;
+    uint8_t pad[4];
+    vyn_lock_info lock_info[1];
+};
+static_assert(sizeof(vyn_resp_lock_state) == 508 && offsetof(vyn_resp_lock_state, lock_info) == 8 &&
+              offsetof(vyn_lock_info, scope) == 84 && offsetof(vyn_lock_info, vsan) == 88 &&
+              offsetof(vyn_lock_info, taken) == 92 && offsetof(vyn_lock_info, ip_address) == 108 &&
+              offsetof(vyn_lock_info, addr_type) == 112 && offsetof(vyn_lock_info, addr) == 116 &&
+              offsetof(vyn_lock_info, user_name) == 372);
+static_assert(std::is_trivially_copyable_v<vyn_resp_lock_state>);
 
 // The member of a reply to VYN_SNMP_PHY_DISC_PEER and VYN_SNMP_APP_PEER: the peer found.
-struct resp_app_peer {
+struct vyn_resp_peer {
     be32 header;
     vyn_app_peer peer;
 };
-static_assert(sizeof(resp_app_peer) == 356 && offsetof(resp_app_peer, peer) == 4);
-static_assert(std::is_trivially_copyable_v<resp_app_peer>);
+static_assert(sizeof(vyn_resp_peer) == 356 && offsetof(vyn_resp_peer, peer) == 4);
+static_assert(std::is_trivially_copyable_v<vyn_resp_peer>);
 
 // The member of a reply to VYN_SNMP_MERGE_MEMBER. What the attributes mean is the service's.
-struct resp_merge_member {
+struct vyn_resp_merge_member {
     be32 header;
     vyn_app_peer member;
     uint8_t attr1;
     uint8_t attr2;
     uint8_t pad[2];
 };
-static_assert(sizeof(resp_merge_member) == 360 && offsetof(resp_merge_member, member) == 4 &&
-              offsetof(resp_merge_member, attr1) == 356 &&
-              offsetof(resp_merge_member, attr2) == 357);
-static_assert(std::is_trivially_copyable_v<resp_merge_member>);
+static_assert(sizeof(vyn_resp_merge_member) == 360 &&
+              offsetof(vyn_resp_merge_member, member) == 4 &&
+              offsetof(vyn_resp_merge_member, attr1) == 356 &&
+              offsetof(vyn_resp_merge_member, attr2) == 357);
+static_assert(std::is_trivially_copyable_v<vyn_resp_merge_member>);
 
 // The member of a reply to VYN_SNMP_MERGE_ENTRY.
-struct resp_merge {
+struct vyn_resp_merge {
     uint8_t pad1[2];
     uint8_t failure_code[2]; // most significant byte first; see vyn_mr_status2syserr
     char app_name[81];
@@ -302,36 +309,66 @@ struct resp_merge {
     uint8_t pad3[28];
     uint8_t failed; // 0: the merge has not failed, there is no code
 };
-static_assert(sizeof(resp_merge) == 133 && offsetof(resp_merge, failure_code) == 2 &&
-              offsetof(resp_merge, app_name) == 4 && offsetof(resp_merge, entries) == 88 &&
-              offsetof(resp_merge, status) == 92 && offsetof(resp_merge, scope) == 96 &&
-              offsetof(resp_merge, vsan) == 100 && offsetof(resp_merge, failed) == 132);
-static_assert(std::is_trivially_copyable_v<resp_merge>);
+static_assert(sizeof(vyn_resp_merge) == 133 && offsetof(vyn_resp_merge, failure_code) == 2 &&
+              offsetof(vyn_resp_merge, app_name) == 4 && offsetof(vyn_resp_merge, entries) == 88 &&
+              offsetof(vyn_resp_merge, status) == 92 && offsetof(vyn_resp_merge, scope) == 96 &&
+              offsetof(vyn_resp_merge, vsan) == 100 && offsetof(vyn_resp_merge, failed) == 132);
+static_assert(std::is_trivially_copyable_v<vyn_resp_merge>);
 
 // The member of a reply to a query of VYN_SNMP_STATIC_PEER.
-struct resp_static_peer {
+struct vyn_resp_static_peer {
     be32 addr_type;
     char addr[256];
     uint8_t pad1[8];
     be32 status; // its meaning is the service's
     uint8_t pad2[4];
 };
-static_assert(sizeof(resp_static_peer) == 276 && offsetof(resp_static_peer, addr) == 4 &&
-              offsetof(resp_static_peer, status) == 268);
-static_assert(std::is_trivially_copyable_v<resp_static_peer>);
+static_assert(sizeof(vyn_resp_static_peer) == 276 && offsetof(vyn_resp_static_peer, addr) == 4 &&
+              offsetof(vyn_resp_static_peer, status) == 268);
+static_assert(std::is_trivially_copyable_v<vyn_resp_static_peer>);
+
+// The member of a reply to a query of VYN_SNMP_REGION.
+struct vyn_resp_region {
+    be32 region_id;
+    be32 scope; // vyn_service_scope
+    be32 vsan;
+};
+static_assert(sizeof(vyn_resp_region) == 12 && std::is_trivially_copyable_v<vyn_resp_region>);
 
 // The member of a reply to a query of VYN_SNMP_FEATURE_REGION.
-struct resp_feature_region {
+struct vyn_resp_feature_region {
     be32 region_id;
     be32 scope; // vyn_service_scope
     be32 vsan;
     char app_name[81];
     uint8_t pad[11];
 };
-static_assert(sizeof(resp_feature_region) == 104 && offsetof(resp_feature_region, scope) == 4 &&
-              offsetof(resp_feature_region, vsan) == 8 &&
-              offsetof(resp_feature_region, app_name) == 12);
-static_assert(std::is_trivially_copyable_v<resp_feature_region>);
+static_assert(sizeof(vyn_resp_feature_region) == 104 &&
+              offsetof(vyn_resp_feature_region, scope) == 4 &&
+              offsetof(vyn_resp_feature_region, vsan) == 8 &&
+              offsetof(vyn_resp_feature_region, app_name) == 12);
+static_assert(std::is_trivially_copyable_v<vyn_resp_feature_region>);
+
+// A reply. The length comes from the transport, and what a short one lacks reads as zero.
+struct vyn_snmp_resp {
+    be32 query_type;
+    union {
+        uint8_t bytes[508];
+        vyn_resp_disc_status resp_phy_disc_status;   // VYN_SNMP_GET_DISC_STATUS
+        vyn_resp_dist_status resp_dist_status;       // VYN_SNMP_GET_DIST_STATUS
+        vyn_resp_lock_state resp_app_lock_state;     // VYN_SNMP_APP_LOCK_STATE
+        vyn_resp_peer resp_phy_disc_peer;            // VYN_SNMP_PHY_DISC_PEER
+        vyn_resp_peer resp_app_peer;                 // VYN_SNMP_APP_PEER
+        vyn_resp_merge_member resp_merge_member;     // VYN_SNMP_MERGE_MEMBER
+        vyn_resp_merge resp_merge;                   // VYN_SNMP_MERGE_ENTRY
+        vyn_resp_static_peer resp_static_peer;       // VYN_SNMP_STATIC_PEER
+        vyn_resp_region resp_region;                 // VYN_SNMP_REGION
+        vyn_resp_feature_region resp_feature_region; // VYN_SNMP_FEATURE_REGION
+        vyn_dist_ctrl_entry resp_dist_ctrl;          // VYN_SNMP_DIST_CTRL_ENTRY
+    };
+};
+static_assert(sizeof(vyn_snmp_resp) == 512 && offsetof(vyn_snmp_resp, bytes) == 4);
+static_assert(std::is_trivially_copyable_v<vyn_snmp_resp>);
 
 // The state of a feature in one scope, as the client library hands it over. On entry, scope and
 // VSAN are the row wanted; scope 0 is the feature's last action in whatever scope.
