@@ -95,14 +95,6 @@ bool vyn_put_peer_scope(vyn_oid_builder *index, const vyn_app_peer &peer)
     }
 }
 
-vyn_snmp_req vyn_peer_request(const vyn_peer_query &query)
-{
-    vyn_snmp_req request{};
-    request.query_type = query.type;
-    request.argument = 1;
-    return request;
-}
-
 u32 vyn_query_peer(const vyn_peer_query &query, bool exact, vyn_snmp_req *request, vyn_reply *reply)
 {
     const vyn_app_peer &key = request->request.req_app_peer.peer;

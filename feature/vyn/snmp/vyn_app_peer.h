@@ -49,9 +49,6 @@ struct vyn_peer_query {
     vyn_format<const char *> null_reply;
 };
 
-// Returns the request of a query, with an empty key.
-vyn_snmp_req vyn_peer_request(const vyn_peer_query &query);
-
 // Sends a query for the peer of the request's key, or for the next one, with its traces. The key is
 // the request's req_app_peer, or either of the other two peers that a request can have: all three
 // lie in one place. Returns what the call returned.

@@ -15,7 +15,7 @@
 
 #include "syserr.h"
 #include "vyn_index.h"
-#include "vyn_service.h"
+#include "vyn_set.h"
 #include "vyn_values.h"
 
 // What SET functions return for an index that is no row's.
@@ -55,9 +55,7 @@ static int header_vynDistCtrlEntry(const struct variable *vp, oid *name, size_t 
 {
     vyn_trace(VYN_TRACE_FLOW, "%s : entrying", "get_vynDistCtrlEntry_instance");
     row_dist_ctrl = {};
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_DIST_CTRL_ENTRY;
-    request.argument = 1;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_DIST_CTRL_ENTRY);
     if (int error =
             get_vynDistCtrlEntry_instance(vp, name, *length, exact, &request.request.dist_ctrl_key))
         return error;
@@ -107,11 +105,10 @@ u_char *get_vynDistCtrlTable(struct variable *vp, oid *name, size_t *length, int
 
 // --- Changes ---
 
-// Sends a change, and tells the agent of a failure. An SNMP error.
+// Sends a change and reports a failure to the agent. Returns an SNMP error.
 static int cmi_set_vynDistCtrlEntry(vyn_snmp_req *request)
 {
-    vyn_reply reply; // says nothing more
-    request->argument = 1;
+    vyn_reply reply; // asked for, and not read
     const u32 error = vyn_call(MTS_OPC_VYN_MGMT_REQ, VYN_MSG_SET, request, &reply);
     if (error == 0)
         return SNMP_ERR_NOERROR;
@@ -126,9 +123,9 @@ static constexpr char action_name[] = "set_vynDistCtrlAction";
 
 static constexpr vyn_integer_checks action_checks = {
     .type = ASN_INTEGER,
-    .shortest = 1,
-    .lowest = dist_enable,
-    .highest = dist_disable,
+    .min_length = 1,
+    .min = dist_enable,
+    .max = dist_disable,
     .wrong_type = "write to vynDistCtrlActionnot ASN_INTEGER\n",
     .wrong_length = "write tovynDistCtrlAction:bad length\n",
     .wrong_value = "write to vynDistCtrlAction:wrong value\n",
@@ -190,8 +187,7 @@ static int check_action()
 
 static int send_enable(bool enable, oid family)
 {
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_IP_DIST_ENABLE;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_IP_DIST_ENABLE);
     request.request.ip_dist_enable = {enable, static_cast<uint32_t>(family)};
     const int failure = cmi_set_vynDistCtrlEntry(&request);
     if (failure != 0)
@@ -342,8 +338,7 @@ static int check_address(const u_char *value, u_char type, size_t length, oid fa
 static int send_address(const u_char *octets, size_t length, oid family)
 {
     const size_t wanted = family == VYN_ADDR_IPV4 ? 4 : 16;
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_DIST_CTRL_ADDR;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_DIST_CTRL_ADDR);
     vyn_dist_ctrl_entry entry{};
     entry.addr_type = static_cast<uint32_t>(family);
     memcpy(entry.addr, octets, std::min(length, wanted));

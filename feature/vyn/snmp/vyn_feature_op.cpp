@@ -16,7 +16,7 @@
 #include "snmp_context.h"
 #include "syserr.h"
 #include "vyn_index.h"
-#include "vyn_service.h"
+#include "vyn_set.h"
 #include "vyn_values.h"
 
 // --- Rows ---
@@ -32,10 +32,10 @@ static vyn_feature_entry *find_feature(const struct variable *vp, oid *name, siz
     if (exact && *length <= vp->namelen)
         return nullptr;
     const size_t start = exact ? vp->namelen + 1 : vp->namelen;
-    char key[VYN_LONGEST_FEATURE + 1];
-    if (!vyn_oid_cursor(name, *length, start).take_string(key, VYN_LONGEST_FEATURE))
+    char key[VYN_MAX_FEATURE_NAME + 1];
+    if (!vyn_oid_cursor(name, *length, start).take_string(key, VYN_MAX_FEATURE_NAME))
         return nullptr;
-    vyn_feature_entry *entry = exact ? vyn_getFeatureEntry(key) : vyn_first_feature_behind(key);
+    vyn_feature_entry *entry = exact ? vyn_getFeatureEntry(key) : vyn_next_feature(key);
     if (entry == nullptr)
         return nullptr;
     vyn_oid_builder row(vp->name, vp->namelen);
@@ -57,11 +57,11 @@ static u_char *empty_value(size_t *var_len)
     return vyn_octets_value("", 0, var_len);
 }
 
-u_char *vyn_failure_reason(be32 result, be32 error_code, size_t longest, size_t *var_len)
+u_char *vyn_failure_reason(be32 result, be32 error_code, size_t max_length, size_t *var_len)
 {
     if (result != VYN_RESULT_FAILED && result != VYN_RESULT_FAILED_PARTLY)
         return empty_value(var_len);
-    return vyn_text_value(syserr_format(error_code), longest, var_len);
+    return vyn_text_value(syserr_format(error_code), max_length, var_len);
 }
 
 // A bit string: bit 0, the most significant, and bit 1 tell of the physical scope, bit 2 stands for
@@ -110,9 +110,8 @@ u_char *get_vynFeatureOpTable(struct variable *vp, oid *name, size_t *length, in
     case VYNFEATUREOPLASTACTIONRESULT:
         return vyn_integer_value(failed ? unknown : uint32_t{state.result}, var_len);
     case VYNFEATUREOPLASTFAILUREREASON:
-        return failed
-                   ? empty_value(var_len)
-                   : vyn_failure_reason(state.result, state.error_code, VYN_LONGEST_TEXT, var_len);
+        return failed ? empty_value(var_len)
+                      : vyn_failure_reason(state.result, state.error_code, VYN_MAX_TEXT, var_len);
     case VYNFEATUREOPSHOWCFGOPTION:
         *write_method = set_vynFeatureOpShowCfgOption;
         return vyn_integer_value(entry->show_cfg_option, var_len);
@@ -126,9 +125,9 @@ u_char *get_vynFeatureOpTable(struct variable *vp, oid *name, size_t *length, in
 
 static constexpr vyn_integer_checks action_checks = {
     .type = ASN_INTEGER,
-    .shortest = 0,
-    .lowest = 2,
-    .highest = 6,
+    .min_length = 0,
+    .min = 2,
+    .max = 6,
     .wrong_type = "write to vynFeatureOpAction not ASN_INTEGER\n",
     .wrong_length = "write to vynFeatureOpAction: bad length\n",
     .function = "set_vynFeatureOpAction",
@@ -136,9 +135,9 @@ static constexpr vyn_integer_checks action_checks = {
 
 static constexpr vyn_integer_checks scope_type_checks = {
     .type = ASN_INTEGER,
-    .shortest = 0,
-    .lowest = 1,
-    .highest = 2,
+    .min_length = 0,
+    .min = 1,
+    .max = 2,
     .wrong_type = "write to vynFeatureOpScopeType not ASN_INTEGER\n",
     .wrong_length = "write to vynFeatureOpScopeType: bad length\n",
     .function = "set_vynFeatureOpScopeType",
@@ -146,9 +145,9 @@ static constexpr vyn_integer_checks scope_type_checks = {
 
 static constexpr vyn_integer_checks show_cfg_option_checks = {
     .type = ASN_INTEGER,
-    .shortest = 0,
-    .lowest = 1,
-    .highest = 2,
+    .min_length = 0,
+    .min = 1,
+    .max = 2,
     .wrong_type = "write to vynFeatureOpShowCfgOption not ASN_INTEGER\n",
     .wrong_length = "wwrite to vynFeatureOpShowCfgOption: bad length\n",
     .function = "set_vynFeatureOpShowCfgOption",

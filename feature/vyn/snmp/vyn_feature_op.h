@@ -25,4 +25,4 @@ enum vyn_feature_result : u32 {
 };
 
 // The value of a failure reason: the text of the error when the result is a failure, else empty.
-u_char *vyn_failure_reason(be32 result, be32 error_code, size_t longest, size_t *var_len);
+u_char *vyn_failure_reason(be32 result, be32 error_code, size_t max_length, size_t *var_len);

@@ -15,7 +15,7 @@
 
 #include "vyn_feature_op.h"
 #include "vyn_index.h"
-#include "vyn_service.h"
+#include "vyn_set.h"
 #include "vyn_values.h"
 
 // The option of set_vyn_cfg_option_to_module that the column writes.
@@ -51,7 +51,7 @@ static ext_key start_of(vyn_feature_entry *feature)
 // --- Index ---
 
 // The name in front of every index: all of it, and nothing in it that ends a string.
-static bool take_feature_name(vyn_oid_cursor &index, char (&name)[VYN_LONGEST_APP_NAME + 1])
+static bool take_feature_name(vyn_oid_cursor &index, char (&name)[VYN_MAX_APP_NAME + 1])
 {
     const size_t before = index.left();
     return index.take_strict_app_name(name) && strlen(name) == before - index.left() - 1;
@@ -96,7 +96,7 @@ static uint32_t vsan_to_continue_after(vyn_oid_cursor &index)
 // A GET names a row: 0, with a null feature when there is none of that name; or -1.
 static int decode_exact(vyn_oid_cursor index, ext_key *key)
 {
-    char name[VYN_LONGEST_APP_NAME + 1];
+    char name[VYN_MAX_APP_NAME + 1];
     oid scope;
     be32 vsan = 0;
     if (!take_feature_name(index, name) || name[0] == '\0' || !index.take(&scope) ||
@@ -110,7 +110,7 @@ static int decode_exact(vyn_oid_cursor index, ext_key *key)
 // A GETNEXT names what the wanted row comes behind: nothing, or a name and what follows it.
 static int decode_next(vyn_oid_cursor index, ext_key *key)
 {
-    char name[VYN_LONGEST_APP_NAME + 1] = "";
+    char name[VYN_MAX_APP_NAME + 1] = "";
     oid scope = VYN_SCOPE_NONE;
     if (index.left() > 0 && !take_feature_name(index, name))
         return -1;
@@ -118,7 +118,7 @@ static int decode_next(vyn_oid_cursor index, ext_key *key)
 
     vyn_feature_entry *feature = vyn_getFeatureEntry(name);
     if (feature == nullptr) {
-        feature = vyn_first_feature_behind(name); // no length in front: see the head of the file
+        feature = vyn_next_feature(name); // no length in front: see the head of the file
         *key = feature != nullptr ? start_of(feature) : ext_key{};
     } else if (scope == VYN_SCOPE_LOGICAL) {
         *key = {feature, VYN_SCOPE_LOGICAL, vsan_to_continue_after(index)};
@@ -167,7 +167,7 @@ static bool commit_row(const struct variable *vp, const vyn_feature_entry &featu
                        const vyn_feature_state &state, oid *name, size_t *length)
 {
     vyn_oid_builder row(vp->name, vp->namelen);
-    row.put_name(vyn_plain_name(feature), strnlen(vyn_plain_name(feature), VYN_LONGEST_FEATURE));
+    row.put_name(vyn_plain_name(feature), strnlen(vyn_plain_name(feature), VYN_MAX_FEATURE_NAME));
     if (state.scope == VYN_SCOPE_PHYSICAL) {
         row.put(VYN_SCOPE_PHYSICAL);
         row.put(0);
@@ -220,14 +220,14 @@ static u_char *time_stamp(size_t *var_len)
 u_char *get_vynFeatureOpExtTable(struct variable *vp, oid *name, size_t *length, int exact,
                                  size_t *var_len, WriteMethod **write_method)
 {
-    constexpr size_t longest_reason = 254;
+    constexpr size_t max_reason = 254;
     if (header_vynFeatureOpExtEntry(vp, name, length, exact != 0) != 0)
         return nullptr;
     switch (vp->magic) {
     case VYNFEATUREOPEXTSTATUS: return vyn_integer_value(row_state.last_action, var_len);
     case VYNFEATUREOPEXTRESULT: return vyn_integer_value(row_state.result, var_len);
     case VYNFEATUREOPEXTFAILUREREASON:
-        return vyn_failure_reason(row_state.result, row_state.error_code, longest_reason, var_len);
+        return vyn_failure_reason(row_state.result, row_state.error_code, max_reason, var_len);
     case VYNFEATUREOPEXTSHOWCFGOPTION:
         *write_method = set_vynFeatureOpExtShowCfgOption;
         return vyn_integer_value(row_state.show_cfg_option, var_len);
@@ -240,9 +240,9 @@ u_char *get_vynFeatureOpExtTable(struct variable *vp, oid *name, size_t *length,
 
 static constexpr vyn_integer_checks show_cfg_option_checks = {
     .type = ASN_INTEGER,
-    .shortest = 0,
-    .lowest = 1,
-    .highest = 2,
+    .min_length = 0,
+    .min = 1,
+    .max = 2,
     .wrong_type = "write to vynFeatureOpExtShowCfgOption not ASN_INTEGER\n",
     .wrong_length = "write to vynFeatureOpExtShowCfgOption: bad length\n",
     .function = "set_vynFeatureOpExtShowCfgOption",

@@ -15,7 +15,7 @@
 
 #include "vyn_index.h"
 #include "vyn_row_cache.h"
-#include "vyn_service.h"
+#include "vyn_set.h"
 #include "vyn_values.h"
 
 // --- Index ---
@@ -56,9 +56,7 @@ static int get_vynFeatureRegionEntry_instance(vyn_oid_cursor index, bool exact,
 
 static vyn_snmp_req request_for(const vyn_feature_region_rec &row)
 {
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_FEATURE_REGION;
-    request.argument = 1;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_FEATURE_REGION);
     request.request.feature_region = row;
     return request;
 }
@@ -285,9 +283,9 @@ static constexpr char id_function[] = "set_vynFeatureRegionId";
 
 static constexpr vyn_integer_checks region_checks = {
     .type = ASN_UNSIGNED,
-    .shortest = 0,
-    .lowest = 1,
-    .highest = 255,
+    .min_length = 0,
+    .min = 1,
+    .max = 255,
     .wrong_type = "write to vyn_FeatureRegionId not ASN_UNSIGNED\n",
     .wrong_length = "write tovyn_FeatureRegionId: bad length\n",
     .wrong_value = "write to vynFeatureRegionId:wrong value\n",

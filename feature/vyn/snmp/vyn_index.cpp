@@ -64,12 +64,12 @@ const char *vyn_plain_name(const vyn_feature_entry &entry)
     return reinterpret_cast<const char *>(entry.name) + 1;
 }
 
-vyn_feature_entry *vyn_first_feature_behind(const char *key, size_t longest)
+vyn_feature_entry *vyn_next_feature(const char *key, size_t max_length)
 {
     vyn_scanFeatureInit();
     while (vyn_feature_entry *entry = vyn_scanFeatureNext())
         if (strcmp(reinterpret_cast<const char *>(entry->name), key) > 0 &&
-            strlen(vyn_plain_name(*entry)) <= longest)
+            strlen(vyn_plain_name(*entry)) <= max_length)
             return entry;
     return nullptr;
 }
@@ -80,10 +80,10 @@ bool vyn_is_below(const struct variable *column, const oid *name, size_t length)
            memcmp(name, column->name, column->namelen * sizeof(oid)) == 0;
 }
 
-bool vyn_oid_cursor::take_string(char *string, size_t longest)
+bool vyn_oid_cursor::take_string(char *string, size_t max_length)
 {
     const size_t count = left();
-    if (count > longest || !are_characters(next_, count))
+    if (count > max_length || !are_characters(next_, count))
         return false;
     oid_to_string(next_, string, 0, count);
     next_ = end_;
@@ -106,27 +106,27 @@ bool vyn_oid_cursor::skip(oid count)
     return true;
 }
 
-bool vyn_oid_cursor::take_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1])
+bool vyn_oid_cursor::take_app_name(char (&name)[VYN_MAX_APP_NAME + 1])
 {
     oid length;
-    if (!take(&length) || length > VYN_LONGEST_APP_NAME || length > left())
+    if (!take(&length) || length > VYN_MAX_APP_NAME || length > left())
         return false;
     oid_to_string(next_, name, 0, length);
     next_ += length;
     return true;
 }
 
-bool vyn_oid_cursor::take_strict_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1])
+bool vyn_oid_cursor::take_strict_app_name(char (&name)[VYN_MAX_APP_NAME + 1])
 {
     const oid *length = next_;
     return take_app_name(name) && are_characters(length + 1, *length);
 }
 
-void vyn_oid_cursor::take_partial_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1])
+void vyn_oid_cursor::take_partial_app_name(char (&name)[VYN_MAX_APP_NAME + 1])
 {
     oid wanted = 0;
     take(&wanted);
-    const size_t length = std::min<oid>(wanted, VYN_LONGEST_APP_NAME);
+    const size_t length = std::min<oid>(wanted, VYN_MAX_APP_NAME);
     const size_t present = std::min(length, left());
     oid_to_string(next_, name, 0, present);
     next_ += present;
@@ -154,7 +154,7 @@ size_t vyn_oid_cursor::take_count()
 {
     oid count = 0;
     take(&count);
-    return std::min<oid>(count, VYN_MOST_OCTETS);
+    return std::min<oid>(count, VYN_MAX_OCTETS);
 }
 
 vyn_oid_cursor vyn_index_of(const struct variable *column, const oid *name, size_t length,
@@ -176,7 +176,7 @@ bool vyn_has_index(const vyn_oid_cursor &index, const char *function, vyn_trace_
     return index.left() != 0;
 }
 
-bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_LONGEST_APP_NAME + 1],
+bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_MAX_APP_NAME + 1],
                        const char *function, vyn_trace_level no_index, vyn_trace_level empty)
 {
     if (!vyn_has_index(*index, function, no_index) || !index->take_app_name(name))

@@ -13,18 +13,18 @@
 
 #include "libvyn.h"
 #include "vyn_mib.h"
-#include "vyn_service.h"
+#include "vyn_trace.h"
 
 // Where the index of a table's object begins: behind vynMIB.1.1.<table>.1.<column>, and as deep in
 // the one table that lies elsewhere.
 inline constexpr size_t VYN_TABLE_INDEX = 14;
 
 // A feature's name may have 82 characters in the registry, and 80 in a message of the service.
-inline constexpr size_t VYN_LONGEST_FEATURE = 82;
-inline constexpr size_t VYN_LONGEST_APP_NAME = 80;
+inline constexpr size_t VYN_MAX_FEATURE_NAME = 82;
+inline constexpr size_t VYN_MAX_APP_NAME = 80;
 
 // The octets of an address or a VSAN that are looked at in an index.
-inline constexpr size_t VYN_MOST_OCTETS = 255;
+inline constexpr size_t VYN_MAX_OCTETS = 255;
 
 // Copies `count` sub-identifiers from position `start` on into the buffer, the low 8 bits of each,
 // and a NUL behind them.
@@ -44,9 +44,9 @@ vyn_feature_entry *vyn_parse_FeatureEntry(const oid *name, size_t length);
 
 // The first entry of the registry, in its own scan order, that is greater than a key by strcmp and
 // whose name is not too long: the entry's name has its length in front. Null at the end.
-vyn_feature_entry *vyn_first_feature_behind(const char *key, size_t longest = VYN_LONGEST_FEATURE);
+vyn_feature_entry *vyn_next_feature(const char *key, size_t max_length = VYN_MAX_FEATURE_NAME);
 
-// A feature's name without its length, at most VYN_LONGEST_FEATURE characters and a NUL.
+// A feature's name without its length, at most VYN_MAX_FEATURE_NAME characters and a NUL.
 const char *vyn_plain_name(const vyn_feature_entry &entry);
 
 // True when an OID lies below that of a column.
@@ -86,9 +86,9 @@ class vyn_oid_cursor {
         return taken;
     }
 
-    // Takes all as characters of a string with room for `longest` of them and a NUL. False when
+    // Takes all as characters of a string with room for `max_length` of them and a NUL. False when
     // there are more, or when one is no character.
-    bool take_string(char *string, size_t longest);
+    bool take_string(char *string, size_t max_length);
 
     // The last one, which is not taken. False at the end.
     bool last(oid *value) const;
@@ -98,21 +98,21 @@ class vyn_oid_cursor {
 
     // Takes a name for the exact key of a message, the low 8 bits of each sub-identifier: false
     // when it is longer than such names are or does not lie inside the OID.
-    bool take_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1]);
+    bool take_app_name(char (&name)[VYN_MAX_APP_NAME + 1]);
 
     // The same, and false also when a sub-identifier is no character.
-    bool take_strict_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1]);
+    bool take_strict_app_name(char (&name)[VYN_MAX_APP_NAME + 1]);
 
     // Takes a name for a key to go on from: cut to the length of such names, and what the OID lacks
     // of it is blanks, which sort before all that a name is made of.
-    void take_partial_app_name(char (&name)[VYN_LONGEST_APP_NAME + 1]);
+    void take_partial_app_name(char (&name)[VYN_MAX_APP_NAME + 1]);
 
     // Takes the scope that ends an exact index as the records of merges, locks and assignments have
     // it: 1 and nothing behind it for the physical scope; 2, the VSAN's length, which may be wrong
     // but not 0, and its four octets for a logical one. False for everything else.
     bool take_service_scope(be32 *scope, be32 *vsan);
 
-    // Takes the count in front of octets to go on from: 0 at the end, VYN_MOST_OCTETS for more.
+    // Takes the count in front of octets to go on from: 0 at the end, VYN_MAX_OCTETS for more.
     size_t take_count();
 
     // Takes up to `count` octets into a record, from a byte offset on. They run on over the
@@ -153,7 +153,7 @@ bool vyn_has_index(const vyn_oid_cursor &index, const char *function, vyn_trace_
 // Takes the name that an exact index of a message's key begins with. False when there is no index
 // or the name is empty as a string, each traced at a level of the table's, and, without a trace,
 // when take_app_name refuses it.
-bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_LONGEST_APP_NAME + 1],
+bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_MAX_APP_NAME + 1],
                        const char *function, vyn_trace_level no_index = VYN_TRACE_FAILURE,
                        vyn_trace_level empty = VYN_TRACE_FAILURE);
 

@@ -16,7 +16,7 @@
 #include "libvyn.h"
 #include "syserr.h"
 #include "vyn_index.h"
-#include "vyn_service.h"
+#include "vyn_set.h"
 #include "vyn_values.h"
 
 // The row last read.
@@ -42,7 +42,7 @@ struct registry_key {
         strcpy(text + 1, name);
     }
 
-    char text[1 + VYN_LONGEST_APP_NAME + 1];
+    char text[1 + VYN_MAX_APP_NAME + 1];
 };
 
 // Whether the registry's scan, which walks go by, comes to a feature of that name.
@@ -57,7 +57,7 @@ static bool is_in_scan(const registry_key &key)
 
 static bool decode_exact(vyn_oid_cursor index, vyn_merge_key *key)
 {
-    char name[VYN_LONGEST_APP_NAME + 1];
+    char name[VYN_MAX_APP_NAME + 1];
     const size_t whole = index.left();
     if (!vyn_take_key_name(&index, name, parse_name, VYN_TRACE_FLOW, VYN_TRACE_FLOW))
         return false;
@@ -105,9 +105,9 @@ struct merge_step {
 // not come behind, because the registry has its length wrong, is the end as well.
 static bool vyn_merge_next_feature(merge_step *step)
 {
-    char(&name)[VYN_LONGEST_APP_NAME + 1] = step->key.app_name;
+    char(&name)[VYN_MAX_APP_NAME + 1] = step->key.app_name;
     const registry_key key(name, strlen(name));
-    const vyn_feature_entry *feature = vyn_first_feature_behind(key.text, sizeof(name) - 1);
+    const vyn_feature_entry *feature = vyn_next_feature(key.text, sizeof(name) - 1);
     if (feature == nullptr)
         return false;
     const char *next = vyn_plain_name(*feature);
@@ -143,9 +143,7 @@ static bool next_step(merge_step *step)
 
 static u32 send_query(vyn_merge_key key, bool exact, vyn_reply *reply)
 {
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_MERGE_ENTRY;
-    request.argument = 1;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_MERGE_ENTRY);
     key.query_mark = VYN_MERGE_QUERY_MARK;
     request.request.req_merge = key;
     const u32 error = vyn_call(MTS_OPC_VYN_MERGE_QUERY, vyn_read_type(exact), &request, reply);
@@ -206,11 +204,11 @@ static bool find_row(const struct variable *vp, oid *name, size_t *length, bool 
 // those have no meaning here, and such a text comes out as it stands.
 static u_char *formatted_value(const char *text, size_t *var_len)
 {
-    char formatted[VYN_LONGEST_TEXT];
+    char formatted[VYN_MAX_TEXT];
     size_t length = 0;
     for (const char *from = text; *from != '\0'; from++) {
         if (*from == '%' && *++from != '%')
-            return vyn_text_value(text, VYN_LONGEST_TEXT, var_len);
+            return vyn_text_value(text, VYN_MAX_TEXT, var_len);
         if (length < sizeof(formatted))
             formatted[length++] = *from;
     }
@@ -247,9 +245,9 @@ u_char *get_vynMergeTable(struct variable *vp, oid *name, size_t *length, int ex
 
 static constexpr vyn_integer_checks resolve_checks = {
     .type = ASN_INTEGER,
-    .shortest = 1,
-    .lowest = resolve_none,
-    .highest = resolve_failure,
+    .min_length = 1,
+    .min = resolve_none,
+    .max = resolve_failure,
     .wrong_type = "write to vynMergeFailResolvActionnot ASN_INTEGER\n",
     .wrong_length = "write to vynMergeFailResolvAction bad length\n",
     .wrong_value = "write to vynMergeFailResolvAction:wrong value\n",
@@ -273,9 +271,7 @@ int set_vynMergeFailResolvAction(int action, u_char *var_val, u_char var_val_typ
                                  size_t var_val_len, u_char *, oid *name, size_t name_len)
 {
     const vyn_oid_cursor index(name, name_len, VYN_TABLE_INDEX);
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_MERGE_FAIL_RESOLVE;
-    request.argument = 1;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_MERGE_FAIL_RESOLVE);
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         return vyn_check_integer(resolve_checks, var_val, var_val_type, var_val_len);

@@ -36,13 +36,13 @@ static constexpr vyn_peer_query members_query = {
 // lacks of them is 0xFF.
 static void take_filled(vyn_oid_cursor *index, vyn_app_peer *key, size_t offset)
 {
-    uint8_t octets[VYN_MOST_OCTETS];
+    uint8_t octets[VYN_MAX_OCTETS];
     const size_t count = index->take_count();
     memset(octets, 0xFF, count);
     index->take_octets(octets, count);
     memcpy(reinterpret_cast<uint8_t *>(key) + offset, octets, count);
 }
-static_assert(offsetof(vyn_app_peer, addr) + VYN_MOST_OCTETS <= sizeof(vyn_app_peer));
+static_assert(offsetof(vyn_app_peer, addr) + VYN_MAX_OCTETS <= sizeof(vyn_app_peer));
 
 static void decode_next(vyn_oid_cursor index, vyn_app_peer *key)
 {
@@ -77,7 +77,7 @@ static int get_vynMergeMembersEntry_instance(const struct variable *vp, oid *nam
                                              bool exact)
 {
     vyn_trace_read(members_query.function, exact, *length, vp->namelen);
-    vyn_snmp_req request = vyn_peer_request(members_query);
+    vyn_snmp_req request = vyn_request(members_query.type);
     vyn_app_peer &key = request.request.req_merge_member.peer;
     const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (!exact)

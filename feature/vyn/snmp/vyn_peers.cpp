@@ -58,7 +58,7 @@ static int get_vynPeersEntry_instance(vyn_oid_cursor index, bool exact, vyn_app_
 static int header_vynPeersEntry(const struct variable *vp, oid *name, size_t *length, bool exact)
 {
     vyn_trace_read(peers_query.function, exact, *length, vp->namelen);
-    vyn_snmp_req request = vyn_peer_request(peers_query);
+    vyn_snmp_req request = vyn_request(peers_query.type);
     const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (int error =
             get_vynPeersEntry_instance(index, exact, &request.request.req_phy_disc_peer.peer))
@@ -131,7 +131,7 @@ static int header_vynFeaturePeersEntry(const struct variable *vp, oid *name, siz
                                        bool exact)
 {
     vyn_trace_read(feature_peers_query.function, exact, *length, vp->namelen);
-    vyn_snmp_req request = vyn_peer_request(feature_peers_query);
+    vyn_snmp_req request = vyn_request(feature_peers_query.type);
     const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (int error =
             get_vynFeaturePeersEntry_instance(index, exact, &request.request.req_app_peer.peer))

@@ -76,9 +76,7 @@ static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid 
                                                  size_t *length, bool exact)
 {
     vyn_trace_read(own_name, exact, *length, vp->namelen);
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_APP_LOCK_STATE;
-    request.argument = 1;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_APP_LOCK_STATE);
     vyn_lock_key key{};
     const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
     if (!exact)

@@ -13,7 +13,7 @@
 
 #include "vyn_index.h"
 #include "vyn_row_cache.h"
-#include "vyn_service.h"
+#include "vyn_set.h"
 #include "vyn_values.h"
 
 // --- Reads ---
@@ -36,9 +36,7 @@ static int get_vynRegionEntry_instance(vyn_oid_cursor index, bool exact, vyn_reg
 
 static vyn_snmp_req request_for(const vyn_region_rec &region)
 {
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_REGION;
-    request.argument = 1;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_REGION);
     request.request.region = region;
     return request;
 }

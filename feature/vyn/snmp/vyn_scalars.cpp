@@ -18,7 +18,7 @@
 
 #include "syserr.h"
 #include "vyn_index.h"
-#include "vyn_service.h"
+#include "vyn_set.h"
 #include "vyn_values.h"
 
 // TruthValue
@@ -33,9 +33,7 @@ static vyn_resp_disc_status discovery_result;
 // Both queries are exact gets, whatever the manager asked for, and return 0 or a system error.
 static u32 get_vyn_discovery_result()
 {
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_GET_DISC_STATUS;
-    request.argument = 1;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_GET_DISC_STATUS);
     vyn_reply reply;
     const u32 error =
         vyn_query(MTS_OPC_VYN_SNMP_QUERY, VYN_MSG_GET, &request, &reply, "get_vyn_discovery_result",
@@ -50,9 +48,7 @@ static u32 get_vyn_discovery_result()
 // status: zeros in place of what is missing would read as enabled.
 static u32 get_vyn_distribution_status(uint32_t *enabled)
 {
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_GET_DIST_STATUS;
-    request.argument = 1;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_GET_DIST_STATUS);
     vyn_reply reply;
     const u32 error = vyn_query(
         MTS_OPC_VYN_MGMT_REQ, VYN_MSG_GET, &request, &reply, "get_vyn_distribution_status",
@@ -77,9 +73,8 @@ static u_char *read_discovery_failure(size_t *var_len)
     if (get_vyn_discovery_result() != 0)
         return nullptr;
     if (discovery_result.disc_status != VYN_DISC_FAILED)
-        return vyn_text_value("", VYN_LONGEST_TEXT, var_len);
-    return vyn_text_value(syserr_format(discovery_result.failure_reason), VYN_LONGEST_TEXT,
-                          var_len);
+        return vyn_text_value("", VYN_MAX_TEXT, var_len);
+    return vyn_text_value(syserr_format(discovery_result.failure_reason), VYN_MAX_TEXT, var_len);
 }
 
 static u_char *read_distribution(size_t *var_len)
@@ -122,9 +117,9 @@ u_char *get_vyn_mib(struct variable *vp, oid *name, size_t *length, int exact, s
 
 static constexpr vyn_integer_checks discovery_checks = {
     .type = ASN_INTEGER,
-    .shortest = 1,
-    .lowest = VYN_TRUE,
-    .highest = VYN_FALSE,
+    .min_length = 1,
+    .min = VYN_TRUE,
+    .max = VYN_FALSE,
     .wrong_type = "write to vynStartPeersDiscoverynot ASN_INTEGER\n",
     .wrong_length = "write to vynStartPeersDiscovery:bad length\n",
     .wrong_value = "write to vynStartPeersDiscovery:wrong value\n",
@@ -132,9 +127,9 @@ static constexpr vyn_integer_checks discovery_checks = {
 
 static constexpr vyn_integer_checks distribution_checks = {
     .type = ASN_INTEGER,
-    .shortest = 1,
-    .lowest = VYN_TRUE,
-    .highest = VYN_FALSE,
+    .min_length = 1,
+    .min = VYN_TRUE,
+    .max = VYN_FALSE,
     .wrong_type = "write to set_vynDistCtrlnot ASN_INTEGER\n",
     .wrong_length = "write to set_vynDistCtrl:bad length\n",
     .wrong_value = "write to set_vynDistCtrl:wrong value\n",
@@ -164,9 +159,7 @@ static void send_change(vyn_opcode opcode, vyn_snmp_req *request)
 
 static void start_discovery()
 {
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_START_DISCOVERY;
-    request.argument = 1;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_START_DISCOVERY);
     send_change(MTS_OPC_VYN_SNMP_QUERY, &request);
 }
 
@@ -174,9 +167,7 @@ static void set_distribution(long enabled)
 {
     if (enabled != VYN_TRUE && enabled != VYN_FALSE)
         return;
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_SET_DIST;
-    request.argument = 1;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_SET_DIST);
     request.request.dist_disable = enabled == VYN_FALSE;
     send_change(MTS_OPC_VYN_CONFIG_REQ, &request);
 }

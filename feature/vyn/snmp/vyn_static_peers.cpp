@@ -14,7 +14,7 @@
 
 #include "vyn_app_peer.h"
 #include "vyn_index.h"
-#include "vyn_service.h"
+#include "vyn_set.h"
 #include "vyn_values.h"
 
 // The row last read.
@@ -41,9 +41,7 @@ static int get_vynStatPeersEntry_instance(vyn_oid_cursor index, size_t base, siz
 
 static vyn_snmp_req request_for(const vyn_static_peer &peer)
 {
-    vyn_snmp_req request{};
-    request.query_type = VYN_SNMP_STATIC_PEER;
-    request.argument = 1;
+    vyn_snmp_req request = vyn_request(VYN_SNMP_STATIC_PEER);
     request.request.static_peer = peer;
     return request;
 }

@@ -16,9 +16,9 @@ u_char *vyn_integer_value(uint32_t value, size_t *var_len)
     return reinterpret_cast<u_char *>(&integer);
 }
 
-u_char *vyn_text_value(const char *text, size_t longest, size_t *var_len)
+u_char *vyn_text_value(const char *text, size_t max_length, size_t *var_len)
 {
-    return vyn_octets_value(text, strnlen(text, longest), var_len);
+    return vyn_octets_value(text, strnlen(text, max_length), var_len);
 }
 
 u_char *vyn_octets_value(const void *octets, size_t length, size_t *var_len)

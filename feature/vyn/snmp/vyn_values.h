@@ -10,9 +10,10 @@
 // An INTEGER, Unsigned32 or TimeTicks, of length 4.
 u_char *vyn_integer_value(uint32_t value, size_t *var_len);
 
-// An OCTET STRING: the text, cut to `longest` characters; or the octets as they are, 256 at most.
-u_char *vyn_text_value(const char *text, size_t longest, size_t *var_len);
+// An OCTET STRING: the text, cut to `max_length` characters; or the octets as they are, 256 at
+// most.
+u_char *vyn_text_value(const char *text, size_t max_length, size_t *var_len);
 u_char *vyn_octets_value(const void *octets, size_t length, size_t *var_len);
 
 // What most texts are cut to.
-inline constexpr size_t VYN_LONGEST_TEXT = 255;
+inline constexpr size_t VYN_MAX_TEXT = 255;
