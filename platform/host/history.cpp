@@ -2,8 +2,8 @@
 //
 // The history is the last traces of the module in memory, there for the day on which something has
 // already gone wrong: SIGUSR2 (which the agent has no use for) has it written out, to
-// $VYN_HISTORY_FILE or else to the agent's log. VYN_HISTORY=off turns it off. VYN_DEBUG names the
-// levels ("100,101", or "all") that also go to the agent's log as they happen.
+// $VYN_HISTORY_FILE, a regular file, or else to the agent's log. VYN_HISTORY=off turns it off.
+// VYN_DEBUG names the levels ("100,101", or "all") that also go to the agent's log as they happen.
 //
 // The history begins anew when the agent loads the library again, at each SIGHUP.
 //
@@ -14,15 +14,16 @@
 // system's default would end the agent.
 
 #include <algorithm>
-#include <bitset>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -64,17 +65,17 @@ struct levels {
         if (named == nullptr)
             return;
         if (strcmp(named, "all") == 0)
-            debug.set();
+            std::fill(std::begin(debug), std::end(debug), true);
         for (const char *at = named; *at != '\0';) {
             char *end = nullptr;
             const unsigned long level = strtoul(at, &end, 10);
-            if (end != at && level < debug.size())
-                debug.set(level);
+            if (end != at && level < std::size(debug))
+                debug[level] = true;
             at = end != at ? end : at + 1;
         }
     }
     bool history;
-    std::bitset<256> debug;
+    bool debug[256] = {};
 };
 const levels wanted;
 
@@ -113,13 +114,20 @@ void write_block(FILE *file, const history_block &block)
     }
 }
 
+// Null, and a line in the log, when the file cannot be had. Opening a FIFO, or writing to one, must
+// not wait for its reader: ENXIO is one without a reader.
 FILE *open_history_file(const char *path)
 {
-    const int fd = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600);
-    FILE *file = fd >= 0 ? fdopen(fd, "a") : nullptr;
+    constexpr int flags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    const int fd = open(path, flags, 0600);
+    struct stat opened {};
+    const bool other =
+        fd >= 0 ? fstat(fd, &opened) == 0 && !S_ISREG(opened.st_mode) : errno == ENXIO;
+    FILE *file = fd >= 0 && !other ? fdopen(fd, "a") : nullptr;
     if (file != nullptr)
         return file;
-    snmp_log(LOG_WARNING, "vyn: cannot write the history to %s: %s\n", path, strerror(errno));
+    snmp_log(LOG_WARNING, "vyn: cannot write the history to %s: %s\n", path,
+             other ? "not a regular file" : strerror(errno));
     if (fd >= 0)
         close(fd);
     return nullptr;
@@ -204,7 +212,7 @@ VYN_EXPORT void sdwrap_hist_event(u32 type, u32 length, const void *record)
 
 VYN_EXPORT int sdwrap_chk_int(u32 level, int, int, int)
 {
-    return level < wanted.debug.size() && wanted.debug[level];
+    return level < std::size(wanted.debug) && wanted.debug[level];
 }
 
 VYN_EXPORT void buginf(int, const char *module, int, const char *format, ...)
