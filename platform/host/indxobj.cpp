@@ -11,16 +11,23 @@
 #include <new>
 #include <vector>
 
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
+
 #include "host.h"
 
 struct indxobj {
     int (*compare)(const void *row, const void *key);
     std::vector<void *> rows;
+    bool full_reported; // since there was room last
 };
 
 namespace {
 
 constexpr int failure = 1;
+// A refused SET can leave its row, and the manager chooses the key.
+constexpr size_t most_rows = 4096;
 
 // Where the row of that key is, or would be.
 std::vector<void *>::iterator place_of(indxobj *cache, const void *key)
@@ -43,7 +50,7 @@ VYN_EXPORT int indxobj_create(indxobj **cache, int, int,
 {
     if (cache == nullptr)
         return failure;
-    *cache = compare != nullptr ? new (std::nothrow) indxobj{compare, {}} : nullptr;
+    *cache = compare != nullptr ? new (std::nothrow) indxobj{compare, {}, false} : nullptr;
     return *cache != nullptr ? INDXOBJ_SUCCESS : failure;
 }
 
@@ -54,6 +61,13 @@ VYN_EXPORT int indxobj_add(indxobj *cache, void *row, const void *key)
     const auto place = place_of(cache, key);
     if (holds(cache, place, key))
         return failure;
+    if (cache->rows.size() == most_rows) {
+        if (!cache->full_reported)
+            snmp_log(LOG_WARNING, "vyn: %zu rows are under creation; further ones are refused\n",
+                     most_rows);
+        cache->full_reported = true;
+        return failure;
+    }
     try {
         cache->rows.insert(place, row);
     } catch (const std::exception &) {
@@ -79,6 +93,7 @@ VYN_EXPORT void *indxobj_remove(indxobj *cache, const void *key)
         return nullptr;
     void *row = *place;
     cache->rows.erase(place);
+    cache->full_reported = false;
     return row;
 }
 

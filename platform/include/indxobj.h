@@ -16,7 +16,7 @@ int indxobj_create(indxobj **cache, int, int, int (*compare)(const void *row, co
                    int);
 
 /* Adds a row under its key; it stays where it is. INDXOBJ_SUCCESS, or another value when the key
- * is taken or memory is out: then the row stays the caller's. */
+ * is taken, or memory or the container's room is out: then the row stays the caller's. */
 int indxobj_add(indxobj *cache, void *row, const void *key);
 
 /* The row of that key, or null. */
