@@ -11,17 +11,22 @@
 #include <memory>
 
 #include "host.h"
+#include "snmp_context.h"
 #include "vyn_wire.h"
 #include "vynd_protocol.h"
 
 namespace vyn_host {
 namespace {
 
-// A change, which is answered with a status alone: 0, or a system error.
+// A change, which is answered with a status alone: 0, or a system error. The module does not report
+// the error of these to log_set_error, so it is done here.
 template <typename Request> int change(vynd::client_opcode opcode, Request request)
 {
     u32 length = sizeof(request);
-    return static_cast<int>(ask_service(opcode, VYN_MSG_SET, &request, nullptr, &length));
+    const u32 error = ask_service(opcode, VYN_MSG_SET, &request, nullptr, &length);
+    if (error != 0)
+        log_set_error(error, 0);
+    return static_cast<int>(error);
 }
 
 vynd::registry_entry wire_of(const vyn_feature_entry &entry)

@@ -6,11 +6,39 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "fake_service.h"
+
 namespace {
 
 const std::string gen_err = "(genError)", enabled = "INTEGER: 1";
 
 class agent_budget : public fabric_agent {};
+
+TEST_F(agent_budget, refusals_of_the_client_library_are_logged) {
+    fake_service fake(folder + "/vynd.sock", [&](const auto &header, const auto &request) {
+        if (header.opcode == vynd::opcode_registry) return std::optional(fake_service::registry_of("ntp", request));
+        if (header.opcode != vynd::opcode_state) return std::optional(fake_service::answer{0x40B30051, ""});
+        return std::optional(fake_service::answer{0, request.substr(sizeof(vynd::registry_entry::name))});
+    });
+    start_agent();
+    const std::string ntp = "3.110.116.112", error = "0x40B30051 VYN_ERR_FABRIC_BUSY: The fabric is being reconfigured",
+                      line = "vyn: SET by \"alice\" failed: " + error + "\n";
+    const struct {
+        std::string object, answer;
+    } cases[] = {
+        {"1.1.1.1.2." + ntp + " i 4", "commitFailed"}, // vynFeatureOpAction
+        {"1.1.1.1.3." + ntp + " i 1", gen_err},        // vynFeatureOpScopeType
+        {"1.1.1.1.10." + ntp + " i 2", gen_err},       // vynFeatureOpShowCfgOption
+        {"1.1.7.1.6." + ntp + ".1.0 i 2", gen_err},    // vynFeatureOpExtShowCfgOption
+        {"1.1.7.1.6." + ntp + ".2.4.0.0.0.10 i 2", gen_err},
+    };
+    size_t logged = 0;
+    for (const auto &each : cases) {
+        EXPECT_TRUE(has(set(each.object, alice), each.answer));
+        EXPECT_EQ(count(agent_log(), line), ++logged) << each.object << "\n" << agent_log();
+    }
+    EXPECT_EQ(count(agent_log(), "SET by"), logged);
+}
 
 // A status that is refused leaves its row, of whatever feature.
 TEST_F(agent_budget, rows_under_creation_are_bounded) {
