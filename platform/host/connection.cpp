@@ -66,28 +66,32 @@ int64_t now_ms()
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
-static bool in_trouble[2]; // by party
+static bool troubled[2]; // by party
+
+bool in_trouble(party who)
+{
+    return troubled[static_cast<int>(who)];
+}
 
 void note_trouble(party who, const char *what)
 {
-    if (!in_trouble[0] && !in_trouble[1])
+    if (!troubled[0] && !troubled[1])
         snmp_log(LOG_WARNING, "vyn: service at %s not available: %s\n", socket_path(), what);
-    in_trouble[static_cast<int>(who)] = true;
+    troubled[static_cast<int>(who)] = true;
 }
 
 void note_working(party who)
 {
-    bool &mine = in_trouble[static_cast<int>(who)];
-    if (!mine)
+    if (!in_trouble(who))
         return;
-    mine = false;
-    if (!in_trouble[0] && !in_trouble[1])
+    forget_trouble(who);
+    if (!troubled[0] && !troubled[1])
         snmp_log(LOG_WARNING, "vyn: service at %s available again\n", socket_path());
 }
 
 void forget_trouble(party who)
 {
-    in_trouble[static_cast<int>(who)] = false;
+    troubled[static_cast<int>(who)] = false;
 }
 
 bool connection::fail(const char *trouble)

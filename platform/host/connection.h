@@ -31,6 +31,7 @@ int64_t now_ms();
 enum class party { requests, events };
 void note_trouble(party who, const char *what);
 void note_working(party who);
+bool in_trouble(party who);
 void forget_trouble(party who); // it has no more interest in the service
 
 // Handlers of events get the payload without its length: there is room for so much behind its end.

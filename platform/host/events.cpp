@@ -131,13 +131,13 @@ void subscriber::tick()
         lost("it accepts connections but does not greet");
 }
 
-// Whoever has greeted this connection would greet one for requests too: without one there is
-// nothing left of the outage.
+// If requests have only found nobody there, the outage is over. A request that was sent and failed
+// is another matter: that ends when one succeeds.
 void subscriber::settle()
 {
     set_alarm(false);
     note_working(party::events);
-    if (requests_closed())
+    if (requests_found_nobody())
         note_working(party::requests);
     if (settled_before_)
         service_has_returned();

@@ -47,8 +47,8 @@ void service_has_returned();
 // unless the same process has greeted it too. One that works is kept, since events may wait in it.
 void renew_events(pid_t service);
 
-// Whether there is no connection for requests, one whose end has not been noticed yet included.
-bool requests_closed();
+// Whether the last request has found no service at all.
+bool requests_found_nobody();
 
 // Counts the requests of managers that have reached the module. What has been handed out under one
 // count is not held by its callers under another.

@@ -13,11 +13,18 @@
 // again: it may have been carried out. Sequences tell a late reply from the one that is waited for.
 // A connection that works is not looked at before a request, which costs a call of the system: that
 // it has ended shows in the send, and what else has come on it, in the wait for the reply.
+//
+// An outage ends with a connection that has lived for a second, and not with its first answer: a
+// service that answers something and then drops each connection is one outage.
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
+
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
 
 #include "connection.h"
 #include "host.h"
@@ -35,10 +42,12 @@ struct request {
 
 class requester {
   public:
+    ~requester() { set_alarm(false); }
+
     // Carries out one exchange. On 0 the reply is in reply(), else it has failed.
     u32 call(request &r);
     const frame_buffer &reply() const { return frame_; }
-    bool is_closed();
+    bool found_nobody() const { return found_nobody_; }
 
   private:
     enum class state { closed, ungreeted, ready, overdue };
@@ -50,25 +59,34 @@ class requester {
     u32 await_reply(int64_t deadline);
     arrival next_reply(int64_t deadline);
     void drop();
+    void note_failure(u32 error);
+    void note_answer(int64_t now);
+    void settle();
+    void set_alarm(bool wanted);
 
     // Frames that nobody waits for are thrown away, so many at a time.
     static constexpr int strays_at_once = 64;
     // Enough for a service that is not busy to accept and to greet.
     static constexpr int64_t short_wait_ms = 20;
+    static constexpr int64_t settled_after_ms = 1000;
 
     connection link_;
     state state_ = state::closed;
+    bool found_nobody_ = false; // in an outage: the last request found no service
+    int64_t opened_at_ = 0;
+    unsigned alarm_ = 0;     // calls settle() once
     bool patient_ = true;    // no wait has been in vain since the last greeting
     int64_t greet_by_ = 0;   // ungreeted: from then on the connection is only looked at
     int64_t give_up_at_ = 0; // ungreeted or overdue: when the connection is to be replaced
     uint32_t sequence_ = 0;  // of the last request
     frame_buffer frame_;
-};
+} the_requester;
 
 void requester::drop()
 {
     link_.close();
     state_ = state::closed;
+    set_alarm(false);
 }
 
 // A reply, whole or cut; anything else has no place on this connection.
@@ -87,7 +105,7 @@ bool requester::connect(int64_t deadline)
     if (!link_.open())
         return false;
     state_ = state::ungreeted;
-    const int64_t now = now_ms();
+    const int64_t now = opened_at_ = now_ms();
     greet_by_ = patient_ ? deadline : std::min(deadline, now + short_wait_ms);
     give_up_at_ = now + give_up_after_ms();
     return true;
@@ -125,13 +143,6 @@ void requester::look()
         if (frame_.header.sequence == sequence_)
             state_ = state::ready;
     }
-}
-
-bool requester::is_closed()
-{
-    if (link_.is_open())
-        look();
-    return state_ == state::closed;
 }
 
 u32 requester::make_ready(int64_t deadline, bool *may_connect)
@@ -191,13 +202,51 @@ u32 requester::call(request &r)
         drop();
     }
     if (error == ERR_NO_CONNECTION || error == ERR_TIMED_OUT || error == ERR_CONNECTION_LOST)
-        note_trouble(party::requests, link_.trouble());
-    else
-        note_working(party::requests);
+        note_failure(error);
+    else if (in_trouble(party::requests))
+        note_answer(now_ms());
     return error;
 }
 
-requester the_requester;
+void requester::set_alarm(bool wanted)
+{
+    if (wanted == (alarm_ != 0))
+        return;
+    if (wanted) {
+        alarm_ = snmp_alarm_register(
+            settled_after_ms / 1000, 0, [](unsigned, void *) { the_requester.settle(); }, nullptr);
+        return;
+    }
+    snmp_alarm_unregister(alarm_);
+    alarm_ = 0;
+}
+
+void requester::note_failure(u32 error)
+{
+    found_nobody_ = error == ERR_NO_CONNECTION;
+    note_trouble(party::requests, link_.trouble());
+}
+
+// Called in an outage only. The alarm is for a service that nobody asks again.
+void requester::note_answer(int64_t now)
+{
+    found_nobody_ = false;
+    if (now - opened_at_ >= settled_after_ms)
+        note_working(party::requests);
+    else
+        set_alarm(true);
+}
+
+// The alarm unregisters itself.
+void requester::settle()
+{
+    alarm_ = 0;
+    if (state_ != state::closed)
+        look();
+    if (state_ == state::ready)
+        note_working(party::requests);
+}
+
 uint32_t generation;
 
 } // namespace
@@ -210,9 +259,9 @@ void service_has_returned()
 {
     generation++;
 }
-bool requests_closed()
+bool requests_found_nobody()
 {
-    return the_requester.is_closed();
+    return the_requester.found_nobody();
 }
 
 } // namespace vyn_host

@@ -6,13 +6,37 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <atomic>
+
 #include "fake_service.h"
+#include "vyn_wire.h"
 
 namespace {
 
 const std::string gen_err = "(genError)", enabled = "INTEGER: 1";
 
 class agent_budget : public fabric_agent {};
+
+// The registry is read again on each connection, so each of them answers something.
+TEST_F(agent_budget, service_that_drops_connections_is_one_outage) {
+    std::atomic<bool> works = false;
+    fake_service fake(folder + "/vynd.sock", [&](const auto &header, const auto &request) {
+        std::optional<fake_service::answer> answer;
+        if (header.opcode == vynd::opcode_registry)
+            answer = fake_service::registry_of("ntp", request);
+        else if (works)
+            answer = {VYN_ERR_NO_MORE_ENTRIES, ""};
+        return answer;
+    });
+    start_agent();
+    const std::string last_action = "1.1.1.1.5.3.110.116.112";
+    for (int i = 0; i < 10; i++) EXPECT_EQ(get(last_action), enabled) << "none";
+    EXPECT_EQ(count(agent_log(), "vynd.sock"), 1u) << agent_log();
+    works = true;
+    EXPECT_EQ(get(last_action), enabled);
+    EXPECT_TRUE(wait_until([&] { return count(agent_log(), "available again") == 1; }));
+    EXPECT_EQ(count(agent_log(), "vynd.sock"), 2u) << agent_log();
+}
 
 TEST_F(agent_budget, refusals_of_the_client_library_are_logged) {
     fake_service fake(folder + "/vynd.sock", [&](const auto &header, const auto &request) {
