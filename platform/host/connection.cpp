@@ -35,23 +35,32 @@ const char *socket_path()
     return path;
 }
 
+static int64_t milliseconds_from(const char *variable, long usual)
+{
+    constexpr long most = 60'000;
+    const char *given = getenv(variable);
+    if (given == nullptr)
+        return usual;
+    char *end = nullptr;
+    errno = 0;
+    const long value = strtol(given, &end, 10);
+    if (end != given && *end == '\0' && errno == 0 && value >= 1 && value <= most)
+        return value;
+    snmp_log(LOG_WARNING, "vyn: %s is not a number from 1 to %ld; using %ld\n", variable, most,
+             usual);
+    return usual;
+}
+
 int64_t timeout_ms()
 {
-    constexpr long usual = 1000, longest = 60'000;
-    static const long timeout = [] {
-        const char *given = getenv("VYN_TIMEOUT_MS");
-        if (given == nullptr)
-            return usual;
-        char *end = nullptr;
-        errno = 0;
-        const long value = strtol(given, &end, 10);
-        if (end != given && *end == '\0' && errno == 0 && value >= 1 && value <= longest)
-            return value;
-        snmp_log(LOG_WARNING, "vyn: VYN_TIMEOUT_MS is not a number from 1 to %ld; using %ld\n",
-                 longest, usual);
-        return usual;
-    }();
+    static const int64_t timeout = milliseconds_from("VYN_TIMEOUT_MS", 1000);
     return timeout;
+}
+
+int64_t budget_ms()
+{
+    static const int64_t budget = std::max(milliseconds_from("VYN_BUDGET_MS", 2000), timeout_ms());
+    return budget;
 }
 
 int64_t give_up_after_ms()
@@ -92,6 +101,19 @@ void note_working(party who)
 void forget_trouble(party who)
 {
     troubled[static_cast<int>(who)] = false;
+}
+
+void note_slow()
+{
+    constexpr int64_t minute = 60'000;
+    static int64_t silent_until = INT64_MIN;
+    const int64_t now = now_ms();
+    if (now >= silent_until)
+        snmp_log(LOG_WARNING,
+                 "vyn: service at %s is slow: SNMP requests that wait longer than %d ms for it get "
+                 "genErr\n",
+                 socket_path(), static_cast<int>(budget_ms()));
+    silent_until = now + minute;
 }
 
 bool connection::fail(const char *trouble)
@@ -176,24 +198,22 @@ bool connection::send(const vynd::frame_header &header, const void *payload, siz
     return sent >= 0 || fail(strerrordesc_np(errno));
 }
 
-// A request that has met no trouble has its whole time left to wait, which the socket knows: that
-// is one call of the system where poll and a receive are two, and the most of what a read costs.
-arrival connection::await(frame_buffer &frame, int64_t deadline)
+// With the whole timeout left, receives without a poll: the socket has that timeout. This saves one
+// of two system calls, which are most of what a read costs.
+arrival connection::await(frame_buffer &frame, int64_t now, int64_t deadline)
 {
-    constexpr int64_t tick = 1;
-    for (;;) {
-        int64_t left = deadline - now_ms();
-        const arrival got = receive(frame, left >= timeout_ms() - tick ? 0 : MSG_DONTWAIT);
-        if (got != arrival::nothing)
-            return got;
-        left = deadline - now_ms();
+    arrival got = receive(frame, deadline - now >= timeout_ms() ? 0 : MSG_DONTWAIT);
+    while (got == arrival::nothing) {
+        const int64_t left = deadline - now_ms();
         if (left <= 0)
-            return arrival::nothing;
-        pollfd wanted{fd_, POLLIN, 0};
-        if (poll(&wanted, 1, static_cast<int>(std::min<int64_t>(left, INT_MAX))) < 0 &&
+            break;
+        pollfd readable{fd_, POLLIN, 0};
+        if (poll(&readable, 1, static_cast<int>(std::min<int64_t>(left, INT_MAX))) < 0 &&
             errno != EINTR)
-            return arrival::nothing;
+            break;
+        got = receive(frame, MSG_DONTWAIT);
     }
+    return got;
 }
 
 } // namespace vyn_host

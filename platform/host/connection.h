@@ -34,6 +34,9 @@ void note_working(party who);
 bool in_trouble(party who);
 void forget_trouble(party who); // it has no more interest in the service
 
+// Logs that a budget was used up, unless one was within the last minute.
+void note_slow();
+
 // Handlers of events get the payload without its length: there is room for so much behind its end.
 inline constexpr size_t room_behind = 512;
 
@@ -72,8 +75,8 @@ class connection {
     // more use; the caller closes it.
     arrival receive(frame_buffer &frame) { return receive(frame, MSG_DONTWAIT); }
 
-    // The same, and waits for it, at most until the deadline.
-    arrival await(frame_buffer &frame, int64_t deadline);
+    // Receives the next frame. Waits for it from now until the deadline at most.
+    arrival await(frame_buffer &frame, int64_t now, int64_t deadline);
 
     // False: the frame has not been sent, and the connection is of no more use.
     bool send(const vynd::frame_header &header, const void *payload, size_t length);

@@ -68,7 +68,11 @@ int serve(netsnmp_mib_handler *handler, netsnmp_handler_registration *registrati
           netsnmp_agent_request_info *info, netsnmp_request_info *requests)
 {
     note_identity(info->asp);
+    the_budget.begin(begun);
     const int result = netsnmp_call_next_handler(handler, registration, info, requests);
+    if (the_budget.end())
+        for (netsnmp_request_info *each = requests; each != nullptr; each = each->next)
+            each->status = SNMP_ERR_GENERR;
     user = "";
     session = 0;
     if (info->mode == MODE_SET_COMMIT)

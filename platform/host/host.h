@@ -22,6 +22,8 @@ enum transport_error : uint32_t {
     ERR_BAD_REPLY = 0x41030003,       // larger than a frame may be, or of no use
     ERR_BAD_CALL = 0x41030004,        // the caller's request does not fit into a frame
     ERR_CONNECTION_LOST = 0x41030005, // after the request was sent; it may have been carried out
+    ERR_BUDGET_USED_UP = 0x41030006,  // not sent: the SNMP request has waited long enough
+    ERR_CUT_SHORT = 0x41030007,       // sent, and the budget ended the wait; may yet be carried out
 };
 
 struct syserr_entry {
@@ -37,6 +39,45 @@ const syserr_entry *syserr_find(uint32_t code);
 // cmi_req_resp, which it is.
 uint32_t ask_service(uint32_t opcode, uint32_t msg_type, void *request, void **response_out,
                      uint32_t *length_inout);
+
+// $VYN_BUDGET_MS, but never less than the time that one request may take.
+int64_t budget_ms();
+
+// What one SNMP request may wait for the service in all. Only the waiting counts, not the time of
+// the module or of the agent: many quick replies are no reason to refuse. Outside of begin() and
+// end() nothing is limited.
+class waiting_budget {
+  public:
+    // The owner is an SNMP request, by requests_begun(), whose budget lasts through the phases of a
+    // SET; or 0, which gets a new budget each time.
+    void begin(uint32_t owner)
+    {
+        if (owner == 0 || owner != owner_)
+            left_ = budget_ms();
+        owner_ = owner;
+        limited_ = true;
+        unanswered_ = false;
+    }
+
+    // Returns whether a request since begin() got no answer because the budget was used up. A
+    // change that was sent does not count: it may have been carried out.
+    bool end()
+    {
+        limited_ = false;
+        return unanswered_;
+    }
+
+    int64_t left() const { return limited_ ? left_ : INT64_MAX / 2; } // in milliseconds
+    void charge(int64_t waited) { left_ -= waited; }
+    void refuse(); // a request got no answer because the budget is used up
+
+  private:
+    uint32_t owner_ = 0;
+    bool limited_ = false;
+    bool unanswered_ = false;
+    int64_t left_ = 0;
+};
+extern waiting_budget the_budget;
 
 // Counts the times that a service has come (back): what was read from it under another count is
 // stale.

@@ -51,6 +51,10 @@ constexpr syserr_entry entries[] = {
     {ERR_BAD_CALL, "VYN_ERR_BAD_CALL", "The request cannot be sent"},
     {ERR_CONNECTION_LOST, "VYN_ERR_CONNECTION_LOST",
      "The connection to the VYN service was lost before it answered"},
+    {ERR_BUDGET_USED_UP, "VYN_ERR_BUDGET_USED_UP",
+     "Not sent: the VYN service is too slow for this SNMP request"},
+    {ERR_CUT_SHORT, "VYN_ERR_CUT_SHORT",
+     "The VYN service has not answered in the time of this SNMP request"},
 };
 
 } // namespace

@@ -1,12 +1,19 @@
 // Requests: cmi_req_resp over one connection, with at most one request under way.
 //
-// The agent serves nobody while a request waits, so waiting is what this file is careful with. One
-// deadline covers connecting, the greeting and the reply. A service that is not there fails a
-// request at once. A connection on which a wait was in vain is from then on only looked at, and
-// replaced when it has been silent for a while. A greeting on the next one is waited for only
-// briefly, as long as a service that lives may take, until one has been seen. So a service that
-// accepts and says nothing, or ends there, costs one deadline in all, and brief waits after it. One
-// that greets and never replies costs a deadline on each connection, which is one in three.
+// The agent serves nobody while a request waits, so waiting is what this file is careful with. A
+// request waits at most one timeout for a connection that is ready and one for its reply, and all
+// requests for one SNMP request wait at most one budget. A service that is not there fails a
+// request at once.
+//
+// After a timeout the connection is only polled, and replaced once it has stayed silent for three
+// timeouts. The next greeting gets only a short wait, until a service has greeted again. So a
+// service that accepts and says nothing costs one timeout in all, and short waits after it. One
+// that greets and never replies blocks the agent for one timeout in three.
+//
+// The end of a budget is no timeout: the service is slow, and not gone. So it is no outage, and the
+// next SNMP request waits for what is left of the abandoned request's own timeout, and only then
+// sends its own. That keeps a slow service from having two requests at a time, and a manager that
+// asks for little from getting nothing because another one has asked for much.
 //
 // A request makes one connection at most: the first after a restart of the service finds that the
 // old connection has ended, and succeeds on the new one. A request that was sent is never sent
@@ -30,6 +37,7 @@
 #include "host.h"
 #include "mts.h"
 #include "snmp_context.h"
+#include "vyn_wire.h"
 
 namespace vyn_host {
 namespace {
@@ -52,12 +60,13 @@ class requester {
   private:
     enum class state { closed, ungreeted, ready, overdue };
 
-    u32 make_ready(int64_t deadline, bool *may_connect);
-    bool connect(int64_t deadline);
-    void await_greeting();
-    void look();
-    u32 await_reply(int64_t deadline);
-    arrival next_reply(int64_t deadline);
+    u32 send_and_wait(request &r, int64_t now, int64_t limit);
+    u32 make_ready(int64_t limit, bool *may_connect);
+    bool connect();
+    void await_greeting(int64_t limit);
+    void drain(int64_t limit);
+    u32 await_reply(int64_t sent, int64_t limit);
+    arrival next_reply(int64_t now, int64_t deadline);
     void drop();
     void note_failure(u32 error);
     void note_answer(int64_t now);
@@ -72,13 +81,13 @@ class requester {
 
     connection link_;
     state state_ = state::closed;
+    bool patient_ = true;       // no timeout since the last greeting
     bool found_nobody_ = false; // in an outage: the last request found no service
     int64_t opened_at_ = 0;
-    unsigned alarm_ = 0;     // calls settle() once
-    bool patient_ = true;    // no wait has been in vain since the last greeting
-    int64_t greet_by_ = 0;   // ungreeted: from then on the connection is only looked at
+    int64_t due_by_ = 0;     // greeting or reply; the connection is only polled after that
     int64_t give_up_at_ = 0; // ungreeted or overdue: when the connection is to be replaced
     uint32_t sequence_ = 0;  // of the last request
+    unsigned alarm_ = 0;     // calls settle() once
     frame_buffer frame_;
 } the_requester;
 
@@ -90,9 +99,9 @@ void requester::drop()
 }
 
 // A reply, whole or cut; anything else has no place on this connection.
-arrival requester::next_reply(int64_t deadline)
+arrival requester::next_reply(int64_t now, int64_t deadline)
 {
-    const arrival got = link_.await(frame_, deadline);
+    const arrival got = link_.await(frame_, now, deadline);
     if ((got == arrival::frame || got == arrival::cut) && !frame_.is(vynd::frame_kind::reply)) {
         link_.set_trouble("the service has sent a frame that is no reply");
         return arrival::lost;
@@ -100,21 +109,21 @@ arrival requester::next_reply(int64_t deadline)
     return got;
 }
 
-bool requester::connect(int64_t deadline)
+bool requester::connect()
 {
     if (!link_.open())
         return false;
     state_ = state::ungreeted;
-    const int64_t now = opened_at_ = now_ms();
-    greet_by_ = patient_ ? deadline : std::min(deadline, now + short_wait_ms);
-    give_up_at_ = now + give_up_after_ms();
+    opened_at_ = now_ms();
+    due_by_ = opened_at_ + (patient_ ? timeout_ms() : std::min(timeout_ms(), short_wait_ms));
+    give_up_at_ = opened_at_ + give_up_after_ms();
     return true;
 }
 
 // The caller looks at the state afterwards.
-void requester::await_greeting()
+void requester::await_greeting(int64_t limit)
 {
-    const arrival got = link_.await(frame_, greet_by_);
+    const arrival got = link_.await(frame_, now_ms(), std::min(due_by_, limit));
     if (got == arrival::frame && frame_.is_greeting()) {
         state_ = state::ready;
         patient_ = true;
@@ -122,53 +131,62 @@ void requester::await_greeting()
         renew_events(link_.peer());
         return;
     }
-    patient_ = false;
     if (got == arrival::nothing)
         return link_.set_trouble("it accepts connections but does not greet");
+    patient_ = false;
     if (got != arrival::lost)
         link_.set_trouble("it speaks another protocol, or another version");
     drop();
 }
 
-// Takes what has arrived, without waiting, and so finds out whether the service is still there and
-// whether the overdue reply has come.
-void requester::look()
+// Takes what has arrived, and so finds out whether the service is still there and whether the
+// overdue reply has come. Waits for that reply until it is due, or until the limit.
+void requester::drain(int64_t limit)
 {
     for (int i = 0; i < strays_at_once; i++) {
-        const arrival got = next_reply(0);
+        const arrival got = next_reply(now_ms(), std::min(due_by_, limit));
         if (got == arrival::nothing)
             return;
         if (got == arrival::lost)
             return drop();
-        if (frame_.header.sequence == sequence_)
+        if (frame_.header.sequence == sequence_) {
             state_ = state::ready;
+            limit = 0;
+        }
     }
 }
 
-u32 requester::make_ready(int64_t deadline, bool *may_connect)
+u32 requester::make_ready(int64_t limit, bool *may_connect)
 {
     while (state_ != state::ready) {
-        if (state_ == state::closed) {
-            if (!std::exchange(*may_connect, false) || !connect(deadline))
-                return ERR_NO_CONNECTION;
-        }
+        if (state_ == state::closed && (!std::exchange(*may_connect, false) || !connect()))
+            return ERR_NO_CONNECTION;
         if (state_ == state::ungreeted)
-            await_greeting();
+            await_greeting(limit);
         else
-            look();
+            drain(limit);
         if (state_ == state::ready)
             break;
-        if (state_ != state::closed && now_ms() < give_up_at_)
+        if (state_ == state::closed)
+            continue;
+        const int64_t now = now_ms();
+        if (now < due_by_)
+            return ERR_BUDGET_USED_UP;
+        patient_ = false;
+        if (now < give_up_at_)
             return ERR_TIMED_OUT;
         drop();
     }
     return 0;
 }
 
-u32 requester::await_reply(int64_t deadline)
+u32 requester::await_reply(int64_t sent, int64_t limit)
 {
+    due_by_ = sent + timeout_ms();
+    const int64_t deadline = std::min(due_by_, limit);
+    int64_t now = sent;
     do {
-        const arrival got = next_reply(deadline);
+        const arrival got = next_reply(now, deadline);
         if (got == arrival::lost) {
             drop();
             return ERR_CONNECTION_LOST;
@@ -177,34 +195,55 @@ u32 requester::await_reply(int64_t deadline)
             break;
         if (frame_.header.sequence == sequence_)
             return got == arrival::cut ? u32{ERR_BAD_REPLY} : u32{frame_.header.status};
-    } while (now_ms() < deadline);
+        now = now_ms();
+    } while (now < deadline);
     state_ = state::overdue;
-    patient_ = false;
-    give_up_at_ = deadline - timeout_ms() + give_up_after_ms();
+    give_up_at_ = sent + give_up_after_ms();
     link_.set_trouble("no answer in time");
+    if (deadline < due_by_)
+        return ERR_CUT_SHORT;
+    patient_ = false;
     return ERR_TIMED_OUT;
+}
+
+u32 requester::send_and_wait(request &r, int64_t now, int64_t limit)
+{
+    bool may_connect = true;
+    for (;;) {
+        if (state_ != state::ready) {
+            if (u32 error = make_ready(limit, &may_connect))
+                return error;
+            now = now_ms();
+            if (now >= limit)
+                return ERR_BUDGET_USED_UP;
+        }
+        r.header.sequence = ++sequence_;
+        if (link_.send(r.header, r.payload, r.length))
+            return await_reply(now, limit);
+        drop();
+    }
 }
 
 u32 requester::call(request &r)
 {
-    const int64_t deadline = now_ms() + timeout_ms();
-    bool may_connect = true;
-    u32 error;
-    for (;;) {
-        error = make_ready(deadline, &may_connect);
-        if (error != 0)
+    const int64_t left = the_budget.left();
+    const int64_t begin = now_ms();
+    const u32 error = left > 0 ? send_and_wait(r, begin, begin + left) : u32{ERR_BUDGET_USED_UP};
+    const int64_t end = now_ms();
+    the_budget.charge(end - begin);
+    switch (error) {
+    case ERR_CUT_SHORT:
+        if (r.header.msg_type == VYN_MSG_SET)
             break;
-        r.header.sequence = ++sequence_;
-        if (link_.send(r.header, r.payload, r.length)) {
-            error = await_reply(deadline);
-            break;
-        }
-        drop();
+        [[fallthrough]];
+    case ERR_BUDGET_USED_UP: the_budget.refuse(); break;
+    case ERR_NO_CONNECTION:
+    case ERR_TIMED_OUT:
+    case ERR_CONNECTION_LOST: note_failure(error); break;
+    default:
+        if (in_trouble(party::requests))
+            note_answer(end);
     }
-    if (error == ERR_NO_CONNECTION || error == ERR_TIMED_OUT || error == ERR_CONNECTION_LOST)
-        note_failure(error);
-    else if (in_trouble(party::requests))
-        note_answer(now_ms());
     return error;
 }
 
@@ -242,7 +281,7 @@ void requester::settle()
 {
     alarm_ = 0;
     if (state_ != state::closed)
-        look();
+        drain(0);
     if (state_ == state::ready)
         note_working(party::requests);
 }
@@ -250,6 +289,14 @@ void requester::settle()
 uint32_t generation;
 
 } // namespace
+
+waiting_budget the_budget;
+
+void waiting_budget::refuse()
+{
+    unanswered_ = true;
+    note_slow();
+}
 
 uint32_t service_generation()
 {

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <fstream>
 
 #include "fake_service.h"
 #include "vyn_wire.h"
@@ -15,7 +16,89 @@ namespace {
 
 const std::string gen_err = "(genError)", enabled = "INTEGER: 1";
 
-class agent_budget : public fabric_agent {};
+class agent_budget : public fabric_agent {
+  protected:
+    // How many requests the service gets meanwhile, of those whose line in its log has this text.
+    size_t requests(const std::function<void()> &meanwhile, const std::string &text = "request ") {
+        const size_t before = count(service_log(), text);
+        meanwhile();
+        return count(service_log(), text) - before;
+    }
+
+    void start_service_with(const std::string &features) {
+        std::string peers;
+        for (int i = 1; i <= 100; i++) peers += (i > 1 ? ", \"10.1.0." : "\"10.1.0.") + std::to_string(i) + "\"";
+        std::ofstream(folder + "/fabric.json") << "{\"features\": [" + features + "], \"peers\": [" + peers + "]}";
+        start_service(folder + "/fabric.json");
+    }
+
+    static std::string features(int number) {
+        std::string text;
+        for (int i = 1; i <= number; i++)
+            text += (i > 1 ? ", " : "") + feature("f-" + std::to_string(10'000 + i), ", \"scopes\": [\"physical\"]");
+        return text;
+    }
+
+    static std::string times(int number, const std::string &object) {
+        std::string text;
+        while (number-- > 0) text += object + " ";
+        return text;
+    }
+};
+
+TEST_F(agent_budget, slow_service_costs_one_budget) {
+    environment["VYN_TIMEOUT_MS"] = "1000";
+    environment["VYN_BUDGET_MS"] = "1"; // is never less than the timeout: there is time for three replies
+    start_service_with(features(60));
+    start_agent();
+    EXPECT_EQ(get("1.4.1.0"), enabled);
+    control("fault delay 300");
+    const struct {
+        std::string tool, who, what;
+    } cases[] = {
+        {"snmpgetnext", watcher, "{}.1.1.3.1.3"}, // no feature has a merge: asks for each
+        {"snmpbulkget -Cn0 -Cr100", watcher, "{}.1.1.5.1.1"},
+        {"snmpget -Cf", "-v1 -c watcher", times(8, "{}.1.4.1.0")},
+        {"snmpset", oper, times(8, "{}.1.4.1.0 i 2")}, // each is read before it is written
+        {"snmpset", oper, times(3, "{}.1.4.1.0 i 1")}, // the first change is sent, and the others are not
+    };
+    for (const auto &each : cases) {
+        SCOPED_TRACE(each.tool);
+        std::string answer;
+        EXPECT_LE(requests([&] { answer = manager(each.tool, each.who + " -r 0", each.what); }), 4u);
+        EXPECT_TRUE(has(answer, gen_err));
+        // Who asks for little gets it, and not the reply that the other one has not waited for.
+        EXPECT_EQ(get("1.3.2.0"), "INTEGER: 1");
+        EXPECT_TRUE(has(manager("snmpbulkget -Cn0 -Cr2", watcher + " -r 0", "{}.1.1.5.1.1"), "0A 01 00 02"));
+    }
+    EXPECT_LE(count(service_log(), " set query"), 1u);
+    control("fault off");
+    EXPECT_EQ(get("1.4.1.0"), enabled);
+    EXPECT_EQ(count(agent_log(), "vyn: service at " + folder + "/vynd.sock is slow: "), 1u) << agent_log();
+    EXPECT_EQ(count(agent_log(), "available"), 0u) << agent_log();
+}
+
+// Twelve pages of features, of which a budget is enough for three.
+TEST_F(agent_budget, slow_registry_costs_one_budget_and_then_a_pause) {
+    environment["VYN_TIMEOUT_MS"] = environment["VYN_BUDGET_MS"] = "600";
+    const std::string page = "registry from", row = "1.1.1.1.3.7.102.45.49.48.48.48.49"; // f-10001
+    start_service_with(features(6000));
+    control("fault delay 200");
+    EXPECT_LE(requests([&] { start_agent(); }, page), 4u);
+    EXPECT_EQ(requests([&] { EXPECT_TRUE(has(get(row), gen_err)) << "not that there is none"; }, page), 0u);
+    EXPECT_EQ(get("1.4.1.0"), enabled) << "needs no feature";
+    control("fault off");
+    EXPECT_TRUE(wait_until([&] { return get(row) == enabled; })) << agent_log();
+
+    // It comes back slow: one request reads in vain, the next ones use what the agent has.
+    stop_service(SIGTERM);
+    start_service(folder + "/fabric.json");
+    EXPECT_EQ(get("1.4.1.0"), enabled) << "on a new connection";
+    control("fault delay 200");
+    EXPECT_LE(requests([&] { EXPECT_TRUE(has(get(row), gen_err)); }, page), 4u);
+    EXPECT_EQ(requests([&] { EXPECT_EQ(get(row), enabled); }, page), 0u);
+    EXPECT_EQ(count(agent_log(), "is slow: "), 1u) << agent_log();
+}
 
 // The registry is read again on each connection, so each of them answers something.
 TEST_F(agent_budget, service_that_drops_connections_is_one_outage) {
