@@ -5,6 +5,7 @@
 // before it is taken from the socket, because the operator's must be taken and others left.
 #include "server.h"
 
+#include <malloc.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -23,8 +24,10 @@ namespace vynd {
 
 namespace {
 
-constexpr size_t most_answers = 64;       // queued for a client that does not read them
-constexpr size_t most_subscriptions = 64; // of one connection
+constexpr size_t max_answers = 64;       // queued for a client that does not read them
+constexpr size_t max_events = 10'000;    // queued for a subscriber that does not read them
+constexpr size_t max_subscriptions = 64; // of one connection
+constexpr size_t max_sent = 64;          // out of the queues of one connection, in one step
 constexpr std::chrono::milliseconds accept_pause{100};
 
 // A client that asks one request after the other, as a walk does, is waited for in the receive
@@ -99,17 +102,22 @@ server::~server()
         unlink(path_.c_str());
 }
 
-bool server::sendable(const outgoing &frame, time_point now) const
+// Returns the queue whose first frame may be sent now, or null.
+server::queue *server::sendable(connection &client, time_point now) const
 {
-    return frame.due <= now && (frame.kind == frame_kind::answer || !faults_.stalled());
+    if (!client.answers.empty())
+        return &client.answers;
+    if (faults_.stalled())
+        return nullptr;
+    if (!client.events.empty())
+        return &client.events;
+    return !client.replies.empty() && client.replies.front().due <= now ? &client.replies : nullptr;
 }
 
-short server::wanted(const connection &client, time_point now) const
+short server::wanted(connection &client, time_point now) const
 {
-    const auto ready = [&](const outgoing &frame) { return sendable(frame, now); };
-    const bool write = std::any_of(client.queue.begin(), client.queue.end(), ready);
-    const bool read = !client.parked && client.answers < most_answers;
-    return static_cast<short>((read ? POLLIN : 0) | (write ? POLLOUT : 0));
+    const bool read = !client.parked && client.answers.size() + client.replies.size() < max_answers;
+    return static_cast<short>((read ? POLLIN : 0) | (sendable(client, now) ? POLLOUT : 0));
 }
 
 // Milliseconds until something happens by itself, rounded up so that the loop never spins; -1 if
@@ -125,8 +133,8 @@ int server::timeout(time_point now) const
     if (const auto change = model_.next_change())
         next = std::min(next, std::max(*change, now));
     for (const connection &client : connections_)
-        for (const outgoing &frame : client.queue)
-            at(frame.due);
+        if (!client.replies.empty())
+            at(client.replies.front().due);
     if (next == time_point::max())
         return -1;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
@@ -141,8 +149,8 @@ bool server::step(int stop, bool wait)
     for (connection &client : connections_) {
         client.parked = client.parked && faults_.stalled();
         const short events = wanted(client, now);
-        // A connection that wants nothing is left out, or its hang-up would wake us for ever.
-        polled.push_back({events ? client.socket.get() : -1, events, 0});
+        // The hang-up of a parked client waits for the end of the stall, like what it has sent.
+        polled.push_back({events || !client.parked ? client.socket.get() : -1, events, 0});
     }
     const int ready = poll(polled.data(), polled.size(), wait ? timeout(now) : 0);
     if (ready < 0 && errno != EINTR)
@@ -155,6 +163,7 @@ bool server::step(int stop, bool wait)
         const auto &[fd, events, revents] = *place++;
         if (revents & (POLLOUT | POLLHUP | POLLERR))
             flush(client, now);
+        client.closed |= !(events & POLLIN) && (revents & (POLLHUP | POLLERR));
         if ((events & POLLIN) && (revents & (POLLIN | POLLHUP | POLLERR)) && !client.closed &&
             receive(client, MSG_DONTWAIT) && ready == 1) {
             alone = client.number;
@@ -165,7 +174,7 @@ bool server::step(int stop, bool wait)
     was_alone_ = alone;
     if (polled[0].revents)
         accept_one(now);
-    connections_.remove_if([](const connection &client) { return client.closed; });
+    remove_closed();
     return polled[1].revents == 0;
 }
 
@@ -178,21 +187,30 @@ time_point server::advance()
     return now;
 }
 
-// Whether nothing waits or happens by itself but what clients send.
-bool server::is_quiet() const
+// Reports whether nothing happens before a client sends or reads something.
+bool server::is_quiet(time_point now) const
 {
-    const auto waits = [](const connection &client) {
-        return client.parked || !client.queue.empty();
-    };
-    return !faults_.stalled() && !model_.next_change() && accept_again_ == time_point() &&
-           std::none_of(connections_.begin(), connections_.end(), waits);
+    return !faults_.stalled() && timeout(now) < 0;
 }
 
 void server::serve_in_a_row(connection &client)
 {
-    const time_point end = std::chrono::steady_clock::now() + longest_row;
-    while (is_quiet() && receive(client, 0) && std::chrono::steady_clock::now() < end) {
-    }
+    time_point now = std::chrono::steady_clock::now();
+    const time_point end = now + longest_row;
+    while (now < end && is_quiet(now) && wanted(client, now) == POLLIN && receive(client, 0))
+        now = std::chrono::steady_clock::now();
+}
+
+void server::remove_closed()
+{
+    size_t unsent = 0;
+    connections_.remove_if([&](const connection &client) {
+        unsent += client.closed ? client.waiting() : 0;
+        return client.closed;
+    });
+    // By itself the allocator keeps what was freed below a block that is in use.
+    if (unsent > 0)
+        malloc_trim(0);
 }
 
 void server::accept_one(time_point now)
@@ -216,7 +234,7 @@ void server::accept_one(time_point now)
     client.number = ++last_number_;
     frame_header greeting = header_of(frame_kind::greeting);
     greeting.status = protocol_version;
-    enqueue(client, {make_frame(greeting, {}), frame_kind::greeting, now}, now);
+    enqueue(client, &connection::events, {make_frame(greeting, {})}, now);
 }
 
 // Whether the client has sent something that leaves its connection open.
@@ -296,12 +314,12 @@ void server::serve(connection &client, const frame_header &header, std::span<con
     reply.status = result.status;
     const auto late = std::chrono::milliseconds(value(fault::delay).value_or(0));
     client.last_due = std::max(client.last_due, now + late);
-    enqueue(client, {make_frame(reply, result.reply), frame_kind::reply, client.last_due}, now);
+    enqueue(client, &connection::replies, {make_frame(reply, result.reply), client.last_due}, now);
 }
 
 void server::subscribe(connection &client, uint32_t opcode)
 {
-    if (client.subscriptions.size() == most_subscriptions)
+    if (client.subscriptions.size() == max_subscriptions)
         return abandon(client, "too many subscriptions");
     client.subscriptions.insert(opcode);
     log_.line("subscribe " + std::to_string(opcode));
@@ -317,7 +335,7 @@ void server::command(connection &client, const frame_header &header, std::string
     frame_header reply = header_of(frame_kind::answer);
     reply.sequence = header.sequence;
     reply.status = result.done ? 0 : 1;
-    enqueue(client, {make_frame(reply, as_bytes(result.text)), frame_kind::answer, now}, now);
+    enqueue(client, &connection::answers, {make_frame(reply, as_bytes(result.text))}, now);
 }
 
 size_t server::post(const event &posted, time_point now)
@@ -329,34 +347,32 @@ size_t server::post(const event &posted, time_point now)
     for (connection &client : connections_) {
         if (client.closed || !client.subscriptions.contains(posted.opcode))
             continue;
+        if (client.events.size() == max_events) {
+            abandon(client, std::to_string(max_events) + " events not read");
+            continue;
+        }
         ++subscribers;
-        enqueue(client, {frame, frame_kind::event, now}, now);
+        enqueue(client, &connection::events, {frame}, now);
     }
     log_.line("event " + std::to_string(posted.opcode) + " " + posted.text + " -> " +
               std::to_string(subscribers) + (subscribers == 1 ? " subscriber" : " subscribers"));
     return subscribers;
 }
 
-void server::enqueue(connection &client, outgoing frame, time_point now)
+void server::enqueue(connection &client, queue connection::*where, outgoing frame, time_point now)
 {
-    if (client.closed ||
-        (client.queue.empty() && sendable(frame, now) && transmit(client, frame.frame)))
-        return;
-    if (frame.kind != frame_kind::event)
-        ++client.answers;
-    client.queue.push_back(std::move(frame));
+    (client.*where).push_back(std::move(frame));
+    if ((client.*where).size() == 1)
+        flush(client, now);
 }
 
 void server::flush(connection &client, time_point now)
 {
-    const auto ready = [&](const outgoing &frame) { return sendable(frame, now); };
-    while (!client.closed) {
-        const auto next = std::find_if(client.queue.begin(), client.queue.end(), ready);
-        if (next == client.queue.end() || !transmit(client, next->frame))
+    for (size_t sent = 0; sent < max_sent && !client.closed; ++sent) {
+        queue *const next = sendable(client, now);
+        if (!next || !transmit(client, next->front().frame))
             return;
-        if (next->kind != frame_kind::event)
-            --client.answers;
-        client.queue.erase(next);
+        next->pop_front();
     }
 }
 

@@ -1,11 +1,11 @@
 // The server: one thread, one poll() loop, all connections.
 //
-// No client can hold up another: a frame goes out as far as the socket takes it, and the rest waits
-// in its connection's queue for POLLOUT. A client that is alone in sending, as during a walk, is
-// served without a poll, but only for a moment. One that sends requests without reading the replies
-// is no longer read from; events are kept for a subscriber however slow it is. A stalled server
-// looks like a stopped process from outside: it leaves everything that is not a command in the
-// socket, in order, and finds it there when the stall ends.
+// No client can hold up another: a frame that the socket does not take waits in a queue of its
+// connection for POLLOUT. Queues are bounded: a client that sends requests without reading the
+// replies is no longer read from, and a subscriber that does not read its events is disconnected.
+// A client that is alone in sending, as during a walk, is served without a poll, but only for a
+// moment. A stalled server looks like a stopped process from outside: it leaves everything that is
+// not a command in the socket, in order, and finds it there when the stall ends.
 #pragma once
 
 #include <deque>
@@ -38,15 +38,19 @@ class server {
   private:
     struct outgoing {
         bytes frame;
-        frame_kind kind;
-        time_point due;
+        time_point due{}; // of a reply
     };
+    using queue = std::deque<outgoing>;
 
+    // The frames of one queue leave in its order, so only its first one matters.
     struct connection {
+        size_t waiting() const { return answers.size() + events.size() + replies.size(); }
+
         unique_fd socket;
         uint32_t number;
-        std::deque<outgoing> queue;
-        size_t answers = 0;    // in the queue: all but its events
+        queue answers;         // to commands: sent during a stall too
+        queue events;          // and the greeting, which comes first
+        queue replies;         // in the order in which they are due
         time_point last_due{}; // of a reply: no reply overtakes another
         std::set<uint32_t> subscriptions;
         bool parked = false; // has something to say that waits for the end of a stall
@@ -54,12 +58,13 @@ class server {
     };
 
     int timeout(time_point now) const;
-    bool sendable(const outgoing &frame, time_point now) const;
-    short wanted(const connection &client, time_point now) const;
+    queue *sendable(connection &client, time_point now) const;
+    short wanted(connection &client, time_point now) const;
     void accept_one(time_point now);
     time_point advance();
-    bool is_quiet() const;
+    bool is_quiet(time_point now) const;
     void serve_in_a_row(connection &client);
+    void remove_closed();
     bool receive(connection &client, int flags);
     void take_frame(connection &client, std::span<const uint8_t> frame, time_point now);
     void serve(connection &client, const frame_header &header, std::span<const uint8_t> record,
@@ -68,7 +73,7 @@ class server {
     void command(connection &client, const frame_header &header, std::string_view line,
                  time_point now);
     size_t post(const event &posted, time_point now);
-    void enqueue(connection &client, outgoing frame, time_point now);
+    void enqueue(connection &client, queue connection::*where, outgoing frame, time_point now);
     void flush(connection &client, time_point now);
     bool transmit(connection &client, const bytes &frame);
     void abandon(connection &client, const std::string &reason);

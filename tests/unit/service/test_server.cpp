@@ -6,6 +6,9 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
 
 #include "server.h"
 
@@ -15,9 +18,29 @@ namespace {
 struct Server : testing::Test {
     const std::string path = "/tmp/vynd-test-" + std::to_string(getpid());
     fabric model{{}};
-    event_log log{"/dev/null"};
+    event_log log{path + ".log"};
     server served{path, model, log};
-    const bytes ping = make_frame(header_of(frame_kind::command), as_bytes("ping"));
+    const bytes ping = command("ping");
+    static constexpr uint32_t opcode = 9; // of events
+
+    ~Server() override { std::filesystem::remove(path + ".log"); }
+    static bytes command(const std::string &words) {
+        return make_frame(header_of(frame_kind::command), as_bytes(words));
+    }
+    unique_fd subscribed_client() {
+        unique_fd client = greeted_client();
+        frame_header header = header_of(frame_kind::subscribe);
+        header.opcode = opcode;
+        say(client, make_frame(header, {}));
+        served.step(-1, false);
+        return client;
+    }
+    void request_late_replies(const unique_fd &client, int count) {
+        say(client, command("fault delay 600000"));
+        EXPECT_GT(received(client, 1), 0);
+        for (int i = 0; i < count; ++i) say(client, make_frame(header_of(frame_kind::request), {}));
+        for (int i = 0; i < count; ++i) served.step(-1, false);
+    }
 
     ssize_t received(const unique_fd &client, int steps) { // the size of a frame, 0: the connection is closed
         static char frame[largest_frame];
@@ -53,7 +76,11 @@ TEST_F(Server, MalformedFramesCostTheirSenderTheConnectionAndNobodyElse) {
 
 // More than a frame in a step, but only of a client that was alone before, and while nobody waits for anything.
 TEST_F(Server, StaysWithAClientWhileNobodyElseIsThere) {
-    const unique_fd client = greeted_client(), other = greeted_client();
+    const unique_fd client = greeted_client(), other = greeted_client(), subscriber = subscribed_client();
+    for (int i = 0; i < 20; ++i) { // more than its socket takes
+        say(other, command("event raw " + std::to_string(opcode) + " " + std::string(60'000, '0')));
+        EXPECT_GT(received(other, 1), 0);
+    }
     const auto answers = [&](int steps) { // in these, to a client that has sent so much
         constexpr int commands = 8;
         for (int i = 0; i < commands; ++i) say(client, ping);
@@ -63,15 +90,41 @@ TEST_F(Server, StaysWithAClientWhileNobodyElseIsThere) {
         for (int i = count; i < commands; ++i) EXPECT_GT(received(client, 2), 0);
         return count;
     };
-    EXPECT_GT(answers(2), 2);
+    EXPECT_GT(answers(2), 2) << "a subscriber that does not read its events changes nothing";
     say(other, ping);
     EXPECT_EQ(answers(2), 2) << "it was not alone";
     EXPECT_GT(received(other, 0), 0);
-    say(other, make_frame(header_of(frame_kind::command), as_bytes("fault delay 600000")));
-    EXPECT_GT(received(other, 1), 0);
-    say(other, make_frame(header_of(frame_kind::request), {}));
-    served.step(-1, false);
+    request_late_replies(other, 1);
     EXPECT_EQ(answers(4), 4) << "somebody waits for a reply";
+}
+
+TEST_F(Server, DisconnectsASubscriberThatLeavesTooManyEventsUnread) {
+    const unique_fd poster = greeted_client(), subscriber = subscribed_client(), reader = subscribed_client(),
+                    other = greeted_client();
+    constexpr int limit = 10'000, room = 10'000; // more than the subscriber's socket takes besides
+    request_late_replies(other, 1);              // or the server would wait for it after each event
+    const bytes event = command("event raw " + std::to_string(opcode) + " 00");
+    for (int i = 0; i < limit + room; ++i) {
+        say(poster, event);
+        ASSERT_GT(received(poster, 1), 0);
+        ASSERT_GT(received(reader, 0), 0);
+    }
+    int got = 0;
+    while (received(subscriber, 0) > 0) ++got;
+    EXPECT_EQ(received(subscriber, 0), 0) << "it is disconnected";
+    std::map<std::string, int> lines; // by what follows the arrow or the colon
+    std::ifstream file(path + ".log");
+    for (std::string line; std::getline(file, line);) ++lines[line.substr(line.find_first_of(">:") + 2)];
+    EXPECT_EQ(lines["10000 events not read"], 1);
+    EXPECT_EQ(lines["2 subscribers"], limit + got);
+}
+
+TEST_F(Server, ForgetsAClientThatLeavesBeforeItsRepliesAreDue) {
+    const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+    const auto before = descriptors();
+    request_late_replies(greeted_client(), 100);
+    served.step(-1, false);
+    EXPECT_EQ(descriptors(), before);
 }
 
 } // namespace
