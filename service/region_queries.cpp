@@ -1,9 +1,9 @@
 // Regions and assignments as records of the wire.
 //
-// The scopes of these records count the other way around than those of the fabric. Those of a
-// region in a change come from where its number is in an index: region 2 in physical scope looks
-// like a logical one without a VSAN, and most others have no scope at all. All of these are
-// physical.
+// A region's key comes from an index of which the last sub-identifier is the number and the second
+// one the scope. In the row 1.REGION of a physical region the second one is the number: 1 arrives
+// as physical, 2 as logical without a VSAN, any other number without a scope. The row of a region
+// in a VSAN, 2.4.VSAN.x, arrives without a scope too, and 2.2.4.VSAN.REGION with its VSAN.
 #include "region_queries.h"
 
 #include <array>
@@ -25,7 +25,36 @@ bool is_vsan(uint32_t number)
     return number >= 1 && number <= highest_vsan;
 }
 
-// Where a region is to be added; nothing for a scope or a VSAN that is none.
+// Regions are ordered as in the OID index: physical ones by number, then those in VSANs.
+using region_position = std::pair<place, uint32_t>;
+using region_map = std::map<uint32_t, place>;
+
+// Returns the position that a GETNEXT continues after.
+region_position position_of(const vyn_region_rec &key, const region_map &regions)
+{
+    const uint32_t id = key.region_id;
+    if (key.scope == VYN_SERVICE_LOGICAL && key.vsan != 0)
+        return {{VYN_SCOPE_LOGICAL, key.vsan}, id};
+    if (key.scope == VYN_SERVICE_LOGICAL || key.scope == VYN_SERVICE_PHYSICAL)
+        return {{VYN_SCOPE_PHYSICAL, 0}, id};
+    // The rows 1.1 and 1.2 arrive with a scope, so this is the index 1 or 2, before its rows.
+    if (id == VYN_SCOPE_PHYSICAL || id == VYN_SCOPE_LOGICAL)
+        return {{id, 0}, 0};
+    const auto named = regions.find(id);
+    return {named != regions.end() ? named->second : place{}, id};
+}
+
+region_map::const_iterator next_region(const region_map &regions, const region_position &after)
+{
+    const auto position = [](const auto &row) { return region_position(row.second, row.first); };
+    auto next = regions.end();
+    for (auto row = regions.begin(); row != regions.end(); ++row)
+        if (position(*row) > after && (next == regions.end() || position(*row) < position(*next)))
+            next = row;
+    return next;
+}
+
+// Returns where to add a region: physical without a VSAN, nothing for an invalid scope or VSAN.
 std::optional<place> place_to_add(const vyn_region_rec &change)
 {
     if (change.scope > VYN_SERVICE_PHYSICAL)
@@ -61,9 +90,9 @@ outcome read_region(fabric &model, const query &asked)
     const vyn_region_rec &key = asked.record.request.region;
     if (key.op != 0)
         return refused(VYN_ERR_BAD_REQUEST, "a query changes nothing");
-    const auto &regions = model.state().regions;
-    const auto row =
-        asked.next() ? regions.upper_bound(key.region_id) : regions.find(key.region_id);
+    const region_map &regions = model.state().regions;
+    const auto row = asked.next() ? next_region(regions, position_of(key, regions))
+                                  : regions.find(key.region_id);
     if (row == regions.end())
         return nothing(asked);
     const auto &[id, where] = *row;

@@ -1,9 +1,9 @@
 // The queries of regions and of the assignments of features to them, which clients also change.
 //
-// A read is answered with the row of its key, or for a getnext with the first one behind it. What a
-// client asks for a single row does not always say where that is, because its index has the scope
-// in an odd place; so neither does the answer depend on it more than it must. The functions that
-// return texts give the keys of these queries for the log.
+// A read is answered with the row of its key, or for a getnext with the next one in the order of
+// the OID index. A region's number is unique in the fabric, and its key often lacks the scope or
+// has a wrong one: see region_queries.cpp. The functions that return texts give the keys of these
+// queries for the log.
 #pragma once
 
 #include "queries.h"
@@ -11,7 +11,7 @@
 
 namespace vynd {
 
-// By its id alone, wherever the region is.
+// get: finds the region by its number, in whatever scope it is.
 outcome read_region(fabric &model, const query &asked);
 outcome change_region(fabric &model, const query &asked);
 

@@ -59,6 +59,26 @@ TEST_F(agent_regions, both_indexes_of_a_region_in_a_vsan_reach_it_alone) {
     }
 }
 
+TEST_F(agent_regions, physical_ones_come_before_those_in_vsans) {
+    start_with(R"({"regions": [{"id": 1, "vsan": 10}, {"id": 5, "scope": "physical"}, {"id": 2, "scope": "physical"},
+        {"id": 7, "vsan": 20}, {"id": 8, "vsan": 10}]})");
+    const std::string row = " {}.1.1.9.1.5", in_10 = ".2.4.0.0.0.10", in_20 = ".2.4.0.0.0.20",
+                      active = " = INTEGER: 1\n";
+    const struct {
+        std::string asked, next;
+    } cases[] = {{"", ".1.2"},
+                 {".1", ".1.2"},
+                 {".1.2", ".1.5"},
+                 {".1.5", in_10 + ".0"},
+                 {".2", in_10 + ".0"},
+                 {in_10 + ".8", in_20 + ".8"},
+                 {".2" + in_10 + ".1", in_10 + ".10"}};
+    std::string asked, expected;
+    for (const auto &each : cases) asked += row + each.asked, expected += row.substr(1) + each.next + active;
+    EXPECT_EQ(manager("snmpgetnext", oper, asked), expected);
+    EXPECT_TRUE(has(manager("snmpget", oper, row + in_20 + ".7" + row + ".2" + in_20 + ".7"), in_20 + ".7" + active));
+}
+
 TEST_F(agent_regions, features_are_assigned_changed_and_removed) {
     start_with("{\"regions\": [{\"id\": 9, \"scope\": \"physical\"}, {\"id\": 255, \"vsan\": 10}], " + features + "}");
     const std::string status = column + "6." + ntp + " i ", id = column + "4." + ntp + " u ";

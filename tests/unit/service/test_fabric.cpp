@@ -142,7 +142,7 @@ TEST_F(Queries, CarryWhatTheScenarioSays) {
 
 TEST_F(Queries, GoOnBehindKeysThatNoRowHas) {
     expect("100002 getnext '\3ntp", {{"", no_row}, {"100:1", "12:77 1 24:1 32:8 40:1"}, {"100:2 20", no_row}});
-    expect("8463 getnext", {{"59 12:6 1 99", "59 7 2"}, {"60 16:3 28:'ntp", bad},
+    expect("8463 getnext", {{"60 16:3 28:'ntp", bad},
         {"60 20:99 28:'ntp", "60 2 2 16:'ntp"}});
     expect("8469 getnext 6", {{"12:'zz 96:3", bad},
         {"12:'\x7F", "6 'LOCK 12:0xff000000 96:1 256 0x1000000 120:0x7f000001 16 384:'a"}});
@@ -163,6 +163,22 @@ TEST_F(Queries, RefuseWhatMakesNoSense) {
     expect("8477 set", {{"59 12:256 2", bad}, {"59 12:9 1 4094", bad}, {"60 12:7 28:'no", nobody},
         {"60 12:7 1 28:'ntp", bad}, {"60 8:1 16:2 28:'zz", "!61"}, {"60 12:7 28:'" + endless, bad},
         {"66 8:2 1 0x0a010002", bad}, {"66 12:2 0x01010101", "!70"}});
+}
+
+// A region's number is the last sub-identifier of an index, and its scope the second one.
+TEST_F(Queries, RegionsComeInTheOrderOfTheirOids) {
+    EXPECT_EQ(command(R"(set regions.- {"id": 1, "vsan": 300})") + command(R"(set regions.- {"id": 9, "vsan": 20})"), "");
+    const struct { std::string index, key, next; } cases[] = {
+        {"none", "", "59 2 2"}, {"1", "12:1", "59 2 2"}, {"1.1", "12:1 2", "59 2 2"}, {"1.2", "12:2 1", "59 7 2"},
+        {"1.6", "12:6", "59 7 2"}, {"1.7", "12:7", "59 300 1 10"}, {"1.8", "12:8", "59 300 1 10"},
+        {"2", "12:2", "59 300 1 10"}, {"2.4.0.0.0.10.300", "12:300", "59 9 1 20"},
+        {"2.2.4.0.0.0.10.300", "12:300 1 10 0x2c000000", "59 9 1 20"}, {"2.4.0.0.0.20.9", "12:9", "59 1 1 300"},
+        {"2.2.4.0.0.0.15.1", "12:1 1 15 0x1000000", "59 9 1 20"}, {"2.2.4.0.0.1.44.1", "12:1 1 300 0x1000000", no_row}};
+    for (const auto &[index, key, next] : cases) {
+        SCOPED_TRACE(index);
+        expect("8463 getnext 59", {{key, next}});
+    }
+    expect("8463 get 59", {{"12:300", "59 300 1 10"}, {"12:300 1 10 0x2c000000", "59 300 1 10"}, {"12:1 2", "59 1 1 300"}});
 }
 
 // Scopes of regions as an index makes them, and assignments without one: the first, or a physical one.
