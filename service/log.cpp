@@ -15,6 +15,14 @@
 
 namespace vynd {
 
+static unique_fd open_to_append(const std::string &file)
+{
+    unique_fd opened(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+    if (opened.get() < 0)
+        throw std::system_error(errno, std::generic_category(), file);
+    return opened;
+}
+
 static bool is_file(int fd)
 {
     struct stat target;
@@ -26,11 +34,8 @@ event_log::event_log() : may_wait_(!is_file(target_))
 }
 
 event_log::event_log(const std::string &file)
-    : file_(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644)),
-      target_(file_.get()), may_wait_(!is_file(target_))
+    : file_(open_to_append(file)), target_(file_.get()), may_wait_(!is_file(target_))
 {
-    if (target_ < 0)
-        throw std::system_error(errno, std::generic_category(), file);
 }
 
 void event_log::line(const std::string &text)

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <system_error>
 
@@ -18,6 +19,12 @@ unique_fd::~unique_fd()
 {
     if (fd_ >= 0)
         close(fd_);
+}
+
+std::string socket_path()
+{
+    const char *path = std::getenv("VYN_SOCKET");
+    return path && *path ? path : default_socket;
 }
 
 sockaddr_un address_of(const std::string &path)

@@ -35,6 +35,9 @@ class unique_fd {
     int fd_;
 };
 
+// Returns VYN_SOCKET of the environment, or default_socket if that is empty or not set.
+std::string socket_path();
+
 // Throws std::system_error for a path that does not fit.
 sockaddr_un address_of(const std::string &path);
 

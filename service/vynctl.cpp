@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <system_error>
@@ -24,7 +23,7 @@ constexpr char usage[] =
     "usage: vynctl [--socket PATH] [--timeout MS] COMMAND...\n"
     "Controls a running vynd: changes its fabric, posts events, switches faults on and off.\n"
     "With - for the command, reads commands from standard input, one a line, up to one refused.\n"
-    "  --socket PATH  where it listens ($VYN_SOCKET by default)\n"
+    "  --socket PATH  where it listens: by default $VYN_SOCKET, or else /run/vynd/vynd.sock\n"
     "  --timeout MS   how long to wait for it, 5000 by default\n"
     "  --help         this text\n"
     "  --version      the version\n"
@@ -129,7 +128,7 @@ int main(int argc, char **argv)
         {"version", no_argument, nullptr, 'v'},
         {nullptr, 0, nullptr, 0},
     };
-    const char *path = std::getenv("VYN_SOCKET");
+    std::string path = vynd::socket_path();
     std::optional<uint32_t> timeout = 5000;
     // "+": options end where the command begins, whose words may start with a dash.
     for (int letter; (letter = getopt_long(argc, argv, "+", known, nullptr)) != -1;) {
@@ -141,7 +140,7 @@ int main(int argc, char **argv)
         default: return show_usage(stderr, wrong_usage);
         }
     }
-    if (optind == argc || !path || !timeout)
+    if (optind == argc || path.empty() || !timeout)
         return show_usage(stderr, wrong_usage);
     std::string command = argv[optind];
     for (int word = optind + 1; word < argc; ++word)

@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <system_error>
 
@@ -20,9 +19,9 @@
 namespace {
 
 constexpr char usage[] =
-    "usage: vynd --socket PATH --scenario FILE [--log FILE] [--quiet]\n"
+    "usage: vynd [--socket PATH] --scenario FILE [--log FILE] [--quiet]\n"
     "Stands in for the VYN service of a switch, with the fabric of a scenario file.\n"
-    "  --socket PATH    where to listen ($VYN_SOCKET by default)\n"
+    "  --socket PATH    where to listen: by default $VYN_SOCKET, or else /run/vynd/vynd.sock\n"
     "  --scenario FILE  the fabric, in JSON\n"
     "  --log FILE       append the log to FILE instead of writing it to standard output\n"
     "  --quiet          no line for each request\n"
@@ -33,8 +32,8 @@ constexpr char usage[] =
 
 struct options {
     std::string socket;
-    std::string scenario;
-    std::string log;
+    std::string scenario{};
+    std::string log{};
     bool quiet = false;
 };
 
@@ -91,9 +90,7 @@ int main(int argc, char **argv)
         {"version", no_argument, nullptr, 'v'},
         {nullptr, 0, nullptr, 0},
     };
-    options chosen;
-    if (const char *path = std::getenv("VYN_SOCKET"))
-        chosen.socket = path;
+    options chosen{.socket = vynd::socket_path()};
     for (int letter; (letter = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
         switch (letter) {
         case 's': chosen.socket = optarg; break;

@@ -19,6 +19,7 @@
 
 namespace vynd {
 
+inline constexpr char default_socket[] = "/run/vynd/vynd.sock"; // without VYN_SOCKET
 inline constexpr uint32_t protocol_version = 1;
 inline constexpr size_t largest_frame = 64 * 1024; // in bytes, the header included
 

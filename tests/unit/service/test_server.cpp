@@ -59,6 +59,24 @@ struct Server : testing::Test {
     }
 };
 
+TEST(Start, SaysWhyALogCannotBeOpened) {
+    try {
+        event_log log("/tmp/vynd-no-such-folder/log");
+        ADD_FAILURE() << "it is open";
+    } catch (const std::system_error &error) {
+        EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory) << error.what();
+    }
+}
+
+TEST(Start, AnEmptySocketPathIsNone) {
+    setenv("VYN_SOCKET", "/tmp/a", 1);
+    EXPECT_EQ(socket_path(), "/tmp/a");
+    setenv("VYN_SOCKET", "", 1);
+    EXPECT_EQ(socket_path(), "/run/vynd/vynd.sock");
+    unsetenv("VYN_SOCKET");
+    EXPECT_EQ(socket_path(), "/run/vynd/vynd.sock");
+}
+
 TEST_F(Server, MalformedFramesCostTheirSenderTheConnectionAndNobodyElse) {
     frame_header endless_user = header_of(frame_kind::request), no_kind = header_of(frame_kind{9});
     std::memset(endless_user.user, 'u', sizeof endless_user.user);
