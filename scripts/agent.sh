@@ -5,6 +5,9 @@
 # start_fabric FOLDER SCENARIO starts them from build/FOLDER. Then $reader, $writer and $secure are
 # the arguments that a manager begins with, $port and $trap_port where agent and receiver are, and
 # $service, $receiver and $agent the processes. What a process prints is in $run, in a file of its name.
+#
+# Started by root, they run as nobody, who can write to their logs and to $run/state. All else in $run
+# is root's, because root runs and sources it.
 vyn=1.3.6.1.4.1.57193.12.7
 trap_transport=udp # tcp: no notification is lost, however many there are
 run= service= receiver= agent=
@@ -17,7 +20,7 @@ stop_fabric() {
 }
 
 start() { # COMMAND...: in the background; its process is $!
-    "${ordinary[@]}" "$@" >>"$run/$(basename "$1").out" 2>&1 &
+    SNMP_PERSISTENT_DIR=$run/state "${ordinary[@]}" "$@" >>"$run/$(basename "$1").out" 2>&1 &
 }
 
 await() { # COMMAND...: until it succeeds
@@ -55,9 +58,11 @@ start_fabric() { # FOLDER SCENARIO
     # Copies, because the agents' user may not be able to read the tree.
     run=$(mktemp -d "/tmp/vyn-$(basename "$0").XXXXXX")
     trap stop_fabric EXIT
+    mkdir "$run/state"
+    touch "$run/snmpd.log" "$run/snmptrapd.log"
     cp "$top/build/$1"/lib/*.so "$top/build/$1"/bin/vyn* "$top"/mibs/*.txt "$run"
     cp "$2" "$run/scenario.json"
-    export VYN_SOCKET=$run/vynd.sock SNMPCONFPATH=$run SNMP_PERSISTENT_DIR=$run/persistent
+    export VYN_SOCKET=$run/state/vynd.sock SNMPCONFPATH=$run SNMP_PERSISTENT_DIR=$run/managers
     port=$(free_port)
     trap_port=$(free_port)
     cat >"$run/agent.conf" <<CONF
@@ -77,7 +82,9 @@ CONF
     echo "disableAuthorization yes" >"$run/receiver.conf"
     if [ "$(id -u)" = 0 ]; then
         ordinary=(setpriv --reuid=nobody --regid=nogroup --clear-groups)
-        chown -R nobody:nogroup "$run"
+        chgrp -R nogroup "$run"
+        chmod -R u+rwX,g=rX,o= "$run"
+        chown nobody "$run/state" "$run"/snmp*.log
     fi
     reader=(-v2c -c watcher 127.0.0.1:$port)
     writer=(-v2c -c oper 127.0.0.1:$port)
