@@ -1,12 +1,8 @@
-// Whose request is being served, and what the agent is told beside the answer.
+// Whose request is being served, and what else the agent is told of it.
 //
-// The agent does not tell the module who asks: in a read function it has no current session. So
-// each registration of the module gets a handler in front of its own as it is made. It notes the
-// identity for the time of the call, which is the only time at which it is known. Registrations of
-// others below the module's root are left alone: they outlive this library.
-//
-// The same handler makes a refusal in COMMIT a commitFailed: the agent passes on no other code of
-// that phase, and some of them reach the manager as success.
+// The agent does not tell the module who asks: in a read function it has no current session. The
+// handler before the module's own notes the identity for the time of the call, the only time at
+// which it is known.
 //
 // Over AgentX nobody knows the manager: there the user is "agentx". Nor does a refusal in COMMIT
 // reach it there: the master takes what COMMIT means for a subagent as done.
@@ -20,16 +16,11 @@
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
-#include <net-snmp/agent/agent_callbacks.h>
-
 #include "host.h"
 #include "snmp_context.h"
 
 namespace vyn_host {
 namespace {
-
-constexpr char module_name[] = "vyn_mib"; // which it registers under
-constexpr oid module_root[] = {1, 3, 6, 1, 4, 1, 57193, 12, 7};
 
 char user_buffer[256];
 const char *user = ""; // or user_buffer, while a request is served
@@ -45,6 +36,8 @@ void note_user(const void *name, size_t length)
     user_buffer[length] = '\0';
     user = user_buffer;
 }
+
+} // namespace
 
 void note_identity(const netsnmp_agent_session *asp)
 {
@@ -64,60 +57,11 @@ void note_identity(const netsnmp_agent_session *asp)
         note_user(pdu.community, pdu.community_len);
 }
 
-int serve(netsnmp_mib_handler *handler, netsnmp_handler_registration *registration,
-          netsnmp_agent_request_info *info, netsnmp_request_info *requests)
+void forget_identity()
 {
-    note_identity(info->asp);
-    the_budget.begin(begun);
-    const int result = netsnmp_call_next_handler(handler, registration, info, requests);
-    if (the_budget.end())
-        for (netsnmp_request_info *each = requests; each != nullptr; each = each->next)
-            each->status = SNMP_ERR_GENERR;
     user = "";
     session = 0;
-    if (info->mode == MODE_SET_COMMIT)
-        for (netsnmp_request_info *each = requests; each != nullptr; each = each->next)
-            if (each->status != SNMP_ERR_NOERROR)
-                each->status = SNMP_ERR_COMMITFAILED;
-    return result;
 }
-
-// The agent also calls this for registrations that it has made before, when it is a subagent that
-// has found its master again.
-int on_registration(int, int, void *parameters, void *)
-{
-    netsnmp_handler_registration *made = static_cast<register_parameters *>(parameters)->reginfo;
-    if (made == nullptr || made->handlerName == nullptr ||
-        strcmp(made->handlerName, module_name) != 0 ||
-        made->rootoid_len < OID_LENGTH(module_root) ||
-        netsnmp_oid_is_subtree(module_root, OID_LENGTH(module_root), made->rootoid,
-                               made->rootoid_len) != 0)
-        return SNMP_ERR_NOERROR;
-    for (netsnmp_mib_handler *each = made->handler; each != nullptr; each = each->next)
-        if (each->access_method == serve)
-            return SNMP_ERR_NOERROR;
-    netsnmp_mib_handler *handler = netsnmp_create_handler("vyn_context", serve);
-    if (handler == nullptr || netsnmp_inject_handler(made, handler) != SNMPERR_SUCCESS) {
-        netsnmp_handler_free(handler);
-        snmp_log(LOG_ERR, "vyn: requests of %s will have no user\n", made->handlerName);
-    }
-    return SNMP_ERR_NOERROR;
-}
-
-struct registration_watch {
-    registration_watch()
-    {
-        snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_REGISTER_OID,
-                               on_registration, nullptr);
-    }
-    ~registration_watch()
-    {
-        snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_REGISTER_OID,
-                                 on_registration, nullptr, 0);
-    }
-} the_watch;
-
-} // namespace
 
 uint32_t requests_begun()
 {

@@ -13,6 +13,8 @@
 
 #define VYN_EXPORT __attribute__((visibility("default")))
 
+struct netsnmp_agent_session_s;
+
 namespace vyn_host {
 
 // System errors of the transport itself. The service's own are 0x40B3....
@@ -90,6 +92,10 @@ void renew_events(pid_t service);
 
 // Whether the last request has found no service at all.
 bool requests_found_nobody();
+
+// Notes who has sent a request, until forget_identity() is called after it has been served.
+void note_identity(const netsnmp_agent_session_s *session);
+void forget_identity();
 
 // Counts the requests of managers that have reached the module. What has been handed out under one
 // count is not held by its callers under another.
