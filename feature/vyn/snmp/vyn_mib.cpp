@@ -12,7 +12,7 @@
 #include <cstring>
 
 #include "libvyn.h"
-#include "vyn_service.h"
+#include "vyn_trace.h"
 
 oid vyn_mib_variables_oid[VYN_MIB_ROOT_LENGTH] = {1, 3, 6, 1, 4, 1, 57193, 12, 7};
 
@@ -120,19 +120,6 @@ void init_vyn_mib(void)
     register_for_notification(MTS_OPC_VYN_NOTIFICATION, handle_VYNNotifications);
 }
 
-// A stock agent keeps one registration for each object, and unregistering the root leaves them all,
-// with pointers into a library that is about to go.
-static void unregister_objects()
-{
-    unregister_mib(vyn_mib_variables_oid, VYN_MIB_ROOT_LENGTH);
-    for (struct variable7 &object : vyn_mib_variables) {
-        oid name[VYN_MIB_ROOT_LENGTH + sizeof(object.name) / sizeof(oid)];
-        memcpy(name, vyn_mib_variables_oid, sizeof(vyn_mib_variables_oid));
-        memcpy(name + VYN_MIB_ROOT_LENGTH, object.name, sizeof(object.name));
-        unregister_mib(name, VYN_MIB_ROOT_LENGTH + object.namelen);
-    }
-}
-
 int deinit_vyn_mib(void)
 {
     vyn_mib_destroy_indxobj(vyn_regions);
@@ -140,7 +127,7 @@ int deinit_vyn_mib(void)
     vyn_mib_destroy_indxobj(vyn_app_regions);
     vyn_app_regions = nullptr;
     vyn_trace(VYN_TRACE_FLOW, "%s : entrying", "deinit_vyn_mib");
-    unregister_objects();
+    unregister_mib(vyn_mib_variables_oid, VYN_MIB_ROOT_LENGTH);
     unregister_for_notification(MTS_OPC_VYN_FEATURE_ACTION);
     return unregister_for_notification(MTS_OPC_VYN_NOTIFICATION);
 }
