@@ -1,12 +1,23 @@
 // What stands between the agent and the module's functions, in each registration of the module.
 //
-// It notes whose request is served. The agent passes on no error of COMMIT but commitFailed, and
-// others reach the manager as success, so they are replaced.
+// It notes whose request is served, and keeps the agent safe from what the module does to OIDs:
+//
+// - A GETNEXT answer must come after the OID asked for. Where a view hides the answer, the agent
+//   asks again from its OID, so an answer that does not move on would keep it asking for ever.
+// - The agent passes on no error of COMMIT but commitFailed. Others reach the manager as success.
+//
+// The agent's own handler calls the module's read function with a copy of the OID, while the
+// request still has the one asked for. So both are replaced: the handler by one that knows the
+// requests, and the read function by one that compares. Nothing is copied for it.
 //
 // The module's registrations also end here. It unregisters its root, but the agent keeps one
 // registration for each object, and with a root that has none of its own it removes nothing.
 
+#include <climits>
 #include <cstring>
+
+#include <algorithm>
+#include <utility>
 
 #include <net-snmp/net-snmp-config.h>
 
@@ -24,13 +35,65 @@ namespace {
 constexpr char module_name[] = "vyn_mib"; // which it registers under
 constexpr oid module_root[] = {1, 3, 6, 1, 4, 1, 57193, 12, 7};
 
-// --- The handler ---
+// --- Reads ---
+
+// Of each object of the module, by its identifier.
+struct {
+    FindVarMethod *read;
+    uint32_t reported; // the connection of the service on which a walk's end was logged, plus 1
+} objects[UCHAR_MAX + 1];
+
+netsnmp_request_info *next_request; // whose object is read next
+
+// Reports whether an answer comes after the OID asked for. The comparison starts at the index: an
+// OID asked for that is not below the column precedes all of the column's rows.
+bool comes_after(const oid *answer, size_t length, const netsnmp_variable_list &asked,
+                 size_t column_length)
+{
+    const size_t common = std::min(length, asked.name_length);
+    for (size_t i = column_length; i < common; i++)
+        if (answer[i] != asked.name[i]) {
+            if (answer[i] > asked.name[i])
+                return true;
+            break;
+        }
+    return snmp_oid_compare(answer, length, asked.name, asked.name_length) > 0;
+}
+
+void report_end_of_walk(const struct variable &object)
+{
+    const uint32_t connection = service_generation() + 1;
+    if (std::exchange(objects[object.magic].reported, connection) == connection)
+        return;
+    char column[256];
+    snprint_objid(column, sizeof(column), object.name, object.namelen);
+    snmp_log(LOG_WARNING,
+             "vyn: walk of %s ended: the answer does not come after the OID asked for\n", column);
+}
+
+// Reads an object through the module. Returns null, with the OID asked for, where the agent must
+// not have the module's answer.
+u_char *read_object(struct variable *object, oid *name, size_t *length, int exact,
+                    size_t *value_length, WriteMethod **write_method)
+{
+    const netsnmp_variable_list &asked =
+        *std::exchange(next_request, next_request->next)->requestvb;
+    u_char *value =
+        objects[object->magic].read(object, name, length, exact, value_length, write_method);
+    if (exact || value == nullptr || comes_after(name, *length, asked, object->namelen))
+        return value;
+    report_end_of_walk(*object);
+    memcpy(name, asked.name, asked.name_length * sizeof(oid));
+    *length = asked.name_length;
+    return nullptr;
+}
 
 int serve(netsnmp_mib_handler *handler, netsnmp_handler_registration *registration,
           netsnmp_agent_request_info *info, netsnmp_request_info *requests)
 {
     note_identity(info->asp);
     the_budget.begin(requests_begun());
+    next_request = requests;
     const int result = netsnmp_old_api_helper(handler, registration, info, requests);
     if (the_budget.end())
         for (netsnmp_request_info *each = requests; each != nullptr; each = each->next)
@@ -74,6 +137,8 @@ void guard(const netsnmp_handler_registration &made)
             return;
         if (each->access_method != netsnmp_old_api_helper)
             continue;
+        auto *object = static_cast<struct variable *>(each->myvoid);
+        objects[object->magic].read = std::exchange(object->findVar, read_object);
         each->access_method = serve;
         return;
     }

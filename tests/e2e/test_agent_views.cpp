@@ -66,6 +66,36 @@ class agent_views : public fabric_agent {
     void expect_no_reports() { EXPECT_EQ(run("cat " + folder + "/snmpd.out"), "") << "from sanitizers"; }
 };
 
+TEST_F(agent_views, do_not_keep_the_agent_asking) {
+    hide("1.1.9.1.5.2"); // a region's row in a VSAN, from which no walk goes on
+    hide("1.1.5.1.2" + peer);
+    start_with(fabric);
+    for (const std::string &who : {junior, bob}) {
+        EXPECT_EQ(manager("snmpwalk", who, "{}.1.1.9.1.5"), "{}.1.1.9.1.5.1.2 = INTEGER: 1\n");
+        EXPECT_EQ(manager("snmpbulkwalk", who, "{}.1.1.9.1.5"), "{}.1.1.9.1.5.1.2 = INTEGER: 1\n");
+    }
+    // Seen or not, such a row ends its column, and the walk goes on with the next.
+    const std::string walk = manager("snmpwalk", oper, "{}");
+    EXPECT_EQ(manager("snmpbulkwalk", oper, "{}"), walk);
+    EXPECT_EQ(count(walk, "\n{}.1.1.9.1.5" + vsan), 1u);
+    EXPECT_EQ(parse(walk).back().name, (oid_name{1, 4, 2, 1, 3, 2})) << walk;
+    EXPECT_EQ(count(agent_log(), out_of_order), 2u) << "one line for each column of the table:\n" << agent_log();
+    // So does a null reply, which is answered with the row before under the OID that was asked for.
+    control("fault empty");
+    for (const std::string &who : {junior, oper}) {
+        EXPECT_EQ(parse(manager("snmpgetnext", who, "{}.1.1.5.1.2" + peer)).size(), 1u);
+        EXPECT_FALSE(has(manager("snmpwalk", who, "{}.1.1"), "not increasing"));
+    }
+    control("fault off");
+    EXPECT_EQ(manager("snmpwalk", oper, "{}"), walk);
+    const size_t lines = count(agent_log(), out_of_order);
+    stop_service(SIGTERM);
+    start_service(folder + "/fabric.json");
+    ASSERT_TRUE(wait_until([&] { return subscriptions() == 2; }));
+    for (int i = 0; i < 3; i++) EXPECT_EQ(manager("snmpwalk", oper, "{}"), walk);
+    EXPECT_EQ(count(agent_log(), out_of_order), lines + 2) << "again, for another service:\n" << agent_log();
+}
+
 class agent_registrations : public agent_views {};
 
 TEST_F(agent_registrations, end_with_the_module) {
