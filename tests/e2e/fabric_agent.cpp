@@ -152,8 +152,7 @@ void fabric_agent::start_agent() {
         << "rocommunity watcher default\nrwcommunity oper default\n"
         << "createUser alice SHA alice-auth AES alice-priv\nrwuser alice priv\n"
         << replace_all(trap_sink, "{}", transport + ":127.0.0.1:" + trap_port) << "\n";
-    agent = spawn("env LD_PRELOAD='" + preloaded + "' snmpd -f -C -c agent.conf -Lf snmpd.log " + agent_options +
-                  " >>snmpd.out");
+    agent = spawn(snmpd() + " -f -C -c agent.conf -Lf snmpd.log " + agent_options + " >>snmpd.out");
     const std::string hasty = "-r 0 -t 0.1 " + watcher;
     ASSERT_TRUE(wait_until([&] { return has(manager("snmpget", hasty, ".1.3.6.1.2.1.1.3.0"), "Timeticks"); }));
 }
@@ -163,6 +162,8 @@ std::string fabric_agent::marker(const std::string &path) {
     std::filesystem::create_directories(place.parent_path());
     return place;
 }
+
+std::string fabric_agent::snmpd() const { return "env LD_PRELOAD='" + preloaded + "' snmpd"; }
 
 void fabric_agent::use_sanitizers() {
     agent_module = VYN_SANITIZED_MODULE;

@@ -56,6 +56,7 @@ class fabric_agent : public testing::Test {
     void restart_agent();                        // as a manager of processes does it, by SIGHUP
     std::string marker(const std::string &path); // of NPV mode: where the agent looks for the file of that path
     void use_sanitizers();                       // in the agents that are started from now on, where they can be had
+    std::string snmpd() const;                   // the command that starts an agent, without options
     void stop_all(); // the agent by SIGTERM: whatever has happened to it, it has to end well
 
     // vynctl with these words; its output.

@@ -44,8 +44,8 @@ class agent_views : public fabric_agent {
         std::ofstream(folder + "/subagent.conf") << "agentXSocket unix:" + folder + "/agentx\n" + configuration + "\n";
         if ((subagent = fork()) != 0) return;
         execl("/bin/sh", "sh", "-c",
-              ("cd " + folder + " && SNMP_PERSISTENT_DIR=subagent exec " + agent_wrapper + "snmpd -f -C -X -I " +
-               modules + " -c subagent.conf -Lf subagent.log >>snmpd.out 2>&1")
+              ("cd " + folder + " && SNMP_PERSISTENT_DIR=subagent exec " + snmpd() + " -f -C -X -I " + modules +
+               " -c subagent.conf -Lf subagent.log >>snmpd.out 2>&1")
                   .c_str(),
               nullptr);
         _exit(127);
@@ -120,7 +120,7 @@ TEST_F(agent_registrations, end_with_the_module) {
 
     start_with(fabric);
     const std::string second =
-        run("cd " + folder + " && SNMP_PERSISTENT_DIR=second " + agent_wrapper + "snmpd -f -C -c agent.conf -Lo");
+        run("cd " + folder + " && SNMP_PERSISTENT_DIR=second " + snmpd() + " -f -C -c agent.conf -Lo");
     EXPECT_TRUE(has(second, "Error opening specified endpoint")) << "it exits with the module, and its objects, loaded";
     EXPECT_FALSE(has(second, "Sanitizer"));
     stop_all();
