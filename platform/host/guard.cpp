@@ -2,6 +2,9 @@
 //
 // It notes whose request is served, and keeps the agent safe from what the module does to OIDs:
 //
+// - The agent checks the OID of a request against the manager's view. An exact read may replace it
+//   by the OID of the row that it finds, and a SET then writes that row. So the agent's access
+//   control is asked again for an OID that has been replaced, before anything is written.
 // - A GETNEXT answer must come after the OID asked for. Where a view hides the answer, the agent
 //   asks again from its OID, so an answer that does not move on would keep it asking for ever.
 // - The agent passes on no error of COMMIT but commitFailed. Others reach the manager as success.
@@ -43,7 +46,9 @@ struct {
     uint32_t reported; // the connection of the service on which a walk's end was logged, plus 1
 } objects[UCHAR_MAX + 1];
 
-netsnmp_request_info *next_request; // whose object is read next
+// The request whose object is read next, and the session that asks for it.
+netsnmp_request_info *next_request;
+const netsnmp_agent_session *asking;
 
 // Reports whether an answer comes after the OID asked for. The comparison starts at the index: an
 // OID asked for that is not below the column precedes all of the column's rows.
@@ -60,6 +65,17 @@ bool comes_after(const oid *answer, size_t length, const netsnmp_variable_list &
     return snmp_oid_compare(answer, length, asked.name, asked.name_length) > 0;
 }
 
+// Reports whether an exact read may answer with the row that it has found. A GETNEXT reads exactly
+// when it comes from the master of a subagent and includes the OID asked for, and no other.
+bool may_answer(oid *row, size_t length, const netsnmp_variable_list &asked, u_char type)
+{
+    if (length == asked.name_length && memcmp(row, asked.name, length * sizeof(oid)) == 0)
+        return true;
+    netsnmp_pdu *pdu = asking->pdu;
+    return pdu->command != SNMP_MSG_GETNEXT && pdu->command != SNMP_MSG_GETBULK &&
+           in_a_view(row, &length, pdu, type) == VACM_SUCCESS;
+}
+
 void report_end_of_walk(const struct variable &object)
 {
     const uint32_t connection = service_generation() + 1;
@@ -71,6 +87,11 @@ void report_end_of_walk(const struct variable &object)
              "vyn: walk of %s ended: the answer does not come after the OID asked for\n", column);
 }
 
+int refuse_write(int action, u_char *, u_char, size_t, u_char *, oid *, size_t)
+{
+    return action == MODE_SET_RESERVE1 ? SNMP_ERR_NOACCESS : SNMP_ERR_NOERROR;
+}
+
 // Reads an object through the module. Returns null, with the OID asked for, where the agent must
 // not have the module's answer.
 u_char *read_object(struct variable *object, oid *name, size_t *length, int exact,
@@ -80,9 +101,13 @@ u_char *read_object(struct variable *object, oid *name, size_t *length, int exac
         *std::exchange(next_request, next_request->next)->requestvb;
     u_char *value =
         objects[object->magic].read(object, name, length, exact, value_length, write_method);
-    if (exact || value == nullptr || comes_after(name, *length, asked, object->namelen))
+    if (exact ? may_answer(name, *length, asked, static_cast<u_char>(object->type))
+              : value == nullptr || comes_after(name, *length, asked, object->namelen))
         return value;
-    report_end_of_walk(*object);
+    if (exact)
+        *write_method = refuse_write;
+    else
+        report_end_of_walk(*object);
     memcpy(name, asked.name, asked.name_length * sizeof(oid));
     *length = asked.name_length;
     return nullptr;
@@ -93,6 +118,7 @@ int serve(netsnmp_mib_handler *handler, netsnmp_handler_registration *registrati
 {
     note_identity(info->asp);
     the_budget.begin(requests_begun());
+    asking = info->asp;
     next_request = requests;
     const int result = netsnmp_old_api_helper(handler, registration, info, requests);
     if (the_budget.end())

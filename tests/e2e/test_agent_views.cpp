@@ -21,6 +21,28 @@ const std::string fabric =
     "status": "failed", "failure": 1, "members": [{"address": "10.1.0.11", "attr1": 1}]}],
     "regions": [{"scope": "physical", "region": 2}]}]})";
 
+// An object under an OID that is not its own: its column, an index that reaches the row, and the row's own.
+const struct {
+    std::string column, index, row, value = {}; // and what a SET gives it
+} aliases[] = {
+    {.column = "1.1.1.1.2", .index = ".0" + ntp, .row = ".3" + ntp, .value = "i 4"}, // the name's length is not read
+    {.column = "1.1.1.1.3", .index = ".4294967295" + ntp, .row = ".3" + ntp, .value = "i 2"},
+    {.column = "1.1.1.1.4", .index = ".0" + ntp, .row = ".3" + ntp, .value = "x 00000001"},
+    {.column = "1.1.2.1.6", .index = ".3" + ntp + ".2.1.0.0.0.10", .row = ".3" + ntp + vsan}, // nor is the VSAN's
+    {.column = "1.1.2.1.3", .index = ".3.366.116.112" + vsan, .row = ".3" + ntp + vsan},      // the low 8 bits
+    {.column = "1.1.3.1.5", .index = ".3" + ntp + ".2.9.0.0.0.10", .row = ".3" + ntp + vsan, .value = "i 2"},
+    {.column = "1.1.4.1.3", .index = ".3" + ntp + ".2.5.0.0.0.10.7" + peer, .row = ".3" + ntp + vsan + peer},
+    {.column = "1.1.5.1.2", .index = ".1.4.266.1.0.11", .row = peer},
+    {.column = "1.1.6.1.4", .index = ".3" + ntp + ".2.5.0.0.0.10.7" + peer, .row = ".3" + ntp + vsan + peer},
+    {.column = "1.1.7.1.6", .index = ".3" + ntp + ".1", .row = ".3" + ntp + ".1.0", .value = "i 2"}, // without its end
+    {.column = "1.1.9.1.5", .index = ".9.2", .row = ".1.2", .value = "i 6"}, // the first sub-identifier is not read
+    {.column = "1.1.9.1.5", .index = ".2" + vsan + ".3", .row = vsan, .value = "i 6"},
+    {.column = "1.1.10.1.4", .index = ".3" + ntp + ".7", .row = ".3" + ntp + ".1", .value = "u 3"}, // nor is the scope
+    {.column = "1.1.10.1.6", .index = ".3" + ntp + vsan, .row = ".3" + ntp + ".1", .value = "i 6"},
+    {.column = "1.1.11.1.5", .index = ".1.4.10.257.0.11", .row = peer, .value = "i 6"},
+    {.column = "1.4.2.1.2", .index = "", .row = ".2", .value = "x " + ff08}, // the column's number is taken for one
+};
+
 class agent_views : public fabric_agent {
   protected:
     const std::string junior = "-r 0 -v2c -c junior",
@@ -65,6 +87,31 @@ class agent_views : public fabric_agent {
     }
     void expect_no_reports() { EXPECT_EQ(run("cat " + folder + "/snmpd.out"), "") << "from sanitizers"; }
 };
+
+TEST_F(agent_views, hide_rows_under_every_oid_that_reaches_them) {
+    for (const auto &alias : aliases) hide(alias.column + alias.row);
+    start_with(fabric);
+    for (const auto &alias : aliases) {
+        const std::string asked = alias.column + alias.index;
+        SCOPED_TRACE(asked);
+        EXPECT_TRUE(has(manager("snmpget", oper, "{}." + asked), "{}." + alias.column + alias.row))
+            << "it reaches the row";
+        for (const std::string &who : {junior, bob}) {
+            EXPECT_EQ(get(asked, who), no_instance);
+            EXPECT_TRUE(alias.value.empty() || has(set(asked + " " + alias.value, who), "noAccess"));
+        }
+    }
+    EXPECT_EQ(count(service_log(), " set "), 0u) << service_log();
+    // Rows in the view are served as ever, those beside a hidden one included.
+    const std::string visible = " {}.1.1.1.1.10.0" + ntp, own = "{}.1.1.1.1.10.3" + ntp + " = INTEGER: ";
+    for (const std::string &who : {junior, bob}) {
+        EXPECT_TRUE(has(manager("snmpset", who, visible + " i 2"), own + "2\n"));
+        EXPECT_TRUE(has(manager("snmpget", who, "{}.1.1.1.1.2.0" + ntp + visible + " {}.1.4.1.0"),
+                        "{}.1.1.1.1.2.0" + ntp + " = " + no_instance + "\n" + own + "2\n{}.1.4.1.0 = INTEGER: "));
+        EXPECT_TRUE(has(manager("snmpset", who, visible + " i 1 {}.1.1.1.1.2.0" + ntp + " i 4"), "noAccess"));
+    }
+    EXPECT_EQ(count(service_log(), " set "), 2u) << "nothing of a SET that was refused in part";
+}
 
 TEST_F(agent_views, do_not_keep_the_agent_asking) {
     hide("1.1.9.1.5.2"); // a region's row in a VSAN, from which no walk goes on
@@ -123,6 +170,28 @@ TEST_F(agent_registrations, end_with_the_module) {
         run("cd " + folder + " && SNMP_PERSISTENT_DIR=second " + snmpd() + " -f -C -c agent.conf -Lo");
     EXPECT_TRUE(has(second, "Error opening specified endpoint")) << "it exits with the module, and its objects, loaded";
     EXPECT_FALSE(has(second, "Sanitizer"));
+    stop_all();
+    expect_no_reports();
+}
+
+// The master has checked the view, and a subagent has none.
+TEST_F(agent_views, are_the_masters_over_agentx) {
+    use_sanitizers();
+    start_with(fabric);
+    const std::string walk = manager("snmpwalk", oper, "{}");
+    run("sed -i /^dlmod/d " + folder + "/agent.conf");
+    restart_agent();
+    start_subagent("dlmod", "dlmod vyn_mib " + agent_module);
+    ASSERT_TRUE(wait_until([&] { return manager("snmpwalk", oper, "{}") == walk; }));
+    for (int i = 0; i < 3; i++) {
+        const size_t before = subscriptions();
+        EXPECT_TRUE(has(manager("snmpget", oper, "{}.1.1.1.1.2.0" + ntp), "{}.1.1.1.1.2.3" + ntp + " = INTEGER: 1\n"));
+        EXPECT_EQ(set("1.1.1.1.10.0" + ntp + " i 1"), "INTEGER: 1");
+        kill(subagent, SIGHUP);
+        ASSERT_TRUE(wait_until([&] { return subscriptions() > before; }));
+        ASSERT_TRUE(wait_until([&] { return manager("snmpwalk", oper, "{}") == walk; }));
+    }
+    end_subagent();
     stop_all();
     expect_no_reports();
 }
