@@ -1,8 +1,8 @@
-// be32: the 32-bit word of every VYN message, most significant byte first.
+// be32: the 32-bit big-endian word of every VYN message.
 //
-// Records on the wire are plain structs of be32 and byte arrays. The class holds bytes, not a
-// number, so it has no alignment and no byte order of the host's: a record read from any offset of
-// any buffer means the same everywhere, and no call site swaps anything.
+// Records of messages are plain structs of be32 and byte arrays. The class holds bytes, not a
+// number. So it has alignment 1, a record may start at any offset of a buffer, and only this class
+// converts byte order.
 #pragma once
 
 #include <cstdint>

@@ -1,15 +1,14 @@
-// Peers: the address part and the feature peer's key of an index, and the one query by which three
-// tables ask for a peer.
+// Peers: the address and the key of a peer in an index, and the query that three tables share.
 //
-// Octets of an index are narrowed to their low 8 bits. What an exact index must have, a partial one
-// may lack: of an address, that is zero here; a table that goes on from something else says so.
+// Octets are the low 8 bits of sub-identifiers. An exact index must be complete. A GETNEXT index
+// may end anywhere, and keys are zero where nothing is decoded into them.
 
 #include "vyn_app_peer.h"
 
 #include <cstring>
 
-// In front of every text, in place of its type.
-static constexpr oid text_mark = 16;
+// The address type of every text in an index. In a record, a text may have any other type.
+static constexpr oid text_addr_type = 16;
 
 size_t vyn_addr_length(uint32_t addr_type, const char (&addr)[256])
 {
@@ -32,10 +31,11 @@ bool vyn_take_address(vyn_oid_cursor *index, be32 *addr_type, char (&addr)[256])
 }
 
 bool vyn_take_leading_address(vyn_oid_cursor index, be32 *addr_type, char (&addr)[256],
-                              const char *function, vyn_trace_level no_index)
+                              const char *function, vyn_trace_level no_index_level)
 {
-    constexpr size_t shortest = 6;
-    return vyn_has_index(index, function, no_index) && index.left() >= shortest &&
+    constexpr size_t min_length = 6; // of an IPv4 address part
+    // Quirk: also refuses texts of fewer than 4 characters, so only a walk finds them.
+    return vyn_has_index(index, function, no_index_level) && index.left() >= min_length &&
            vyn_take_address(&index, addr_type, addr);
 }
 
@@ -45,7 +45,7 @@ void vyn_take_partial_address(vyn_oid_cursor *index, be32 *addr_type, char (&add
     if (!index->take(&type))
         return;
     *addr_type = static_cast<uint32_t>(type);
-    const size_t count = index->take_count();
+    const size_t count = index->take_octet_count();
     if (count == 0)
         return;
     if (index->take_octets(reinterpret_cast<uint8_t *>(addr), count) == count)
@@ -53,10 +53,10 @@ void vyn_take_partial_address(vyn_oid_cursor *index, be32 *addr_type, char (&add
 }
 
 bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char *function,
-                           vyn_trace_level no_index)
+                           vyn_trace_level no_index_level)
 {
     oid scope, vsan_length;
-    if (!vyn_take_key_name(&index, peer->local_app.name, function, no_index) ||
+    if (!vyn_take_key_name(&index, peer->local_app.name, function, no_index_level) ||
         !index.take(&scope) || !index.take(&vsan_length) ||
         (scope != VYN_SCOPE_PHYSICAL && scope != VYN_SCOPE_LOGICAL))
         return false;
@@ -67,6 +67,7 @@ bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char 
             vyn_oid_cursor(index).take_octets(vsan, sizeof(vsan)) < sizeof(vsan))
             return false;
         memcpy(&peer->vsan, vsan, sizeof(vsan));
+        // Quirk: reads four octets, but skips as many sub-identifiers as the length states.
         if (!index.skip(vsan_length))
             return false;
     }
@@ -76,7 +77,7 @@ bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char 
 void vyn_put_address(vyn_oid_builder *index, uint32_t addr_type, const char (&addr)[256])
 {
     const bool text = addr_type != VYN_ADDR_IPV4 && addr_type != VYN_ADDR_IPV6;
-    index->put(text ? text_mark : addr_type);
+    index->put(text ? text_addr_type : addr_type);
     index->put_name(addr, vyn_addr_length(addr_type, addr));
 }
 
@@ -98,8 +99,8 @@ bool vyn_put_peer_scope(vyn_oid_builder *index, const vyn_app_peer &peer)
 u32 vyn_query_peer(const vyn_peer_query &query, bool exact, vyn_snmp_req *request, vyn_reply *reply)
 {
     const vyn_app_peer &key = request->request.req_app_peer.peer;
-    const vyn_msg_type msg_type = vyn_read_type(exact);
-    vyn_trace(VYN_TRACE_FLOW, query.sending, query.sender, uint32_t{msg_type},
+    const vyn_msg_type msg_type = vyn_read_msg_type(exact);
+    vyn_trace(VYN_TRACE_FLOW, query.sending, query.sending_function, uint32_t{msg_type},
               vyn_field(key.local_app.name), key.scope, key.vsan);
     vyn_trace(VYN_TRACE_FLOW, query.sending_address, key.addr_type, vyn_field(key.addr));
     return vyn_query(MTS_OPC_VYN_SNMP_QUERY, msg_type, request, reply, query.function, query.failed,
@@ -108,7 +109,7 @@ u32 vyn_query_peer(const vyn_peer_query &query, bool exact, vyn_snmp_req *reques
 
 void vyn_trace_peer(const vyn_peer_query &query, bool exact, const vyn_app_peer &found)
 {
-    const vyn_msg_type msg_type = vyn_read_type(exact);
+    const vyn_msg_type msg_type = vyn_read_msg_type(exact);
     vyn_trace(VYN_TRACE_FLOW, query.received, query.function, uint32_t{msg_type},
               vyn_field(found.local_app.name), found.scope, found.vsan);
     vyn_trace(VYN_TRACE_FLOW, query.received_address, found.addr_type, vyn_field(found.addr));

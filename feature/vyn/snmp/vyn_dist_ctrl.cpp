@@ -61,7 +61,7 @@ static int header_vynDistCtrlEntry(const struct variable *vp, oid *name, size_t 
         return error;
 
     vyn_reply reply;
-    if (u32 error = vyn_call(MTS_OPC_VYN_SNMP_QUERY, vyn_read_type(exact), &request, &reply)) {
+    if (u32 error = vyn_call(MTS_OPC_VYN_SNMP_QUERY, vyn_read_msg_type(exact), &request, &reply)) {
         vyn_trace(VYN_TRACE_FAILURE,
                   "%s :cmi_get_vynDistCtrlEntry call :cmi Get call to the module failed with "
                   "reasoncode : %s",
@@ -261,10 +261,10 @@ int set_vynDistCtrlAction(int action, u_char *var_val, u_char var_val_type, size
         vyn_trace(VYN_TRACE_FLOW, "%s : Entering RESERVE1 \n", action_name);
         if (int refusal = vyn_check_integer(action_checks, var_val, var_val_type, var_val_len))
             return refusal;
-        return reserve_action(family, vyn_set_integer(var_val, var_val_len));
+        return reserve_action(family, vyn_varbind_integer(var_val, var_val_len));
     case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_action();
     case SNMP_MSG_INTERNAL_SET_ACTION:
-        return run_action(family, vyn_set_integer(var_val, var_val_len));
+        return run_action(family, vyn_varbind_integer(var_val, var_val_len));
     case SNMP_MSG_INTERNAL_SET_COMMIT: return end_action("%s : COMMIT \n", "%s : COMMIT done\n");
     case SNMP_MSG_INTERNAL_SET_FREE: return end_action("%s : FREE \n", "%s : FREE done\n");
     case SNMP_MSG_INTERNAL_SET_UNDO: return end_action("%s : UNDO \n", "%s : UNDO done\n");
@@ -324,7 +324,7 @@ static int check_address(const u_char *value, u_char type, size_t length, oid fa
                               SNMP_ERR_WRONGTYPE);
     if (length < 1 || length > 255)
         return refuse_address("%s : write to vynDistCtrlAddr: bad length", SNMP_ERR_WRONGLENGTH);
-    if (name_len > VYN_TABLE_INDEX + 1)
+    if (name_len > VYN_INDEX_START + 1)
         return refuse_address("%s : write to vynDistCtrlAddr : operation failed : invaild no of "
                               "indices passed.",
                               SNMP_ERR_INCONSISTENTVALUE);

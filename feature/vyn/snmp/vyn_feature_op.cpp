@@ -238,7 +238,7 @@ int set_vynFeatureOpAction(int action, u_char *var_val, u_char var_val_type, siz
         entry = vyn_parse_FeatureEntry(name, length);
         if (entry == nullptr)
             return SNMP_NOSUCHINSTANCE;
-        entry->action = static_cast<u32>(vyn_set_integer(var_val, var_val_len));
+        entry->action = static_cast<u32>(vyn_varbind_integer(var_val, var_val_len));
         return SNMP_ERR_NOERROR;
     case SNMP_MSG_INTERNAL_SET_COMMIT:
         entry = vyn_parse_FeatureEntry(name, length);
@@ -262,7 +262,7 @@ static int write_field(const vyn_integer_checks &checks, u32 vyn_feature_entry::
         entry = vyn_parse_FeatureEntry(name, length);
         if (entry == nullptr)
             return SNMP_NOSUCHINSTANCE;
-        entry->*field = static_cast<u32>(vyn_set_integer(var_val, var_val_len));
+        entry->*field = static_cast<u32>(vyn_varbind_integer(var_val, var_val_len));
         return store(entry);
     default: return SNMP_ERR_NOERROR;
     }

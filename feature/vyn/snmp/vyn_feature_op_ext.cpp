@@ -297,7 +297,8 @@ int set_vynFeatureOpExtShowCfgOption(int action, u_char *var_val, u_char var_val
             return refusal;
         return check_row_exists(name, length);
     case SNMP_MSG_INTERNAL_SET_ACTION:
-        return store_option(static_cast<u32>(vyn_set_integer(var_val, var_val_len)), name, length);
+        return store_option(static_cast<u32>(vyn_varbind_integer(var_val, var_val_len)), name,
+                            length);
     default: return SNMP_ERR_NOERROR;
     }
 }

@@ -125,7 +125,7 @@ struct assignment {
 static assignment find_assignment(const oid *name, size_t length)
 {
     assignment found{};
-    const vyn_oid_cursor index(name, length, VYN_TABLE_INDEX);
+    const vyn_oid_cursor index(name, length, VYN_INDEX_START);
     found.parsed = get_vynFeatureRegionEntry_instance(index, true, &found.row) == 0;
     // Octets that run on from the VSAN may have filled the name; here it is a key, and ends.
     found.row.app_name[sizeof(found.row.app_name) - 1] = '\0';
@@ -157,7 +157,7 @@ static int add_waiting_row(vyn_feature_region_rec row, uint32_t create_mark)
     if (copy == nullptr)
         return SNMP_ERR_GENERR;
     vyn_trace(VYN_TRACE_FLOW, "app_name: %s is added in to indxobj", vyn_field(row.app_name));
-    vyn_keep_row(vyn_app_regions, copy, row.app_name);
+    vyn_add_row(vyn_app_regions, copy, row.app_name);
     return SNMP_ERR_NOERROR;
 }
 
@@ -260,7 +260,7 @@ static int end_status(const oid *name, size_t length, vyn_format<const char *> d
 int set_vynFeatureRegionStatus(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
                                u_char *stored_value, oid *name, size_t name_len)
 {
-    const auto status = [&] { return vyn_set_integer(var_val, var_val_len); };
+    const auto status = [&] { return vyn_varbind_integer(var_val, var_val_len); };
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         if (int refusal = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
@@ -344,7 +344,7 @@ int set_vynFeatureRegionId(int action, u_char *var_val, u_char var_val_type, siz
             return refusal;
         return reserve_region(find_assignment(name, name_len));
     case SNMP_MSG_INTERNAL_SET_RESERVE2:
-        return check_region(name, name_len, vyn_set_integer(var_val, var_val_len));
+        return check_region(name, name_len, vyn_varbind_integer(var_val, var_val_len));
     case SNMP_MSG_INTERNAL_SET_ACTION: return send_region(name, name_len);
     case SNMP_MSG_INTERNAL_SET_COMMIT:
         return drop_waiting_row(name, name_len, id_function, "%s : COMMIT -- done");

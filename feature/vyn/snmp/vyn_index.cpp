@@ -1,8 +1,8 @@
-// Reading and writing OID indexes: names of features, the cursor and the builder.
+// Decoding and encoding of OID indexes: names of features, the cursor and the builder.
 //
-// Everything here compares a count with what is left before it uses it. What insists on characters
-// looks at a sub-identifier as it is; what takes octets narrows it. Most decoders trace nothing: an
-// index that names no row is nothing unusual.
+// Every count is compared with what is left before it is used. Decoders of strings refuse a
+// sub-identifier over 255, decoders of octets take its low 8 bits. Most decoders trace nothing,
+// because managers often request an index that names no row.
 
 #include "vyn_index.h"
 
@@ -22,6 +22,7 @@ void string_to_oid(const char *string, oid *name, size_t start, size_t count)
         name[start + i] = static_cast<unsigned char>(string[i]);
 }
 
+// A character is a sub-identifier of at most 255.
 static bool are_characters(const oid *name, size_t count)
 {
     return std::all_of(name, name + count, [](oid value) { return value <= 255; });
@@ -48,11 +49,11 @@ int vynFeature_parse_oid(const oid *index, size_t index_length, char **name_out,
 
 vyn_feature_entry *vyn_parse_FeatureEntry(const oid *name, size_t length)
 {
-    constexpr size_t index = VYN_TABLE_INDEX;
+    constexpr size_t start = VYN_INDEX_START;
     char *feature = nullptr;
     size_t feature_length = 0;
-    if (length <= index ||
-        vynFeature_parse_oid(name + index, length - index, &feature, &feature_length) != 0)
+    if (length <= start ||
+        vynFeature_parse_oid(name + start, length - start, &feature, &feature_length) != 0)
         return nullptr;
     vyn_feature_entry *entry = vyn_getFeatureEntry(feature);
     free(feature);
@@ -90,7 +91,7 @@ bool vyn_oid_cursor::take_string(char *string, size_t max_length)
     return true;
 }
 
-bool vyn_oid_cursor::last(oid *value) const
+bool vyn_oid_cursor::peek_last(oid *value) const
 {
     if (next_ == end_)
         return false;
@@ -124,9 +125,9 @@ bool vyn_oid_cursor::take_strict_app_name(char (&name)[VYN_MAX_APP_NAME + 1])
 
 void vyn_oid_cursor::take_partial_app_name(char (&name)[VYN_MAX_APP_NAME + 1])
 {
-    oid wanted = 0;
-    take(&wanted);
-    const size_t length = std::min<oid>(wanted, VYN_MAX_APP_NAME);
+    oid stated_length = 0;
+    take(&stated_length);
+    const size_t length = std::min<oid>(stated_length, VYN_MAX_APP_NAME);
     const size_t present = std::min(length, left());
     oid_to_string(next_, name, 0, present);
     next_ += present;
@@ -142,7 +143,7 @@ bool vyn_oid_cursor::take_service_scope(be32 *scope, be32 *vsan)
         return false;
     *scope = vyn_service_scope_of(index_scope);
     if (index_scope == VYN_SCOPE_PHYSICAL)
-        return left() == 0;
+        return left() == 0; // Quirk: refuses the 0 that other tables have here
     if (index_scope != VYN_SCOPE_LOGICAL || !take(&vsan_length) || vsan_length == 0 ||
         take_octets(octets, sizeof(octets)) != sizeof(octets))
         return false;
@@ -150,7 +151,7 @@ bool vyn_oid_cursor::take_service_scope(be32 *scope, be32 *vsan)
     return true;
 }
 
-size_t vyn_oid_cursor::take_count()
+size_t vyn_oid_cursor::take_octet_count()
 {
     oid count = 0;
     take(&count);
@@ -163,26 +164,28 @@ vyn_oid_cursor vyn_index_of(const struct variable *column, const oid *name, size
     return {name, length, exact || vyn_is_below(column, name, length) ? column->namelen : length};
 }
 
-void vyn_trace_read(const char *function, bool exact, size_t length, size_t base)
+void vyn_trace_read(const char *function, bool exact, size_t length, size_t column_length)
 {
     vyn_trace(VYN_TRACE_FLOW, "%s : exact : %d , *len = %d , vp_namelen = %d \n", function,
-              int{exact}, static_cast<int>(length), static_cast<int>(base));
+              int{exact}, static_cast<int>(length), static_cast<int>(column_length));
 }
 
-bool vyn_has_index(const vyn_oid_cursor &index, const char *function, vyn_trace_level no_index)
+bool vyn_has_index(const vyn_oid_cursor &index, const char *function,
+                   vyn_trace_level no_index_level)
 {
     if (index.left() == 0)
-        vyn_trace(no_index, "%s : return match -failed \n", function);
+        vyn_trace(no_index_level, "%s : return match -failed \n", function);
     return index.left() != 0;
 }
 
 bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_MAX_APP_NAME + 1],
-                       const char *function, vyn_trace_level no_index, vyn_trace_level empty)
+                       const char *function, vyn_trace_level no_index_level,
+                       vyn_trace_level empty_name_level)
 {
-    if (!vyn_has_index(*index, function, no_index) || !index->take_app_name(name))
+    if (!vyn_has_index(*index, function, no_index_level) || !index->take_app_name(name))
         return false;
     if (name[0] == '\0')
-        vyn_trace(empty, "%s : app name - return match failed \n", function);
+        vyn_trace(empty_name_level, "%s : app name - return match failed \n", function);
     return name[0] != '\0';
 }
 
@@ -225,7 +228,7 @@ void vyn_oid_builder::put_service_scope(be32 scope, be32 vsan)
     }
 }
 
-void vyn_oid_builder::put_as_in(const oid *name, size_t length)
+void vyn_oid_builder::put_from(const oid *name, size_t length)
 {
     put(length_ < length ? name[length_] : 0);
 }
@@ -245,8 +248,8 @@ bool vyn_oid_builder::commit(oid *name, size_t *length) const
 bool vyn_commit_scoped_row(const struct variable *column, const vyn_field &app_name, be32 scope,
                            be32 vsan, oid *name, size_t *length)
 {
-    vyn_oid_builder row(column->name, column->namelen);
-    row.put_name(app_name.text, app_name.length());
-    row.put_service_scope(scope, vsan);
-    return row.commit(name, length);
+    vyn_oid_builder row_oid(column->name, column->namelen);
+    row_oid.put_name(app_name.text, app_name.length());
+    row_oid.put_service_scope(scope, vsan);
+    return row_oid.commit(name, length);
 }

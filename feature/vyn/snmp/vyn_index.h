@@ -1,12 +1,11 @@
-// Reading and writing OID indexes.
+// Decoding and encoding of OID indexes.
 //
-// A table reads the index of a requested OID with one cursor, which cannot leave the OID, and
-// writes the index of its answer with one builder, which touches the agent's OID once, when the
-// answer stands. A table states its own sequence of takes and puts: where two tables differ on
-// purpose, they make different calls.
+// A table decodes a requested index with one cursor, which cannot leave the OID. It encodes the
+// index of its row with one builder, which changes the agent's OID once, on success. Each table
+// states its own sequence of takes and puts: tables that differ on purpose make different calls.
 //
-// Names of features in an index are a length and one sub-identifier for each character. Who insists
-// on the length agreeing with the characters, and who does not, is told where it is done.
+// The name of a feature in an index is its length and one sub-identifier for each character. Each
+// decoder states whether the length must match the characters.
 #pragma once
 
 #include <algorithm>
@@ -15,48 +14,49 @@
 #include "vyn_mib.h"
 #include "vyn_trace.h"
 
-// Where the index of a table's object begins: behind vynMIB.1.1.<table>.1.<column>, and as deep in
-// the one table that lies elsewhere.
-inline constexpr size_t VYN_TABLE_INDEX = 14;
+// The position at which the index starts in the OID of every table: it follows
+// vynMIB.1.1.<table>.1.<column>, or vynMIB.1.4.2.1.<column> for vynDistCtrlTable.
+inline constexpr size_t VYN_INDEX_START = 14;
 
-// A feature's name may have 82 characters in the registry, and 80 in a message of the service.
+// The maximum length of a feature's name in the registry, and in a message to the service.
 inline constexpr size_t VYN_MAX_FEATURE_NAME = 82;
 inline constexpr size_t VYN_MAX_APP_NAME = 80;
 
-// The octets of an address or a VSAN that are looked at in an index.
+// The maximum number of octets of an address or a VSAN that are read from a GETNEXT index.
 inline constexpr size_t VYN_MAX_OCTETS = 255;
 
-// Copies `count` sub-identifiers from position `start` on into the buffer, the low 8 bits of each,
-// and a NUL behind them.
+// Copies the low 8 bits of `count` sub-identifiers, from position `start`, and appends a NUL.
 void oid_to_string(const oid *name, char *buffer, size_t start, size_t count);
 
-// Writes the first `count` characters as sub-identifiers from position `start` on.
+// Writes `count` characters as sub-identifiers, from position `start`.
 void string_to_oid(const char *string, oid *name, size_t start, size_t count);
 
-// Decodes an index that is a name and nothing else: 0, and a malloc block in *name_out that the
-// caller frees and the name's length in *length_out; or 1 when the length does not agree with the
-// index or a sub-identifier is no character.
+// Decodes an index that consists of one name. Returns 0 with the name in *name_out, which the
+// caller frees, and its length in *length_out. Returns 1 if the length does not match the index or
+// a sub-identifier is not a character.
 int vynFeature_parse_oid(const oid *index, size_t index_length, char **name_out,
                          size_t *length_out);
 
-// The feature whose row of the operation table an OID names, its length agreeing; or null.
+// Returns the feature that the OID of a row of vynFeatureOpTable names, or null. The length of the
+// name must match.
 vyn_feature_entry *vyn_parse_FeatureEntry(const oid *name, size_t length);
 
-// The first entry of the registry, in its own scan order, that is greater than a key by strcmp and
-// whose name is not too long: the entry's name has its length in front. Null at the end.
+// Returns the first feature of the registry's scan that is greater than the key by strcmp, or null.
+// Names in the registry start with their length byte. Skips names over `max_length` characters.
 vyn_feature_entry *vyn_next_feature(const char *key, size_t max_length = VYN_MAX_FEATURE_NAME);
 
-// A feature's name without its length, at most VYN_MAX_FEATURE_NAME characters and a NUL.
+// Returns a feature's name without its length byte.
 const char *vyn_plain_name(const vyn_feature_entry &entry);
 
-// True when an OID lies below that of a column.
+// Reports whether an OID is in the column's subtree and has an index.
 bool vyn_is_below(const struct variable *column, const oid *name, size_t length);
 
-// The scope of an index in the records of merges, locks and regions; 0 for what is neither.
+// Converts the scope of an index to the records of merges, locks and regions. Returns
+// VYN_SERVICE_NO_SCOPE if it is neither physical nor logical.
 vyn_service_scope vyn_service_scope_of(oid scope);
 
-// Walks the sub-identifiers of an OID from a position on. Positions and counts are unsigned and
-// compared, never added, before they are narrowed: a length of 4294967295 in an OID is a long one.
+// Reads the sub-identifiers of an OID one after another. A function that fails may have taken
+// some of them. Lengths from an OID are compared as unsigned and never added, so nothing wraps.
 class vyn_oid_cursor {
   public:
     vyn_oid_cursor(const oid *name, size_t length, size_t position)
@@ -64,10 +64,10 @@ class vyn_oid_cursor {
     {
     }
 
-    // Sub-identifiers not yet taken.
+    // Returns the number of sub-identifiers that are left.
     size_t left() const { return static_cast<size_t>(end_ - next_); }
 
-    // Takes one. False at the end, and then *value is as it was.
+    // Takes one sub-identifier. Returns false at the end and leaves *value unchanged.
     bool take(oid *value)
     {
         if (next_ == end_)
@@ -76,8 +76,8 @@ class vyn_oid_cursor {
         return true;
     }
 
-    // Takes up to `count` as octets, the low 8 bits of each, and returns how many there were. The
-    // buffer must have room for `count`, which therefore never comes from an OID unchecked.
+    // Takes up to `count` as octets, the low 8 bits of each, and returns the number taken. The
+    // buffer must have room for `count`: check a count that comes from an OID.
     size_t take_octets(uint8_t *octets, size_t count)
     {
         const size_t taken = std::min(count, left());
@@ -86,45 +86,45 @@ class vyn_oid_cursor {
         return taken;
     }
 
-    // Takes all as characters of a string with room for `max_length` of them and a NUL. False when
-    // there are more, or when one is no character.
+    // Takes the rest into a string with room for `max_length` characters and a NUL. Returns false
+    // if there are more, or if one is not a character.
     bool take_string(char *string, size_t max_length);
 
-    // The last one, which is not taken. False at the end.
-    bool last(oid *value) const;
+    // Reads the last sub-identifier of the OID without taking it. Returns false at the end.
+    bool peek_last(oid *value) const;
 
-    // Passes over `count`. False, and nothing is passed over, when there are fewer.
+    // Skips `count` sub-identifiers. Returns false and skips none if there are fewer.
     bool skip(oid count);
 
-    // Takes a name for the exact key of a message, the low 8 bits of each sub-identifier: false
-    // when it is longer than such names are or does not lie inside the OID.
+    // Takes a name, the low 8 bits of each sub-identifier. Returns false if the name is longer than
+    // VYN_MAX_APP_NAME or than the rest of the OID.
     bool take_app_name(char (&name)[VYN_MAX_APP_NAME + 1]);
 
-    // The same, and false also when a sub-identifier is no character.
+    // Takes a name like take_app_name, but also refuses sub-identifiers that are not characters.
     bool take_strict_app_name(char (&name)[VYN_MAX_APP_NAME + 1]);
 
-    // Takes a name for a key to go on from: cut to the length of such names, and what the OID lacks
-    // of it is blanks, which sort before all that a name is made of.
+    // Takes the name of a GETNEXT key, cut to VYN_MAX_APP_NAME. Missing characters become blanks,
+    // which sort before all characters of a name.
     void take_partial_app_name(char (&name)[VYN_MAX_APP_NAME + 1]);
 
-    // Takes the scope that ends an exact index as the records of merges, locks and assignments have
-    // it: 1 and nothing behind it for the physical scope; 2, the VSAN's length, which may be wrong
-    // but not 0, and its four octets for a logical one. False for everything else.
+    // Takes the scope of an exact index of merges or locks. Physical: 1, at the end. Logical: 2, a
+    // length (only 0 is refused) and the VSAN's four octets. Returns false for anything else.
     bool take_service_scope(be32 *scope, be32 *vsan);
 
-    // Takes the count in front of octets to go on from: 0 at the end, VYN_MAX_OCTETS for more.
-    size_t take_count();
+    // Takes the count before the octets of a GETNEXT index. Returns 0 at the end, and at most
+    // VYN_MAX_OCTETS.
+    size_t take_octet_count();
 
-    // Takes up to `count` octets into a record, from a byte offset on. They run on over the
-    // following fields and stop at the record's end.
+    // Takes up to `count` octets into a record, from a byte offset.
+    // Quirk: octets that do not fit the field overwrite the next fields, up to the record's end.
     template <typename Record> void take_into(Record *record, size_t offset, size_t count)
     {
         take_octets(reinterpret_cast<uint8_t *>(record) + offset,
                     std::min(count, sizeof(Record) - offset));
     }
 
-    // Takes the scope of a record of merges or regions and, of a logical one, all octets that
-    // follow the VSAN's length: they run on behind the VSAN.
+    // Takes the scope into a record of merges or regions. After a logical one, skips the VSAN's
+    // length and takes all octets that are left, from the record's VSAN.
     template <typename Record> void take_scope_into(Record *record)
     {
         oid scope = VYN_SCOPE_NONE, vsan_length;
@@ -139,25 +139,25 @@ class vyn_oid_cursor {
     const oid *end_;
 };
 
-// The index of a requested OID. A GET's or a SET's begins where the column's OID ends; to a GETNEXT
-// from elsewhere in the tree, the index is empty.
+// Returns a cursor over the index of a requested OID: what follows the column's OID. The index is
+// empty for a GETNEXT from outside the column.
 vyn_oid_cursor vyn_index_of(const struct variable *column, const oid *name, size_t length,
                             bool exact);
 
-// Traces what was asked for: an OID of that length, of a column with `base` sub-identifiers.
-void vyn_trace_read(const char *function, bool exact, size_t length, size_t base);
+// Traces a read: the lengths of the requested OID and of the column's OID.
+void vyn_trace_read(const char *function, bool exact, size_t length, size_t column_length);
 
-// Whether an exact OID has an index at all; traces it, at a level of the table's, when it has none.
-bool vyn_has_index(const vyn_oid_cursor &index, const char *function, vyn_trace_level no_index);
+// Reports whether an exact OID has an index. Traces an empty index at the given level.
+bool vyn_has_index(const vyn_oid_cursor &index, const char *function,
+                   vyn_trace_level no_index_level);
 
-// Takes the name that an exact index of a message's key begins with. False when there is no index
-// or the name is empty as a string, each traced at a level of the table's, and, without a trace,
-// when take_app_name refuses it.
+// Takes the name at the start of an exact index. Traces an empty index or name at the given levels
+// and returns false. Returns false without a trace if take_app_name refuses the name.
 bool vyn_take_key_name(vyn_oid_cursor *index, char (&name)[VYN_MAX_APP_NAME + 1],
-                       const char *function, vyn_trace_level no_index = VYN_TRACE_FAILURE,
-                       vyn_trace_level empty = VYN_TRACE_FAILURE);
+                       const char *function, vyn_trace_level no_index_level = VYN_TRACE_FAILURE,
+                       vyn_trace_level empty_name_level = VYN_TRACE_FAILURE);
 
-// Builds the OID of an answer.
+// Builds the OID of a row or of a notification.
 class vyn_oid_builder {
   public:
     vyn_oid_builder(const oid *base, size_t length) : length_(length)
@@ -173,29 +173,28 @@ class vyn_oid_builder {
     }
     void put_octets(const uint8_t *octets, size_t count);
 
-    // A length, and so many characters of a text.
+    // Puts the length and the characters of a name.
     void put_name(const char *name, size_t length);
 
-    // A VSAN as an octet string: 4, and its octets, most significant first.
+    // Puts a VSAN as an octet string: 4 and its octets, most significant first.
     void put_vsan(be32 vsan);
 
-    // A scope as in the records of merges, locks and assignments. The physical one is a 1 alone,
-    // without the length of the VSAN that it does not have.
+    // Puts a scope of a record of merges, locks or regions. Physical: 1 alone. Logical: 2
+    // and the VSAN.
     void put_service_scope(be32 scope, be32 vsan);
 
-    // What another OID has in this place, or 0 where it does not reach.
-    void put_as_in(const oid *name, size_t length);
+    // Puts the sub-identifier that another OID has at this position, or 0 if that OID is shorter.
+    void put_from(const oid *name, size_t length);
 
-    // Hands the OID over, or traces, returns false and leaves name and length alone when it is
-    // longer than the agent's OIDs can be.
+    // Copies the OID to name and length. If it is longer than an OID can be, traces that, returns
+    // false and leaves both unchanged.
     bool commit(oid *name, size_t *length) const;
 
   private:
     oid name_[MAX_OID_LEN];
-    size_t length_; // goes on counting behind the end, so that commit knows
+    size_t length_; // also counts what did not fit, for commit
 };
 
-// Commits the OID of a row whose index is a feature's name and a scope, of the records of merges,
-// locks and assignments.
+// Commits the OID of a merge, lock or assignment, whose index is a feature's name and a scope.
 bool vyn_commit_scoped_row(const struct variable *column, const vyn_field &app_name, be32 scope,
                            be32 vsan, oid *name, size_t *length);

@@ -146,7 +146,7 @@ static u32 send_query(vyn_merge_key key, bool exact, vyn_reply *reply)
     vyn_snmp_req request = vyn_request(VYN_SNMP_MERGE_ENTRY);
     key.query_mark = VYN_MERGE_QUERY_MARK;
     request.request.req_merge = key;
-    const u32 error = vyn_call(MTS_OPC_VYN_MERGE_QUERY, vyn_read_type(exact), &request, reply);
+    const u32 error = vyn_call(MTS_OPC_VYN_MERGE_QUERY, vyn_read_msg_type(exact), &request, reply);
     if (error != 0 && exact)
         vyn_trace(VYN_TRACE_FAILURE, "Return value for MTS_OPC_VYN_MERGE_QUERY GET is %d \n",
                   error);
@@ -270,14 +270,14 @@ static int check_row(vyn_oid_cursor index, vyn_merge_key *key)
 int set_vynMergeFailResolvAction(int action, u_char *var_val, u_char var_val_type,
                                  size_t var_val_len, u_char *, oid *name, size_t name_len)
 {
-    const vyn_oid_cursor index(name, name_len, VYN_TABLE_INDEX);
+    const vyn_oid_cursor index(name, name_len, VYN_INDEX_START);
     vyn_snmp_req request = vyn_request(VYN_SNMP_MERGE_FAIL_RESOLVE);
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         return vyn_check_integer(resolve_checks, var_val, var_val_type, var_val_len);
     case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_row(index, &request.request.req_merge);
     case SNMP_MSG_INTERNAL_SET_ACTION:
-        if (vyn_set_integer(var_val, var_val_len) != resolve_failure)
+        if (vyn_varbind_integer(var_val, var_val_len) != resolve_failure)
             return SNMP_ERR_NOERROR;
         get_vynMergeEntry_instance(index, true, &request.request.req_merge);
         return vyn_send_change(MTS_OPC_VYN_MERGE_QUERY, &request, write_name,

@@ -16,7 +16,7 @@ static vyn_resp_merge_member row_member;
 static constexpr vyn_peer_query members_query = {
     .type = VYN_SNMP_MERGE_MEMBER,
     .function = "get_vynMergeMembersEntry_instance",
-    .sender = "header_vynMergeMembersEntry",
+    .sending_function = "header_vynMergeMembersEntry",
     .sending = " %s : Sending cmi_req_resp for MTS_OPC_VYN_SNMP_QUERY : msg_type = %d "
                "request.req_merge_member.local_app.name = %s, "
                "request.req_merge_member.scope = %d,request.req_merge_member.vsan = %x, ",
@@ -37,7 +37,7 @@ static constexpr vyn_peer_query members_query = {
 static void take_filled(vyn_oid_cursor *index, vyn_app_peer *key, size_t offset)
 {
     uint8_t octets[VYN_MAX_OCTETS];
-    const size_t count = index->take_count();
+    const size_t count = index->take_octet_count();
     memset(octets, 0xFF, count);
     index->take_octets(octets, count);
     memcpy(reinterpret_cast<uint8_t *>(key) + offset, octets, count);
@@ -64,8 +64,8 @@ static bool commit_row(const struct variable *vp, const vyn_app_peer &member, oi
     vyn_oid_builder row(vp->name, vp->namelen);
     row.put_name(member.local_app.name, vyn_field(member.local_app.name).length());
     if (!vyn_put_peer_scope(&row, member)) {
-        row.put_as_in(name, *length);
-        row.put_as_in(name, *length);
+        row.put_from(name, *length);
+        row.put_from(name, *length);
     }
     vyn_put_address(&row, member.addr_type, member.addr);
     return row.commit(name, length);

@@ -1,10 +1,7 @@
 // The frame of the module: the object table, start and stop, and the caches of rows under creation.
 //
-// The object table is the map of the module: everything that a manager can ask for is a row of it.
-// Start-up goes on past every failure, so that what can be served is served.
-//
-// Odd on purpose: the caches go before the objects at a stop, and the two compare functions look at
-// their arguments from opposite sides (see vyn_mib.h).
+// The object table is the map of the module: it has one line for each object that a manager can
+// read or set. A failure during the start does not stop it, so that the other objects are served.
 
 #include "vyn_mib.h"
 
@@ -16,8 +13,9 @@
 
 oid vyn_mib_variables_oid[VYN_MIB_ROOT_LENGTH] = {1, 3, 6, 1, 4, 1, 57193, 12, 7};
 
+// The declaration in vyn_mib.h makes the compiler check the number of rows.
 // clang-format off
-struct variable7 vyn_mib_variables[] = { // 41 rows, or this is not what vyn_mib.h declares
+struct variable7 vyn_mib_variables[] = {
     // identifier, type, access, reader, sub-identifiers below the root
 
     // vynFeatureOpTable: feature
@@ -97,10 +95,10 @@ static void register_objects()
                      VYN_MIB_ROOT_LENGTH) == 0 ||
         !snmp_get_do_debugging())
         return;
-    constexpr const char *place[] = {"init_vyn_mib", "feature/vyn/snmp/vyn_mib.cpp"};
-    constexpr int line = 520; // fixed; not the line of this source
-    debugmsgtoken("trace", "%s(): %s, %d:\n", place[0], place[1], line);
-    debugmsg("trace", "%s(): %s, %d:\n", place[0], place[1], line);
+    constexpr const char *function = "init_vyn_mib", *file = "feature/vyn/snmp/vyn_mib.cpp";
+    constexpr int line = 520; // Quirk: a fixed number, not the line of this source
+    debugmsgtoken("trace", "%s(): %s, %d:\n", function, file, line);
+    debugmsg("trace", "%s(): %s, %d:\n", function, file, line);
     debugmsgtoken("register_mib", "%s registration failed\n", "vyn_mib");
     debugmsg("register_mib", "%s registration failed\n", "vyn_mib");
 }
@@ -162,17 +160,17 @@ void vyn_mib_obj_free(void *row)
 int vyn_mib_region_compare(const void *row, const void *key)
 {
     const uint32_t region_id = static_cast<const vyn_region_rec *>(row)->region_id;
-    const uint32_t wanted = *static_cast<const uint32_t *>(key);
-    return wanted > region_id ? 1 : wanted == region_id ? 0 : -1;
+    const uint32_t key_id = *static_cast<const uint32_t *>(key);
+    return key_id > region_id ? 1 : key_id == region_id ? 0 : -1;
 }
 
 int vyn_mib_app_region_compare(const void *row, const void *key)
 {
     const char(&name)[81] = static_cast<const vyn_feature_region_rec *>(row)->app_name;
-    const char *wanted = static_cast<const char *>(key);
+    const char *key_name = static_cast<const char *>(key);
     const size_t name_length = strnlen(name, sizeof(name));
-    const size_t wanted_length = strlen(wanted);
-    if (name_length != wanted_length)
-        return name_length > wanted_length ? -1 : 1;
-    return strncmp(name, wanted, sizeof(name));
+    const size_t key_length = strlen(key_name);
+    if (name_length != key_length)
+        return name_length > key_length ? -1 : 1;
+    return strncmp(name, key_name, sizeof(name)); // Quirk: names of one length are in reverse order
 }

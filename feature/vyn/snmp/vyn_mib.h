@@ -1,10 +1,10 @@
-// libvynmib: the module's column identifiers and everything that it exports.
+// libvynmib: the column identifiers, and everything that the module exports.
 //
-// The agent loads the library and calls init_vyn_mib; from then on it calls the read function of an
-// object for each GET and GETNEXT, and the write function that the read function chose for each
-// phase of a SET. Nothing is kept between calls but what was last read or sent, which values point
-// into, and what the phases of one SET leave for one another. The agent calls from one thread;
-// nothing is locked.
+// The agent loads the library and calls init_vyn_mib. Then it calls the read function of an object
+// for each GET and GETNEXT. For each phase of a SET it calls the write function that the read
+// function chose. Between calls the module keeps the last row or event, which values point into,
+// and the data that the phases of one SET share. All calls come from one thread, so nothing is
+// locked.
 #pragma once
 
 #include <net-snmp/net-snmp-config.h>
@@ -17,8 +17,8 @@
 #include "mts.h"
 #include "vyn_wire.h"
 
-// The magic number of each object: what a read function switches on. The gaps are the index
-// columns, which are not accessible.
+// The magic number of each object, which selects the value in a read function. Gaps in
+// the numbers are tables, entries and index columns, which are not accessible.
 enum vyn_column : uint8_t {
     VYNFEATUREOPACTION = 4,
     VYNFEATUREOPSCOPETYPE = 5,
@@ -81,39 +81,38 @@ inline constexpr size_t VYN_MIB_ROOT_LENGTH = 9;
 
 extern "C" {
 
-// The objects, and the root under which they are registered: vynMIB, 1.3.6.1.4.1.57193.12.7.
+// The objects, and the root of their OIDs: vynMIB, 1.3.6.1.4.1.57193.12.7.
 extern VYN_EXPORT struct variable7 vyn_mib_variables[VYN_MIB_OBJECTS];
 extern VYN_EXPORT oid vyn_mib_variables_oid[VYN_MIB_ROOT_LENGTH];
 
-// Rows under creation: regions by their number, assignments of features to regions by the feature's
-// name. Null while the module is stopped, and when the container could not be made.
+// Caches of rows under creation: regions by number, assignments by the feature's name. Null while
+// the module is stopped, and if the container could not be created.
 extern VYN_EXPORT indxobj *vyn_regions;
 extern VYN_EXPORT indxobj *vyn_app_regions;
 
-// Start: called once after loading. Nothing in it is fatal: what can be served is served.
+// Starts the module. The agent calls it once after loading. Continues after every failure.
 VYN_EXPORT void init_vyn_mib(void);
-// Stop: called once before unloading; init_vyn_mib may follow. Returns what the last
-// unsubscription returns.
+// Stops the module. The agent calls it once before unloading; init_vyn_mib may follow. Frees the
+// caches before it unregisters the objects. Returns the result of the last unsubscription.
 VYN_EXPORT int deinit_vyn_mib(void);
 
-// Frees the rows of a cache and the cache. Returns the container's result; for a null cache, the
-// answer of the debug check of the trace that tells of it.
+// Frees a cache and its rows. Returns the container's result. Traces a null cache and returns the
+// result of that trace.
 VYN_EXPORT int vyn_mib_destroy_indxobj(indxobj *cache);
-// Frees one row; null is ignored.
+// Frees one row. Ignores null.
 VYN_EXPORT void vyn_mib_obj_free(void *row);
 
-// Order of the caches, the key against the row. A region: 1 when the key (a uint32_t of the host)
-// is greater, 0, or -1. A feature: -1 when the row's name is longer than the key, 1 when it is
-// shorter, otherwise strncmp of the row's name against the key's. The halves look at opposite
-// sides; the order is total all the same, and it is the one that the caches are built on.
+// Compare a key with a row. Return a value > 0 if the key belongs after the row, 0 if they are
+// equal, < 0 if it belongs before. Regions: by number; the key is a uint32_t in host order.
+// Assignments: by the length of the name, then in reverse order of the names.
 VYN_EXPORT int vyn_mib_region_compare(const void *row, const void *key);
 VYN_EXPORT int vyn_mib_app_region_compare(const void *row, const void *key);
 
-// Chooses the write function of a column whose rows a SET creates, so that it is chosen without a
-// row as well. Other columns leave *write_method as it is.
+// Chooses the write function of a column whose rows a SET can create, even if there is no row yet.
+// Leaves *write_method unchanged for other columns.
 VYN_EXPORT void set_vynWriteMethod(int column, WriteMethod **write_method);
 
-// Read functions: the agent's convention (FindVarMethod). Null: no value.
+// Read functions, called by the agent's convention (FindVarMethod). Return null for no value.
 VYN_EXPORT FindVarMethod get_vynFeatureOpTable;
 VYN_EXPORT FindVarMethod get_vynFeatureOpExtTable;
 VYN_EXPORT FindVarMethod get_vynPendingConfOwnerTable;
@@ -127,7 +126,8 @@ VYN_EXPORT FindVarMethod get_vynStatPeersTable;
 VYN_EXPORT FindVarMethod get_vynDistCtrlTable;
 VYN_EXPORT FindVarMethod get_vyn_mib;
 
-// Write functions: the agent's convention (WriteMethod), once for each phase. An SNMP error code.
+// Write functions, called by the agent's convention (WriteMethod) once for each phase. Return an
+// SNMP error.
 VYN_EXPORT WriteMethod set_vynFeatureOpAction;
 VYN_EXPORT WriteMethod set_vynFeatureOpScopeType;
 VYN_EXPORT WriteMethod set_vynFeatureOpScopeVal;
@@ -146,7 +146,7 @@ VYN_EXPORT WriteMethod set_vynDistCtrl;
 VYN_EXPORT WriteMethod set_vynDistCtrlAddr;
 VYN_EXPORT WriteMethod set_vynDistCtrlAction;
 
-// Event handlers: an event of the service becomes the variables of a notification.
+// Event handlers: return the varbinds of a notification for an event of the service.
 VYN_EXPORT netsnmp_variable_list *handle_VYNFeatureActionNotif(mts_msg *message,
                                                                oid *notification_oid,
                                                                size_t *notification_oid_length,

@@ -26,7 +26,7 @@ static u_char *address_value(vyn_app_peer &peer, size_t *var_len)
 static constexpr vyn_peer_query peers_query = {
     .type = VYN_SNMP_PHY_DISC_PEER,
     .function = "get_vynPeersEntry_instance",
-    .sender = "header_vynPeersEntry",
+    .sending_function = "header_vynPeersEntry",
     .sending = " %s : Sending cmi_req_respfor MTS_OPC_VYN_SNMP_QUERY : msg_type = %d "
                "request.req_phy_disc_peer.local_app.name = %s, "
                "request.req_phy_disc_peer.scope = %d,request.req_phy_disc_peer.vsan = %x, ",
@@ -92,7 +92,7 @@ u_char *get_vynPeersTable(struct variable *vp, oid *name, size_t *length, int ex
 static constexpr vyn_peer_query feature_peers_query = {
     .type = VYN_SNMP_APP_PEER,
     .function = "get_vynFeaturePeersEntry_instance",
-    .sender = "get_vynFeaturePeersEntry_instance",
+    .sending_function = "get_vynFeaturePeersEntry_instance",
     .sending = " %s : Sending cmi_req_resp for  MTS_OPC_VYN_SNMP_QUERY : msg_type = %d "
                "request.req_app_peer.local_app.name = %s, request.req_app_peer.scope = %d,"
                "request.req_app_peer.vsan = %x, ",
@@ -112,7 +112,7 @@ static void decode_next(vyn_oid_cursor index, vyn_app_peer *key)
     index.take_partial_app_name(key->local_app.name);
     if (index.take(&scope))
         key->scope = static_cast<uint32_t>(scope);
-    index.take_into(key, offsetof(vyn_app_peer, vsan), index.take_count());
+    index.take_into(key, offsetof(vyn_app_peer, vsan), index.take_octet_count());
     vyn_take_partial_address(&index, &key->addr_type, key->addr);
 }
 

@@ -85,7 +85,7 @@ static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid 
         return -1;
     request.request.req_app_lock_state = key;
 
-    const vyn_msg_type msg_type = vyn_read_type(exact);
+    const vyn_msg_type msg_type = vyn_read_msg_type(exact);
     trace_request(msg_type, key);
     vyn_reply reply;
     const u32 error =

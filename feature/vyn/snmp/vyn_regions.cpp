@@ -27,7 +27,7 @@ static int get_vynRegionEntry_instance(vyn_oid_cursor index, bool exact, vyn_reg
                   index.left() < shortest))
         return -1;
     oid region_id = 0;
-    index.last(&region_id);
+    index.peek_last(&region_id);
     region->region_id = static_cast<uint32_t>(region_id);
     index.skip(1);
     index.take_scope_into(region);
@@ -55,7 +55,7 @@ static bool commit_row(const struct variable *vp, const vyn_resp_region &region,
     else if (exact)
         row.put(name[*length - 1]);
     else
-        row.put_as_in(name, *length);
+        row.put_from(name, *length);
     return row.commit(name, length);
 }
 
@@ -100,7 +100,7 @@ static constexpr vyn_integer_checks status_checks = vyn_row_status_checks(
 // Every phase parses the SET's OID anew: 0, or -1 when its index is too short.
 static int parse_region(const oid *name, size_t length, vyn_region_rec *region)
 {
-    return get_vynRegionEntry_instance({name, length, VYN_TABLE_INDEX}, true, region);
+    return get_vynRegionEntry_instance({name, length, VYN_INDEX_START}, true, region);
 }
 
 // Returns the region's row under creation, or null.
@@ -126,7 +126,7 @@ static int reserve_row(const oid *name, size_t length, long status)
     if (creates(status) && find_row(region) == nullptr) {
         const uint32_t key = region.region_id;
         vyn_region_rec *row = vyn_copy_row(vyn_regions, region);
-        if (row == nullptr || !vyn_keep_row(vyn_regions, row, &key))
+        if (row == nullptr || !vyn_add_row(vyn_regions, row, &key))
             return SNMP_ERR_GENERR;
     }
     vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", status_function);
@@ -187,7 +187,7 @@ static int drop_row(const oid *name, size_t length, vyn_format<const char *> don
 int set_vynRegionStatus(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
                         u_char *stored_value, oid *name, size_t name_len)
 {
-    const auto status = [&] { return vyn_set_integer(var_val, var_val_len); };
+    const auto status = [&] { return vyn_varbind_integer(var_val, var_val_len); };
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         if (int refusal = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))

@@ -1,6 +1,6 @@
-// Rows under creation: what the phases of one SET leave for one another in vyn_regions and
-// vyn_app_regions. The cache owns its rows; keys are those of its compare function. A cache that
-// could not be made holds nothing and takes nothing.
+// Rows under creation: what the phases of one SET leave for each other in vyn_regions and
+// vyn_app_regions. A cache owns its rows. Its compare function defines the keys. If a cache could
+// not be created, it stays null: then lookups find nothing and copies fail.
 #pragma once
 
 #include <cstdlib>
@@ -8,13 +8,13 @@
 
 #include "vyn_mib.h"
 
-// The row of that key, or null.
+// Returns the row with the key, or null.
 template <typename Row> Row *vyn_find_row(indxobj *cache, const void *key)
 {
     return cache != nullptr ? static_cast<Row *>(indxobj_find(cache, key)) : nullptr;
 }
 
-// A copy of a row that is to go into a cache. Null when there is no memory, or no cache.
+// Returns a copy of a row for a cache, or null without memory or without a cache.
 template <typename Row> Row *vyn_copy_row(const indxobj *cache, const Row &row)
 {
     Row *copy = cache != nullptr ? static_cast<Row *>(malloc(sizeof(row))) : nullptr;
@@ -23,8 +23,8 @@ template <typename Row> Row *vyn_copy_row(const indxobj *cache, const Row &row)
     return copy;
 }
 
-// Gives a copied row to the cache. False when that does not take it; then the row is freed.
-inline bool vyn_keep_row(indxobj *cache, void *row, const void *key)
+// Hands a copied row to the cache. Frees it and returns false if the cache rejects it.
+inline bool vyn_add_row(indxobj *cache, void *row, const void *key)
 {
     if (indxobj_add(cache, row, key) == INDXOBJ_SUCCESS)
         return true;
@@ -32,7 +32,7 @@ inline bool vyn_keep_row(indxobj *cache, void *row, const void *key)
     return false;
 }
 
-// Takes the row of that key out and frees it, if there is one.
+// Removes the row with the key and frees it, if it exists.
 inline void vyn_drop_row(indxobj *cache, const void *key)
 {
     if (cache != nullptr)

@@ -179,11 +179,11 @@ int set_vynStartPeersDiscovery(int action, u_char *var_val, u_char var_val_type,
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         if (int refusal = vyn_check_integer(discovery_checks, var_val, var_val_type, var_val_len))
             return refusal;
-        if (vyn_set_integer(var_val, var_val_len) == VYN_TRUE)
+        if (vyn_varbind_integer(var_val, var_val_len) == VYN_TRUE)
             return check_no_discovery_runs();
         return SNMP_ERR_NOERROR;
     case SNMP_MSG_INTERNAL_SET_ACTION:
-        if (vyn_set_integer(var_val, var_val_len) == VYN_TRUE)
+        if (vyn_varbind_integer(var_val, var_val_len) == VYN_TRUE)
             start_discovery();
         return SNMP_ERR_NOERROR;
     default: return SNMP_ERR_NOERROR;
@@ -197,7 +197,7 @@ int set_vynDistCtrl(int action, u_char *var_val, u_char var_val_type, size_t var
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         return vyn_check_integer(distribution_checks, var_val, var_val_type, var_val_len);
     case SNMP_MSG_INTERNAL_SET_ACTION:
-        set_distribution(vyn_set_integer(var_val, var_val_len));
+        set_distribution(vyn_varbind_integer(var_val, var_val_len));
         return SNMP_ERR_NOERROR;
     default: return SNMP_ERR_NOERROR;
     }

@@ -1,4 +1,4 @@
-// The transport call that every read and write function goes through.
+// The one transport call to the service, and the queries of reads.
 
 #include "vyn_service.h"
 
@@ -7,7 +7,7 @@
 
 u32 vyn_call(vyn_opcode opcode, vyn_msg_type msg_type, vyn_snmp_req *request, vyn_reply *reply)
 {
-    constexpr u32 fixed_8th = 126, fixed_10th = 4; // their meaning is the platform's
+    constexpr u32 fixed_8th = 126, fixed_10th = 4; // fixed by the platform
     if (reply != nullptr)
         reply->release();
     u32 length = sizeof(*request);
@@ -35,7 +35,7 @@ u32 vyn_query(vyn_opcode opcode, vyn_msg_type msg_type, vyn_snmp_req *request, v
 
 u32 vyn_query_region(vyn_snmp_req *request, bool exact, vyn_reply *reply, const char *function)
 {
-    const u32 error = vyn_call(MTS_OPC_VYN_MGMT_REQ, vyn_read_type(exact), request, reply);
+    const u32 error = vyn_call(MTS_OPC_VYN_MGMT_REQ, vyn_read_msg_type(exact), request, reply);
     if (error != 0)
         vyn_trace(VYN_TRACE_FAILURE, "%s : vyn_mgmt_req_resp Get failed : %s", function,
                   syserr2str(error));

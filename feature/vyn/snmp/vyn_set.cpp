@@ -1,4 +1,4 @@
-// The first checks of a SET, and how refusals are reported.
+// Shared by the write functions: the first checks of a SET, sending a change, reporting a refusal.
 
 #include "vyn_set.h"
 
@@ -9,7 +9,7 @@
 
 void vyn_report_set_error(u32 code)
 {
-    constexpr int fixed_2nd = 1432; // its meaning is the platform's
+    constexpr int fixed_2nd = 1432; // fixed by the platform
     log_set_error(code, fixed_2nd);
 }
 
@@ -30,7 +30,7 @@ int vyn_send_change(vyn_opcode opcode, vyn_snmp_req *request, const char *functi
     return SNMP_ERR_GENERR;
 }
 
-// Lengths are in bytes. A stock agent hands over a long.
+// Lengths are in bytes. A stock agent passes a long.
 static bool is_integer_length(size_t length, size_t min_length)
 {
     return (length >= min_length && length <= sizeof(int32_t)) || length == sizeof(long);
@@ -43,7 +43,7 @@ int vyn_check_integer(const vyn_integer_checks &checks, const u_char *value, u_c
         return vyn_refuse(checks.wrong_type, SNMP_ERR_WRONGTYPE);
     if (!is_integer_length(length, checks.min_length))
         return vyn_refuse(checks.wrong_length, SNMP_ERR_WRONGLENGTH);
-    const long number = vyn_set_integer(value, length);
+    const long number = vyn_varbind_integer(value, length);
     if (number >= checks.min && number <= checks.max &&
         (number > 31 || (checks.excluded >> number & 1) == 0))
         return SNMP_ERR_NOERROR;
@@ -70,7 +70,7 @@ int vyn_set_storage_type(int action, u_char type, size_t length, const char *wro
     return SNMP_ERR_NOERROR;
 }
 
-long vyn_set_integer(const u_char *value, size_t length)
+long vyn_varbind_integer(const u_char *value, size_t length)
 {
     if (length == sizeof(long)) {
         long number;

@@ -65,7 +65,7 @@ static int header_vynStatPeersEntry(const struct variable *vp, oid *name, size_t
     vyn_trace(VYN_TRACE_FLOW, "request.static_peer.addr_type = %d, request.static_peer.addr = %s ",
               key.addr_type, vyn_field(key.addr));
     vyn_reply reply;
-    if (u32 error = vyn_query(MTS_OPC_VYN_CONFIG_REQ, vyn_read_type(exact), &request, &reply,
+    if (u32 error = vyn_query(MTS_OPC_VYN_CONFIG_REQ, vyn_read_msg_type(exact), &request, &reply,
                               own_name, "%s : VYN failed to return response for Peers query: %s \n",
                               "%s : VYN returned Null response for Static Peers query \n"))
         return static_cast<int>(error);
@@ -106,7 +106,7 @@ static constexpr vyn_integer_checks row_status_checks =
 // The peer that a SET's OID names.
 static int parse_peer(const oid *name, size_t length, vyn_static_peer *peer)
 {
-    return get_vynStatPeersEntry_instance({name, length, VYN_TABLE_INDEX}, VYN_TABLE_INDEX, length,
+    return get_vynStatPeersEntry_instance({name, length, VYN_INDEX_START}, VYN_INDEX_START, length,
                                           true, peer);
 }
 
@@ -150,7 +150,7 @@ static int check_change(const oid *name, size_t length)
         vyn_trace(VYN_TRACE_FAILURE, "%s : RESERVE2 instance parse fail \n", row_status_name);
         return SNMP_ERR_INCONSISTENTVALUE;
     }
-    if (name[VYN_TABLE_INDEX] != VYN_ADDR_IPV4) {
+    if (name[VYN_INDEX_START] != VYN_ADDR_IPV4) {
         vyn_trace(VYN_TRACE_FAILURE, "%s : Address type is not IPV4\n", row_status_name);
         vyn_report_set_error(VYN_ERR_PEER_NOT_IPV4);
         return SNMP_ERR_INCONSISTENTVALUE;
@@ -187,7 +187,7 @@ int set_vynStatPeerAddrRowStatus(int action, u_char *var_val, u_char var_val_typ
         return check_index(name, name_len);
     case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_change(name, name_len);
     case SNMP_MSG_INTERNAL_SET_ACTION:
-        return send_change(name, name_len, vyn_set_integer(var_val, var_val_len));
+        return send_change(name, name_len, vyn_varbind_integer(var_val, var_val_len));
     default: return SNMP_ERR_NOERROR;
     }
 }

@@ -1,10 +1,10 @@
-// The record of a trace in the event history, and the formatter that fills it.
+// The formatter of traces for the event history.
 
 #include "vyn_trace.h"
 
 #include <iterator>
 
-// Writes as much of a text to `at` as there is room for, and returns the end of it.
+// Copies the part of a text that fits between `at` and `end`. Returns the end of the copy.
 static char *put(char *at, const char *end, const char *text, size_t length)
 {
     length = std::min(length, static_cast<size_t>(end - at));
@@ -12,7 +12,7 @@ static char *put(char *at, const char *end, const char *text, size_t length)
     return at + length;
 }
 
-// As %u, or as %x for a base of 16. Not std::to_chars, whose tables a library would export.
+// Formats as %u, or as %x for base 16. std::to_chars would add exported symbols to the library.
 template <uint32_t base> static char *put_number(char *at, const char *end, uint32_t number)
 {
     char digits[16];
@@ -23,6 +23,7 @@ template <uint32_t base> static char *put_number(char *at, const char *end, uint
     return put(at, end, first, static_cast<size_t>(std::end(digits) - first));
 }
 
+// Formats as %d.
 static char *put_signed(char *at, const char *end, uint32_t number)
 {
     if (number <= INT32_MAX)
@@ -30,7 +31,7 @@ static char *put_signed(char *at, const char *end, uint32_t number)
     return put_number<10>(put(at, end, "-", 1), end, 0 - number);
 }
 
-// Formats as printf would, for the conversions that vyn_format accepts.
+// Formats like printf, for the conversions that vyn_format accepts.
 void vyn_trace_history(vyn_trace_level level, const char *format,
                        const vyn_trace_argument *arguments)
 {
@@ -42,21 +43,21 @@ void vyn_trace_history(vyn_trace_level level, const char *format,
     char *at = record.text;
     const char *const end = std::end(record.text) - 1;
     for (;;) {
-        const char *const mark = strchrnul(format, '%');
-        at = put(at, end, format, static_cast<size_t>(mark - format));
-        if (*mark == '\0')
+        const char *const percent = strchrnul(format, '%');
+        at = put(at, end, format, static_cast<size_t>(percent - format));
+        if (*percent == '\0')
             break;
-        format = mark + 2;
-        if (mark[1] == '%') {
-            at = put(at, end, mark, 1);
+        format = percent + 2;
+        if (percent[1] == '%') {
+            at = put(at, end, percent, 1);
             continue;
         }
-        if (mark[1] == 's') {
+        if (percent[1] == 's') {
             const size_t room = std::min(arguments->width, static_cast<size_t>(end - at));
             at = put(at, end, arguments->text, strnlen(arguments->text, room));
         } else {
-            at = mark[1] == 'x' ? put_number<16>(at, end, arguments->number)
-                                : put_signed(at, end, arguments->number);
+            at = percent[1] == 'x' ? put_number<16>(at, end, arguments->number)
+                                   : put_signed(at, end, arguments->number);
         }
         arguments++;
     }

@@ -1,7 +1,7 @@
-// Traces: messages for the platform's event history and its debug output.
+// Traces: messages for the platform's event history and debug output.
 //
-// A format is checked against its arguments when the code is compiled. With both sinks off, a trace
-// costs two platform calls and formats nothing.
+// The compiler checks each format against its arguments. With both outputs off, a trace costs two
+// platform calls and formats nothing.
 #pragma once
 
 #include <algorithm>
@@ -18,10 +18,10 @@ enum vyn_trace_level : uint32_t {
 
 inline constexpr uint32_t VYN_HISTORY_TYPE = 0x730000;
 
-// Called, never defined, by a format that does not fit: the call is no constant expression.
+// Declared, never defined: a mismatched format calls it and so does not compile.
 void vyn_format_does_not_fit_its_arguments();
 
-// A text field of a record: it ends with a NUL or, where it has none, with its width.
+// A text field of a record. The text ends at the first NUL or at the end of the field.
 struct vyn_field {
     template <size_t N> constexpr vyn_field(const char (&field)[N]) : text(field), width(N) {}
 
@@ -31,8 +31,8 @@ struct vyn_field {
     size_t width;
 };
 
-// A printf format that is checked against the arguments when the code is compiled. %s takes a C
-// string or a field, %d and %x an integer of at most 32 bits; nothing else passes.
+// A printf format that is checked at compile time. %s takes a C string or a field, %d and %x take
+// an integer of at most 32 bits. Other conversions do not compile.
 template <typename... Args> class vyn_format {
   public:
     consteval vyn_format(const char *text) : text_(text)
@@ -69,9 +69,9 @@ template <typename... Args> class vyn_format {
     const char *text_;
 };
 
-// Arguments of the debug output, which takes what printf does. A field is copied to where it has
-// room for a NUL; the room lives until the end of the full expression with the call.
-struct vyn_field_room {
+// Converts an argument for the debug output, which formats with printf. A field is copied into a
+// buffer with a NUL; the buffer lives until the end of the full expression that contains the call.
+struct vyn_field_buffer {
     char text[257];
 };
 template <typename Arg> const Arg &vyn_printf_argument(const Arg &argument)
@@ -82,17 +82,17 @@ inline uint32_t vyn_printf_argument(be32 word)
 {
     return word;
 }
-inline const char *vyn_printf_argument(vyn_field field, vyn_field_room &&room = {})
+inline const char *vyn_printf_argument(vyn_field field, vyn_field_buffer &&buffer = {})
 {
-    const size_t length = std::min(field.length(), sizeof(room.text) - 1);
-    memcpy(room.text, field.text, length);
-    room.text[length] = '\0';
-    return room.text;
+    const size_t length = std::min(field.length(), sizeof(buffer.text) - 1);
+    memcpy(buffer.text, field.text, length);
+    buffer.text[length] = '\0';
+    return buffer.text;
 }
 
-// Arguments of the history, which has a formatter of its own: nothing is copied on the way, and a
-// read whose traces are recorded takes less than half the instructions that it takes with snprintf
-// (a GET of vynPeersTable 4,200 instead of 10,000). An argument is a text, or a number and null.
+// An argument for the event history: a text, or null and a number. The history has its own
+// formatter, which copies each text once. With snprintf, a traced GET of vynPeersTable would take
+// 10,000 instructions instead of 4,200.
 struct vyn_trace_argument {
     vyn_trace_argument(const char *string)
         : text(string != nullptr ? string : "(null)"), width(SIZE_MAX)
@@ -106,17 +106,17 @@ struct vyn_trace_argument {
     uint32_t number = 0;
 };
 
-// Formats into a record of 512 bytes of text, longer texts are cut, and adds it to the history.
-// There are as many arguments as the format names.
+// Formats a message, cut to 511 characters, and adds it to the event history. `arguments` has one
+// element for each conversion of the format.
 void vyn_trace_history(vyn_trace_level level, const char *format,
                        const vyn_trace_argument *arguments);
 
-// The two sinks. Not inlined: most traces reach neither.
+// Write a trace to one output. Not inlined, because most traces reach neither.
 template <typename... Args>
 [[gnu::noinline]] void vyn_trace_to_history(vyn_trace_level level, const char *format,
                                             const Args &...args)
 {
-    // An array has at least one element, and a format may have no arguments: the last is not used.
+    // The last element is unused: an array needs one element even if the format has no arguments.
     const vyn_trace_argument arguments[] = {vyn_trace_argument(args)..., uint32_t{0}};
     vyn_trace_history(level, format, arguments);
 }
@@ -126,10 +126,9 @@ template <typename... Args>
     buginf(1, sdwrap_dbg_modname, 0, format, vyn_printf_argument(args)...);
 }
 
-// Traces one message: to the event history and, when the level is on there, to the debug output.
-// Where a format begins with %s, that argument is a function's name, and not always the name of the
-// function that traces: it is passed like any other. Returns the answer of the debug check.
-// Inlined, so that a trace which nobody wants does not even fetch its arguments.
+// Traces one message to the event history and to the debug output, if they record this level. A %s
+// at the start of a format takes a function's name, which may differ from the caller's. Returns the
+// result of the debug check. Inlined, so that a trace that is off does not fetch its arguments.
 template <typename... Args>
 [[gnu::always_inline]] inline int vyn_trace(vyn_trace_level level,
                                             vyn_format<std::decay_t<const Args &>...> format,

@@ -1,8 +1,7 @@
-// The storage behind the values of read functions.
+// The storage of the values that read functions return.
 //
-// The integer has 32 bits and the length 4 on every host: of a long, the agent would take the wrong
-// half where bytes are ordered the other way. Octets are copied, because most of them are made for
-// the occasion; what is longer than the buffer is cut.
+// The integer has 32 bits and length 4 on every host. From a 64-bit long of a big-endian host, the
+// agent would read the wrong half. Octets are copied, because most of them come from a temporary.
 
 #include "vyn_values.h"
 

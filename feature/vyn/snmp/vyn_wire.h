@@ -1,8 +1,8 @@
-// What the module and the VYN service say to each other: opcodes, operations, query types, the
-// records of the messages and the system error codes that both know by name.
+// The messages between the module and the VYN service: opcodes, operations, query types, records
+// and the system error codes that have a name.
 //
-// Everything here crosses a process boundary. The layouts are fixed; each record states its own
-// size and offsets below it. Nothing here depends on the SNMP agent.
+// The layouts are fixed, because every record crosses a process boundary. Assertions below each
+// record state its size and offsets. Nothing here depends on the SNMP agent.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +21,7 @@ enum vyn_opcode : uint32_t {
     MTS_OPC_VYN_CONFIG_REQ = 8477,     // changes of the configuration, static peers
 };
 
-// The operation that goes with every request.
+// The operation of a request.
 enum vyn_msg_type : uint32_t {
     VYN_MSG_GET = 1,
     VYN_MSG_GETNEXT = 2,
@@ -48,24 +48,24 @@ enum vyn_query_type : uint32_t {
     VYN_SNMP_STATIC_PEER = 66,
 };
 
-// Discovery status values that mean something here; the service may send others.
+// The discovery status values that the module interprets; the service may send others.
 enum vyn_disc_status : uint8_t {
     VYN_DISC_RUNNING = 2,
     VYN_DISC_FAILED = 4,
 };
 
-// System error codes known by name.
+// The system error codes that the module reports or interprets.
 enum vyn_syserr : uint32_t {
-    VYN_ERR_NO_MORE_ENTRIES = 0x40B3001C,    // a GETNEXT has come to the end
+    VYN_ERR_NO_MORE_ENTRIES = 0x40B3001C,    // a GETNEXT has reached the end
     VYN_ERR_ACTION_UNSUPPORTED = 0x40B30035, // the feature has no such action in its scope
     VYN_ERR_ACTION_IN_PROGRESS = 0x40B3003A, // the feature's last action has not ended
     VYN_ERR_NO_FEATURE_REGION = 0x40B30061,  // the feature is assigned to no region
-    VYN_ERR_PEER_NOT_IPV4 = 0x40B30070,      // a static peer has an IPv4 address
+    VYN_ERR_PEER_NOT_IPV4 = 0x40B30070,      // a static peer must have an IPv4 address
     VYN_ERR_NPV_DISABLED = 0x40B30071,       // static peers need NPV mode
-    VYN_ERR_BOTH_IP_FAMILIES = 0x40B30074,   // distribution runs over one IP family at a time
+    VYN_ERR_BOTH_IP_FAMILIES = 0x40B30074,   // only one IP family may be enabled
 };
 
-// Scope in the queries of merges, locks and regions. The other way around than in OID indexes.
+// Scope in the records of merges, locks and regions. In OID indexes 1 is physical and 2 logical.
 enum vyn_service_scope : uint32_t {
     VYN_SERVICE_NO_SCOPE = 0, // not given
     VYN_SERVICE_LOGICAL = 1,
@@ -79,24 +79,24 @@ enum vyn_scope_type : uint32_t {
     VYN_SCOPE_LOGICAL = 2,
 };
 
-// Address types; every other one is a text.
+// Address types. Every other type is a text.
 enum vyn_addr_type : uint32_t {
     VYN_ADDR_IPV4 = 1,
     VYN_ADDR_IPV6 = 2,
 };
 
-// A feature as the service names it.
+// A feature in a message.
 struct vyn_app_descriptor {
     char name[81]; // at most 80 characters, NUL
     uint8_t rest[3];
 };
 static_assert(sizeof(vyn_app_descriptor) == 84 && std::is_trivially_copyable_v<vyn_app_descriptor>);
 
-// The key of a lock query, from offset 8 of the request on.
+// The key of a lock query, at offset 8 of the request.
 struct vyn_lock_key {
     be32 zero;
     vyn_app_descriptor local_app;
-    be32 scope; // vyn_service_scope, or 0
+    be32 scope; // vyn_service_scope
     be32 min_vsan;
     uint8_t rest[260];
 };
@@ -104,21 +104,20 @@ static_assert(sizeof(vyn_lock_key) == 356 && offsetof(vyn_lock_key, local_app) =
               offsetof(vyn_lock_key, scope) == 88 && offsetof(vyn_lock_key, min_vsan) == 92);
 static_assert(std::is_trivially_copyable_v<vyn_lock_key>);
 
-// A peer: a switch that takes part in distribution, in the whole fabric or in one VSAN, for one
-// feature or for the discovery of peers itself.
+// A peer: a switch that distributes one feature in one scope, or that a discovery has found.
 struct vyn_app_peer {
-    vyn_app_descriptor local_app; // without a name for the discovery
-    be32 scope;                   // vyn_scope_type, or 0
+    vyn_app_descriptor local_app; // no name in a peer that a discovery has found
+    be32 scope;                   // vyn_scope_type
     be32 vsan;                    // in logical scope
-    be32 addr_type;
-    char addr[256]; // 4 octets, 16 octets or a text that ends with a NUL; as its type says
+    be32 addr_type;               // vyn_addr_type
+    char addr[256];               // 4 octets, 16 octets or a text
 };
 static_assert(sizeof(vyn_app_peer) == 352 && offsetof(vyn_app_peer, scope) == 84 &&
               offsetof(vyn_app_peer, vsan) == 88 && offsetof(vyn_app_peer, addr_type) == 92 &&
               offsetof(vyn_app_peer, addr) == 96);
 static_assert(std::is_trivially_copyable_v<vyn_app_peer>);
 
-// A peer as the key of a query, from offset 8 of the request on.
+// A peer as the key of a query, at offset 8 of the request.
 struct vyn_peer_key {
     be32 zero;
     vyn_app_peer peer;
@@ -126,7 +125,7 @@ struct vyn_peer_key {
 static_assert(sizeof(vyn_peer_key) == 356 && offsetof(vyn_peer_key, peer) == 4);
 static_assert(std::is_trivially_copyable_v<vyn_peer_key>);
 
-// The key of a merge query and of the resolution of a failed merge, from offset 8 on.
+// The key of a merge query and of the resolution of a failed merge, at offset 8 of the request.
 struct vyn_merge_key {
     be32 zero;
     char app_name[81]; // at most 80 characters, NUL
@@ -140,11 +139,11 @@ static_assert(sizeof(vyn_merge_key) == 356 && offsetof(vyn_merge_key, app_name) 
               offsetof(vyn_merge_key, vsan) == 88 && offsetof(vyn_merge_key, query_mark) == 92 &&
               offsetof(vyn_merge_key, scope) == 96);
 static_assert(std::is_trivially_copyable_v<vyn_merge_key>);
-inline constexpr uint32_t VYN_MERGE_QUERY_MARK = 4096; // its meaning is the service's
+inline constexpr uint32_t VYN_MERGE_QUERY_MARK = 4096; // fixed by the service
 
-// A static peer as the key of a query, and as it is added or removed.
+// A static peer: the key of a query, or a change.
 struct vyn_static_peer {
-    be32 op; // in a change: VYN_OP_ADD or VYN_OP_REMOVE; 0 in a query
+    be32 op; // vyn_change_op in a change, 0 in a query
     be32 addr_type;
     char addr[256];
 };
@@ -152,15 +151,15 @@ static_assert(sizeof(vyn_static_peer) == 264 && offsetof(vyn_static_peer, addr_t
               offsetof(vyn_static_peer, addr) == 8);
 static_assert(std::is_trivially_copyable_v<vyn_static_peer>);
 
-// What a change does with its record.
+// The operation of a change.
 enum vyn_change_op : uint32_t {
     VYN_OP_ADD = 0,
     VYN_OP_REMOVE = 1,
 };
 
-// A region: a row under creation, and the key or the change of a request.
+// A region: a row under creation, or the key or change of a request.
 struct vyn_region_rec {
-    be32 op; // as in vyn_static_peer
+    be32 op; // vyn_change_op in a change, 0 in a query
     be32 region_id;
     be32 scope; // vyn_service_scope
     be32 vsan;
@@ -170,17 +169,16 @@ static_assert(sizeof(vyn_region_rec) == 108 && offsetof(vyn_region_rec, region_i
               offsetof(vyn_region_rec, scope) == 8 && offsetof(vyn_region_rec, vsan) == 12);
 static_assert(std::is_trivially_copyable_v<vyn_region_rec>);
 
-// The assignment of a feature to a region: a row under creation, and the key or the change of a
-// request.
+// An assignment of a feature to a region: a row under creation, or the key or change of a request.
 struct vyn_feature_region_rec {
-    be32 op; // in a change: VYN_OP_ADD, also for an assignment that exists, or VYN_OP_REMOVE
+    be32 op; // vyn_change_op in a change (VYN_OP_ADD also changes the region), 0 in a query
     be32 region_id;
     be32 scope; // vyn_service_scope
     be32 vsan;
     be32 zero;
     char app_name[81]; // at most 80 characters, NUL
     uint8_t pad[3];
-    be32 create_mark; // 4 when the row was made by a createAndGo of the SET in progress
+    be32 create_mark; // 4 if a createAndGo of this SET has added the row, else 0
 };
 static_assert(sizeof(vyn_feature_region_rec) == 108 &&
               offsetof(vyn_feature_region_rec, region_id) == 4 &&
@@ -190,27 +188,27 @@ static_assert(sizeof(vyn_feature_region_rec) == 108 &&
               offsetof(vyn_feature_region_rec, create_mark) == 104);
 static_assert(std::is_trivially_copyable_v<vyn_feature_region_rec>);
 
-// The distribution over one IP family.
+// The state of distribution over one IP family, or a change of its multicast address.
 struct vyn_dist_ctrl_entry {
     be32 addr_type;    // VYN_ADDR_IPV4 or VYN_ADDR_IPV6
-    uint8_t addr[256]; // of the multicast: 4 or 16 octets
-    be32 enabled;      // 0: it is not
+    uint8_t addr[256]; // the multicast address: 4 or 16 octets
+    be32 enabled;      // 0: disabled
 };
 static_assert(sizeof(vyn_dist_ctrl_entry) == 264 && offsetof(vyn_dist_ctrl_entry, addr) == 4 &&
               offsetof(vyn_dist_ctrl_entry, enabled) == 260);
 static_assert(std::is_trivially_copyable_v<vyn_dist_ctrl_entry>);
 
-// A change of that: whether it is enabled.
+// A change that enables or disables distribution over one IP family.
 struct vyn_ip_dist_enable {
-    be32 enable; // 1 enables, 0 disables
-    be32 addr_type;
+    be32 enable;    // 1 enables, 0 disables
+    be32 addr_type; // VYN_ADDR_IPV4 or VYN_ADDR_IPV6
 };
 static_assert(sizeof(vyn_ip_dist_enable) == 8 && std::is_trivially_copyable_v<vyn_ip_dist_enable>);
 
 // A request. Bytes that the query type does not use are zero.
 struct vyn_snmp_req {
     be32 query_type;
-    be32 argument; // 1 in every query
+    be32 argument; // always 1
     union {
         uint8_t bytes[356];
         vyn_lock_key req_app_lock_state;       // VYN_SNMP_APP_LOCK_STATE
@@ -221,10 +219,10 @@ struct vyn_snmp_req {
         vyn_static_peer static_peer;           // VYN_SNMP_STATIC_PEER
         vyn_region_rec region;                 // VYN_SNMP_REGION
         vyn_feature_region_rec feature_region; // VYN_SNMP_FEATURE_REGION
-        be32 dist_ctrl_key;                    // VYN_SNMP_DIST_CTRL_ENTRY: an address type; 0, none
+        be32 dist_ctrl_key;                    // VYN_SNMP_DIST_CTRL_ENTRY: an address type, or 0
         vyn_ip_dist_enable ip_dist_enable;     // VYN_SNMP_IP_DIST_ENABLE
         vyn_dist_ctrl_entry dist_ctrl;         // VYN_SNMP_DIST_CTRL_ADDR
-        be32 dist_disable; // VYN_SNMP_SET_DIST: 1 disables distribution, 0 enables it
+        be32 dist_disable;                     // VYN_SNMP_SET_DIST: 1 disables, 0 enables
     } request;
 };
 static_assert(sizeof(vyn_snmp_req) == 364 && offsetof(vyn_snmp_req, argument) == 4 &&
@@ -248,12 +246,12 @@ struct vyn_resp_dist_status {
 static_assert(sizeof(vyn_resp_dist_status) == 4 &&
               std::is_trivially_copyable_v<vyn_resp_dist_status>);
 
-// A lock, with what else is known of it.
+// A lock and its owner.
 struct vyn_lock_info {
     vyn_app_descriptor app;
     be32 scope; // vyn_service_scope
     be32 vsan;
-    uint8_t taken; // 0: the lock is free
+    uint8_t taken; // 0: free
     uint8_t pad[15];
     be32 ip_address;
     be32 addr_type;
@@ -274,7 +272,7 @@ static_assert(sizeof(vyn_resp_lock_state) == 508 && offsetof(vyn_resp_lock_state
               offsetof(vyn_lock_info, user_name) == 372);
 static_assert(std::is_trivially_copyable_v<vyn_resp_lock_state>);
 
-// The member of a reply to VYN_SNMP_PHY_DISC_PEER and VYN_SNMP_APP_PEER: the peer found.
+// The member of a reply to VYN_SNMP_PHY_DISC_PEER and VYN_SNMP_APP_PEER.
 struct vyn_resp_peer {
     be32 header;
     vyn_app_peer peer;
@@ -282,7 +280,7 @@ struct vyn_resp_peer {
 static_assert(sizeof(vyn_resp_peer) == 356 && offsetof(vyn_resp_peer, peer) == 4);
 static_assert(std::is_trivially_copyable_v<vyn_resp_peer>);
 
-// The member of a reply to VYN_SNMP_MERGE_MEMBER. What the attributes mean is the service's.
+// The member of a reply to VYN_SNMP_MERGE_MEMBER. The service defines the attributes.
 struct vyn_resp_merge_member {
     be32 header;
     vyn_app_peer member;
@@ -302,12 +300,12 @@ struct vyn_resp_merge {
     uint8_t failure_code[2]; // most significant byte first; see vyn_mr_status2syserr
     char app_name[81];
     uint8_t pad2[3];
-    be32 entries; // how many rows this is: 0, there is none
+    be32 entries; // 0: there is no such row
     be32 status;
     be32 scope; // vyn_service_scope
     be32 vsan;
     uint8_t pad3[28];
-    uint8_t failed; // 0: the merge has not failed, there is no code
+    uint8_t failed; // 0: the merge has not failed and there is no failure code
 };
 static_assert(sizeof(vyn_resp_merge) == 133 && offsetof(vyn_resp_merge, failure_code) == 2 &&
               offsetof(vyn_resp_merge, app_name) == 4 && offsetof(vyn_resp_merge, entries) == 88 &&
@@ -320,7 +318,7 @@ struct vyn_resp_static_peer {
     be32 addr_type;
     char addr[256];
     uint8_t pad1[8];
-    be32 status; // its meaning is the service's
+    be32 status; // defined by the service
     uint8_t pad2[4];
 };
 static_assert(sizeof(vyn_resp_static_peer) == 276 && offsetof(vyn_resp_static_peer, addr) == 4 &&
@@ -349,7 +347,7 @@ static_assert(sizeof(vyn_resp_feature_region) == 104 &&
               offsetof(vyn_resp_feature_region, app_name) == 12);
 static_assert(std::is_trivially_copyable_v<vyn_resp_feature_region>);
 
-// A reply. The length comes from the transport, and what a short one lacks reads as zero.
+// A reply. It may be shorter than the record; missing bytes read as zero.
 struct vyn_snmp_resp {
     be32 query_type;
     union {
@@ -370,16 +368,16 @@ struct vyn_snmp_resp {
 static_assert(sizeof(vyn_snmp_resp) == 512 && offsetof(vyn_snmp_resp, bytes) == 4);
 static_assert(std::is_trivially_copyable_v<vyn_snmp_resp>);
 
-// The state of a feature in one scope, as the client library hands it over. On entry, scope and
-// VSAN are the row wanted; scope 0 is the feature's last action in whatever scope.
+// The state of a feature in one scope, in a call of the client library. On entry, scope and VSAN
+// are the key; scope 0 requests the feature's last action in any scope.
 struct vyn_feature_state {
     be32 unused[3];
-    be32 last_action; // the status of the extension table
-    be32 scope;       // vyn_scope_type
+    be32 last_action;
+    be32 scope; // vyn_scope_type
     be32 vsan;
     be32 result;
-    be32 error_code; // of the last action: a system error code
-    be32 seconds;    // time of the last action: seconds since 1970
+    be32 error_code; // a system error code
+    be32 seconds;    // time of the last action, since 1970
     be32 microseconds;
     be32 show_cfg_option;
 };
@@ -392,7 +390,7 @@ static_assert(sizeof(vyn_feature_state) == 44 && offsetof(vyn_feature_state, las
               offsetof(vyn_feature_state, show_cfg_option) == 40);
 static_assert(std::is_trivially_copyable_v<vyn_feature_state>);
 
-// The event MTS_OPC_VYN_NOTIFICATION: a type, and what belongs to it.
+// The type of the event MTS_OPC_VYN_NOTIFICATION: its first word. The type's record follows.
 enum vyn_notification_type : uint32_t {
     VYN_NOTIF_MERGE_FAIL = 22,
     VYN_NOTIF_DISCOVERY_COMPLETE = 27,
@@ -401,7 +399,7 @@ enum vyn_notification_type : uint32_t {
 struct vyn_merge_fail_notif {
     char feature_name[81];
     uint8_t pad[3];
-    be32 scope; // 2 physical, 1 logical
+    be32 scope; // vyn_service_scope
     be32 vsan;
     char failure_text[256];
 };
@@ -409,13 +407,13 @@ static_assert(sizeof(vyn_merge_fail_notif) == 348 && offsetof(vyn_merge_fail_not
               offsetof(vyn_merge_fail_notif, failure_text) == 92);
 static_assert(std::is_trivially_copyable_v<vyn_merge_fail_notif>);
 
-inline constexpr size_t VYN_NOTIF_VAL = 4; // where the type's own record begins
+inline constexpr size_t VYN_NOTIF_VAL = 4; // offset of the type's record
 
 // The event MTS_OPC_VYN_FEATURE_ACTION.
 struct vyn_feature_action_notif {
     char feature_name[81];
     be32 last_action;
-    be32 scope_type; // 1 physical, 2 logical; 0 means 1
+    be32 scope_type; // vyn_scope_type; 0 means physical
     be32 scope_value;
     be32 result;
     be32 fifth;
