@@ -1,16 +1,10 @@
-// vynFeatureOpTable: one row for each registered feature. Index: the feature's name.
+// vynFeatureOpTable: one row for each registered feature. Index: the feature's name, as its length
+// and its characters.
 //
-// Nothing here asks the service by a query: the client library has the features, and gives the
-// state of one's last action. A read costs one question for that state. A SET of the scope or of
-// the display option takes effect in ACTION and is stored at once; an action is noted in ACTION and
-// run in COMMIT, where the feature's state at that time decides.
-//
-// Odd on purpose: an exact read passes over the length of the name in the index, a write insists on
-// it (an agent that reads before it writes hands the write the row's own OID). A GETNEXT takes
-// length and characters together as the key, which is how the registry orders its features; the
-// first greater one in the registry's own order is the answer. A walk starts by writing the
-// column's OID over the requested one, and that stays when there is no row. A scope value that is
-// refused in ACTION stays in memory, not stored.
+// The client library holds the features. A read costs one call of that library, for the state of
+// the feature's last action. A SET of the scope or of the display option is stored in ACTION. A SET
+// of the action changes the entry in ACTION. COMMIT runs the action if the feature's state allows
+// it.
 
 #include "vyn_feature_op.h"
 #include "snmp_context.h"
@@ -21,16 +15,19 @@
 
 // --- Rows ---
 
-// The feature that a read is about; name and length become those of its row.
+// Returns the feature that a read finds, or null. Writes the index of its row to name and length.
 static vyn_feature_entry *find_feature(const struct variable *vp, oid *name, size_t *length,
                                        bool exact)
 {
     if (*length < vp->namelen || snmp_oid_compare(name, vp->namelen, vp->name, vp->namelen) != 0) {
+        // Quirk: the column's OID replaces a requested OID outside it, even if there is no row.
         memcpy(name, vp->name, vp->namelen * sizeof(oid));
         *length = vp->namelen;
     }
     if (exact && *length <= vp->namelen)
         return nullptr;
+    // The key of a GETNEXT starts with the length of the name, like names in the registry.
+    // Quirk: a GET skips the length without the check that a SET makes.
     const size_t start = exact ? vp->namelen + 1 : vp->namelen;
     char key[VYN_MAX_FEATURE_NAME + 1];
     if (!vyn_oid_cursor(name, *length, start).take_string(key, VYN_MAX_FEATURE_NAME))
@@ -38,15 +35,15 @@ static vyn_feature_entry *find_feature(const struct variable *vp, oid *name, siz
     vyn_feature_entry *entry = exact ? vyn_getFeatureEntry(key) : vyn_next_feature(key);
     if (entry == nullptr)
         return nullptr;
-    vyn_oid_builder row(vp->name, vp->namelen);
-    row.put_octets(entry->name,
-                   strnlen(reinterpret_cast<const char *>(entry->name), sizeof(entry->name)));
-    return row.commit(name, length) ? entry : nullptr;
+    vyn_oid_builder row_oid(vp->name, vp->namelen);
+    row_oid.put_octets(entry->name,
+                       strnlen(reinterpret_cast<const char *>(entry->name), sizeof(entry->name)));
+    return row_oid.commit(name, length) ? entry : nullptr;
 }
 
 // --- Values ---
 
-// A VSAN as four octets, most significant first.
+// Returns a VSAN as four octets, most significant first.
 static u_char *vsan_value(be32 vsan, size_t *var_len)
 {
     return vyn_octets_value(&vsan, sizeof(vsan), var_len);
@@ -57,15 +54,15 @@ static u_char *empty_value(size_t *var_len)
     return vyn_octets_value("", 0, var_len);
 }
 
-u_char *vyn_failure_reason(be32 result, be32 error_code, size_t max_length, size_t *var_len)
+u_char *vyn_failure_reason_value(be32 result, be32 error_code, size_t max_length, size_t *var_len)
 {
     if (result != VYN_RESULT_FAILED && result != VYN_RESULT_FAILED_PARTLY)
         return empty_value(var_len);
     return vyn_text_value(syserr_format(error_code), max_length, var_len);
 }
 
-// A bit string: bit 0, the most significant, and bit 1 tell of the physical scope, bit 2 stands for
-// the logical scope and for nothing else.
+// Returns a bit string. Bit 0 is the most significant. Bit 2 alone means that the feature is
+// distributed in logical scopes; bits 0 and 1 describe the physical scope.
 static u_char *flags_value(const vyn_feature_entry &entry, size_t *var_len)
 {
     u_char bits = 0;
@@ -86,7 +83,7 @@ u_char *get_vynFeatureOpTable(struct variable *vp, oid *name, size_t *length, in
     vyn_feature_state state{};
     const int failed = get_vyn_entry_from_module(entry, &state, VYN_STATE_EXACT);
     vyn_trace(VYN_TRACE_FAILURE, "ret code from get_vyn_entry: %d\n", failed);
-    const uint32_t unknown = 1; // what a state that was not told reads as
+    constexpr uint32_t value_without_state = 1;
 
     switch (vp->magic) {
     case VYNFEATUREOPACTION:
@@ -101,17 +98,19 @@ u_char *get_vynFeatureOpTable(struct variable *vp, oid *name, size_t *length, in
                    ? vsan_value(entry->scope_value, var_len)
                    : empty_value(var_len);
     case VYNFEATUREOPLASTACTION:
-        return vyn_integer_value(failed ? unknown : uint32_t{state.last_action}, var_len);
+        return vyn_integer_value(failed ? value_without_state : uint32_t{state.last_action},
+                                 var_len);
     case VYNFEATUREOPLASTSCOPETYPE:
-        return vyn_integer_value(failed ? unknown : uint32_t{state.scope}, var_len);
+        return vyn_integer_value(failed ? value_without_state : uint32_t{state.scope}, var_len);
     case VYNFEATUREOPLASTSCOPEVAL:
         return state.scope == VYN_SCOPE_LOGICAL ? vsan_value(state.vsan, var_len)
                                                 : empty_value(var_len);
     case VYNFEATUREOPLASTACTIONRESULT:
-        return vyn_integer_value(failed ? unknown : uint32_t{state.result}, var_len);
+        return vyn_integer_value(failed ? value_without_state : uint32_t{state.result}, var_len);
     case VYNFEATUREOPLASTFAILUREREASON:
         return failed ? empty_value(var_len)
-                      : vyn_failure_reason(state.result, state.error_code, VYN_MAX_TEXT, var_len);
+                      : vyn_failure_reason_value(state.result, state.error_code, VYN_MAX_TEXT,
+                                                 var_len);
     case VYNFEATUREOPSHOWCFGOPTION:
         *write_method = set_vynFeatureOpShowCfgOption;
         return vyn_integer_value(entry->show_cfg_option, var_len);
@@ -153,17 +152,18 @@ static constexpr vyn_integer_checks show_cfg_option_checks = {
     .function = "set_vynFeatureOpShowCfgOption",
 };
 
-static int result_of_finding(const oid *name, size_t length)
+static int check_feature_exists(const oid *name, size_t length)
 {
     return vyn_parse_FeatureEntry(name, length) != nullptr ? SNMP_ERR_NOERROR : SNMP_NOSUCHINSTANCE;
 }
 
-static int store(vyn_feature_entry *entry)
+static int store_entry(vyn_feature_entry *entry)
 {
     return pss_update_vyn_feature_entry_rt(entry, 1) == 0 ? SNMP_ERR_NOERROR : SNMP_ERR_GENERR;
 }
 
-// The roles of users are for network administrators alone.
+// Checks that the feature exists and that the user may run actions on it. Only network
+// administrators may run actions on the feature "role".
 static int check_action_is_allowed(const oid *name, size_t length)
 {
     const vyn_feature_entry *entry = vyn_parse_FeatureEntry(name, length);
@@ -177,7 +177,8 @@ static int check_action_is_allowed(const oid *name, size_t length)
     return SNMP_ERR_NOERROR;
 }
 
-// True while the feature's last action has not ended, in the scope that the next one is for.
+// Reports whether the last action is still in progress. If the entry has a logical scope, the last
+// action in that scope counts, unless the feature's last action is an enable or disable.
 static bool action_in_progress(vyn_feature_entry *entry)
 {
     vyn_feature_state state{};
@@ -230,10 +231,10 @@ int set_vynFeatureOpAction(int action, u_char *var_val, u_char var_val_type, siz
     vyn_feature_entry *entry;
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
-        if (int refusal = vyn_check_integer(action_checks, var_val, var_val_type, var_val_len))
-            return refusal;
+        if (int snmp_error = vyn_check_integer(action_checks, var_val, var_val_type, var_val_len))
+            return snmp_error;
         return check_action_is_allowed(name, length);
-    case SNMP_MSG_INTERNAL_SET_RESERVE2: return result_of_finding(name, length);
+    case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_feature_exists(name, length);
     case SNMP_MSG_INTERNAL_SET_ACTION:
         entry = vyn_parse_FeatureEntry(name, length);
         if (entry == nullptr)
@@ -247,7 +248,7 @@ int set_vynFeatureOpAction(int action, u_char *var_val, u_char var_val_type, siz
     }
 }
 
-// The two columns that are one field of the entry each, stored in ACTION.
+// Runs one phase of a SET of a column that is one field of the entry.
 static int write_field(const vyn_integer_checks &checks, u32 vyn_feature_entry::*field, int action,
                        const u_char *var_val, u_char var_val_type, size_t var_val_len,
                        const oid *name, size_t length)
@@ -255,15 +256,15 @@ static int write_field(const vyn_integer_checks &checks, u32 vyn_feature_entry::
     vyn_feature_entry *entry;
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
-        if (int refusal = vyn_check_integer(checks, var_val, var_val_type, var_val_len))
-            return refusal;
-        return result_of_finding(name, length);
+        if (int snmp_error = vyn_check_integer(checks, var_val, var_val_type, var_val_len))
+            return snmp_error;
+        return check_feature_exists(name, length);
     case SNMP_MSG_INTERNAL_SET_ACTION:
         entry = vyn_parse_FeatureEntry(name, length);
         if (entry == nullptr)
             return SNMP_NOSUCHINSTANCE;
         entry->*field = static_cast<u32>(vyn_varbind_integer(var_val, var_val_len));
-        return store(entry);
+        return store_entry(entry);
     default: return SNMP_ERR_NOERROR;
     }
 }
@@ -285,18 +286,19 @@ int set_vynFeatureOpShowCfgOption(int action, u_char *var_val, u_char var_val_ty
 static int store_scope_value(const u_char *var_val, size_t var_val_len, const oid *name,
                              size_t length)
 {
-    constexpr u32 lowest_vsan = 1, highest_vsan = 4093;
+    constexpr u32 min_vsan = 1, max_vsan = 4093;
     vyn_feature_entry *entry = vyn_parse_FeatureEntry(name, length);
     if (entry == nullptr)
         return SNMP_NOSUCHINSTANCE;
-    be32 value = 0; // fewer than four octets are followed by zeros
+    be32 value = 0; // pads fewer than four octets with zeros
     if (var_val_len > 0)
         memcpy(&value, var_val, std::min(var_val_len, sizeof(value)));
+    // Quirk: the entry keeps the value even if it is refused or not stored, as in write_field.
     entry->scope_value = value;
     if (entry->scope_type == VYN_SCOPE_LOGICAL &&
-        (entry->scope_value < lowest_vsan || entry->scope_value > highest_vsan))
+        (entry->scope_value < min_vsan || entry->scope_value > max_vsan))
         return SNMP_ERR_WRONGVALUE;
-    return store(entry);
+    return store_entry(entry);
 }
 
 int set_vynFeatureOpScopeVal(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
@@ -309,8 +311,8 @@ int set_vynFeatureOpScopeVal(int action, u_char *var_val, u_char var_val_type, s
                               SNMP_ERR_WRONGTYPE);
         if (var_val_len > 255)
             return vyn_refuse("write to vynFeatureOpScopeVal: bad length\n", SNMP_ERR_WRONGLENGTH);
-        return result_of_finding(name, length);
-    case SNMP_MSG_INTERNAL_SET_RESERVE2: return result_of_finding(name, length);
+        return check_feature_exists(name, length);
+    case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_feature_exists(name, length);
     case SNMP_MSG_INTERNAL_SET_ACTION: return store_scope_value(var_val, var_val_len, name, length);
     default: return SNMP_ERR_NOERROR;
     }

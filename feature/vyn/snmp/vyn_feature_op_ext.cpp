@@ -1,15 +1,9 @@
 // vynFeatureOpExtTable: the state of a feature's last operation in each of its scopes. Index: the
-// feature's name, the scope, and the VSAN as a length-prefixed octet string: 1.0 for the physical
-// scope, 2.4 and the VSAN's four octets for a logical one.
+// feature's name, the scope, and the VSAN as an octet string. The physical scope is 1.0, a logical
+// one is 2.4 and the VSAN's four octets.
 //
-// The client library has the rows; a GET asks it once, a GETNEXT once for each scope or feature
-// that it passes. A SET of the option stores it at once, in ACTION, in the scope of the row.
-//
-// Odd on purpose: where a walk goes on from a name that is no feature's, the registry's entries
-// with their length in front are compared with the plain name. Any length is less than a lower-case
-// letter, so from such a name the walk ends. It also ends where it would have to go on from a name
-// of 81 or 82 characters, which is too long for a key: cut to 80 it might find the same feature for
-// ever; and at any other name that is not all there.
+// The client library has the rows. A GET calls it once, a GETNEXT once for each scope or feature
+// that it passes. A SET of the option is stored in ACTION, in the scope of the row.
 
 #include <sys/time.h>
 
@@ -18,20 +12,21 @@
 #include "vyn_set.h"
 #include "vyn_values.h"
 
-// The option of set_vyn_cfg_option_to_module that the column writes.
-static constexpr u32 show_cfg_option = 7;
+// The number of the option in set_vyn_cfg_option_to_module.
+static constexpr u32 show_cfg_option_number = 7;
 
-// The row last read.
+// The retained row: the last one read.
 static vyn_feature_state row_state;
 
-// Where a read begins: a feature, and the scope and VSAN wanted of it.
+// The feature, scope and VSAN of a call of the client library.
 struct ext_key {
     vyn_feature_entry *feature;
     uint32_t scope; // vyn_scope_type
     uint32_t vsan;
 };
 
-static vyn_feature_state question(const ext_key &key)
+// Returns a state record whose scope and VSAN are those of the key.
+static vyn_feature_state state_key(const ext_key &key)
 {
     vyn_feature_state state{};
     state.scope = key.scope;
@@ -39,8 +34,8 @@ static vyn_feature_state question(const ext_key &key)
     return state;
 }
 
-// The first scope of a feature that a walk reaches: physical, if it has that.
-static ext_key start_of(vyn_feature_entry *feature)
+// Returns the key of the feature's first scope in a walk: the physical one, if it has that.
+static ext_key first_key(vyn_feature_entry *feature)
 {
     const uint32_t scope = (feature->flags & VYN_FEATURE_PHYSICAL) != 0  ? VYN_SCOPE_PHYSICAL
                            : (feature->flags & VYN_FEATURE_LOGICAL) != 0 ? VYN_SCOPE_LOGICAL
@@ -50,15 +45,15 @@ static ext_key start_of(vyn_feature_entry *feature)
 
 // --- Index ---
 
-// The name in front of every index: all of it, and nothing in it that ends a string.
+// Takes the name at the start of an index. Returns false if it is incomplete or contains a NUL.
 static bool take_feature_name(vyn_oid_cursor &index, char (&name)[VYN_MAX_APP_NAME + 1])
 {
-    const size_t before = index.left();
-    return index.take_strict_app_name(name) && strlen(name) == before - index.left() - 1;
+    const size_t index_length = index.left();
+    return index.take_strict_app_name(name) && strlen(name) == index_length - index.left() - 1;
 }
 
-// What follows the scope in a row's own index: the VSAN with its length for a logical scope; for
-// the physical scope a 0, which may be missing.
+// Takes what follows the scope in an exact index. Physical: a 0 or nothing. Logical: the VSAN as an
+// octet string.
 static bool take_exact_vsan(vyn_oid_cursor &index, oid scope, be32 *vsan)
 {
     oid length = 0;
@@ -74,7 +69,7 @@ static bool take_exact_vsan(vyn_oid_cursor &index, oid scope, be32 *vsan)
 }
 
 // Returns the VSAN to continue after. The index may end anywhere, even inside the VSAN's four
-// octets: then the VSAN that the octets give, filled up with zeros, still comes.
+// octets. Missing octets count as zero; the walk does not skip the VSAN that this gives.
 static uint32_t vsan_to_continue_after(vyn_oid_cursor &index)
 {
     oid length = 0;
@@ -83,7 +78,8 @@ static uint32_t vsan_to_continue_after(vyn_oid_cursor &index)
         return length < sizeof(be32) ? 0 : UINT32_MAX;
     const bool is_partial = index.left() < sizeof(be32);
     uint32_t vsan = 0;
-    bool is_past = false; // every VSAN that begins with the octets so far is less than the index
+    // An octet was over 255, so the index sorts after all VSANs with the octets before it.
+    bool is_past = false;
     for (size_t i = 0; i < sizeof(be32); i++) {
         oid octet = 0;
         index.take(&octet);
@@ -93,7 +89,7 @@ static uint32_t vsan_to_continue_after(vyn_oid_cursor &index)
     return is_partial && !is_past && vsan > 0 ? vsan - 1 : vsan;
 }
 
-// A GET names a row: 0, with a null feature when there is none of that name; or -1.
+// Decodes a GET index. Returns 0, with a null feature if none has that name, or -1.
 static int decode_exact(vyn_oid_cursor index, ext_key *key)
 {
     char name[VYN_MAX_APP_NAME + 1];
@@ -107,31 +103,37 @@ static int decode_exact(vyn_oid_cursor index, ext_key *key)
     return 0;
 }
 
-// A GETNEXT names what the wanted row comes behind: nothing, or a name and what follows it.
+// Decodes a GETNEXT index: empty, or a complete name and any part of a scope. Returns 0, with a
+// null feature at the end, or -1 for any other index.
 static int decode_next(vyn_oid_cursor index, ext_key *key)
 {
     char name[VYN_MAX_APP_NAME + 1] = "";
     oid scope = VYN_SCOPE_NONE;
+    // Quirk: a walk ends after a name of 81 or 82 characters: cut to 80, it could find the same
+    // feature again.
     if (index.left() > 0 && !take_feature_name(index, name))
         return -1;
     index.take(&scope);
 
     vyn_feature_entry *feature = vyn_getFeatureEntry(name);
     if (feature == nullptr) {
-        feature = vyn_next_feature(name); // no length in front: see the head of the file
-        *key = feature != nullptr ? start_of(feature) : ext_key{};
+        // Quirk: unlike names in the registry, this key has no length byte (at most 82), so a walk
+        // ends after an unknown name that starts with a lower-case letter.
+        feature = vyn_next_feature(name);
+        *key = feature != nullptr ? first_key(feature) : ext_key{};
     } else if (scope == VYN_SCOPE_LOGICAL) {
         *key = {feature, VYN_SCOPE_LOGICAL, vsan_to_continue_after(index)};
     } else if (scope != VYN_SCOPE_PHYSICAL) {
-        *key = start_of(feature);
+        *key = first_key(feature);
     } else if ((feature->flags & VYN_FEATURE_LOGICAL) != 0) {
         *key = {feature, VYN_SCOPE_LOGICAL, 0};
     } else {
-        *key = feature->next != nullptr ? start_of(feature->next) : ext_key{};
+        *key = feature->next != nullptr ? first_key(feature->next) : ext_key{};
     }
     return 0;
 }
 
+// Decodes an index. Returns 0, with a null feature if there is none, or -1.
 static int get_vynFeatureOpExtEntry_instance(const struct variable *vp, const oid *name,
                                              size_t length, bool exact, ext_key *key)
 {
@@ -142,22 +144,22 @@ static int get_vynFeatureOpExtEntry_instance(const struct variable *vp, const oi
 
 // --- Rows ---
 
-// Goes on from the key until there is a row. 0, with the row in *state and its feature in the key;
-// or -1.
+// Advances the key until there is a row. Returns 0 with the row in *state and its feature in the
+// key, or -1 at the end.
 static int find_next(ext_key *key, vyn_feature_state *state)
 {
     for (;;) {
-        *state = question(*key);
+        *state = state_key(*key);
         const int result = get_vyn_entry_from_module(key->feature, state, VYN_STATE_NEXT);
         if (result <= 0)
             return result == 0 ? 0 : -1;
         if (key->scope != VYN_SCOPE_PHYSICAL) {
             if (key->feature->next == nullptr)
                 return -1;
-            *key = start_of(key->feature->next);
+            *key = first_key(key->feature->next);
         } else {
             if ((key->feature->flags & VYN_FEATURE_LOGICAL) == 0)
-                return -1;
+                return -1; // Quirk: the walk ends, even if another feature follows
             *key = {key->feature, VYN_SCOPE_LOGICAL, 0};
         }
     }
@@ -166,19 +168,21 @@ static int find_next(ext_key *key, vyn_feature_state *state)
 static bool commit_row(const struct variable *vp, const vyn_feature_entry &feature,
                        const vyn_feature_state &state, oid *name, size_t *length)
 {
-    vyn_oid_builder row(vp->name, vp->namelen);
-    row.put_name(vyn_plain_name(feature), strnlen(vyn_plain_name(feature), VYN_MAX_FEATURE_NAME));
+    vyn_oid_builder row_oid(vp->name, vp->namelen);
+    row_oid.put_name(vyn_plain_name(feature),
+                     strnlen(vyn_plain_name(feature), VYN_MAX_FEATURE_NAME));
     if (state.scope == VYN_SCOPE_PHYSICAL) {
-        row.put(VYN_SCOPE_PHYSICAL);
-        row.put(0);
+        row_oid.put(VYN_SCOPE_PHYSICAL);
+        row_oid.put(0);
     } else {
-        row.put(VYN_SCOPE_LOGICAL);
-        row.put_vsan(state.vsan);
+        row_oid.put(VYN_SCOPE_LOGICAL);
+        row_oid.put_vsan(state.vsan);
     }
-    return row.commit(name, length);
+    return row_oid.commit(name, length);
 }
 
-// Finds the row and writes its index into name and length. 0, or -1 when there is none.
+// Finds the row, retains it and writes its index to name and length. Returns 0, or -1 if there is
+// none.
 static int header_vynFeatureOpExtEntry(const struct variable *vp, oid *name, size_t *length,
                                        bool exact)
 {
@@ -193,7 +197,7 @@ static int header_vynFeatureOpExtEntry(const struct variable *vp, oid *name, siz
         vyn_trace(VYN_TRACE_FAILURE, " %s : fp is NULL...\n", function);
         return -1;
     }
-    vyn_feature_state state = question(key);
+    vyn_feature_state state = state_key(key);
     const int failed = exact ? get_vyn_entry_from_module(key.feature, &state, VYN_STATE_EXACT)
                              : find_next(&key, &state);
     if (failed != 0 || !commit_row(vp, *key.feature, state, name, length))
@@ -206,9 +210,8 @@ static int header_vynFeatureOpExtEntry(const struct variable *vp, oid *name, siz
 
 // --- Values ---
 
-// The agent's uptime at the time of the last operation; 0 where the agent's function has a negative
-// result, as it has for times before the agent's start.
-static u_char *time_stamp(size_t *var_len)
+// Returns the agent's uptime at the last operation, or 0 if that was before the agent's start.
+static u_char *time_stamp_value(size_t *var_len)
 {
     timeval when = {};
     when.tv_sec = row_state.seconds;
@@ -227,11 +230,12 @@ u_char *get_vynFeatureOpExtTable(struct variable *vp, oid *name, size_t *length,
     case VYNFEATUREOPEXTSTATUS: return vyn_integer_value(row_state.last_action, var_len);
     case VYNFEATUREOPEXTRESULT: return vyn_integer_value(row_state.result, var_len);
     case VYNFEATUREOPEXTFAILUREREASON:
-        return vyn_failure_reason(row_state.result, row_state.error_code, max_reason, var_len);
+        return vyn_failure_reason_value(row_state.result, row_state.error_code, max_reason,
+                                        var_len);
     case VYNFEATUREOPEXTSHOWCFGOPTION:
         *write_method = set_vynFeatureOpExtShowCfgOption;
         return vyn_integer_value(row_state.show_cfg_option, var_len);
-    case VYNFEATUREOPEXTTIMESTAMP: return time_stamp(var_len);
+    case VYNFEATUREOPEXTTIMESTAMP: return time_stamp_value(var_len);
     default: snmp_set_detail(""); return nullptr;
     }
 }
@@ -248,13 +252,12 @@ static constexpr vyn_integer_checks show_cfg_option_checks = {
     .function = "set_vynFeatureOpExtShowCfgOption",
 };
 
-// The column that a SET names, for the functions that take a read's: the first 14 sub-identifiers.
+// Returns the column of a SET's OID, which the functions of a read take.
 static struct variable column_of(const oid *name, size_t length)
 {
-    constexpr size_t column_length = 14;
     struct variable column = {};
-    column.namelen = column_length;
-    memcpy(column.name, name, std::min(length, column_length) * sizeof(oid));
+    column.namelen = VYN_INDEX_START;
+    memcpy(column.name, name, std::min(length, VYN_INDEX_START) * sizeof(oid));
     return column;
 }
 
@@ -278,7 +281,7 @@ static int store_option(u32 value, const oid *name, size_t length)
         return SNMP_NOSUCHINSTANCE;
     int failed;
     if (key.scope == VYN_SCOPE_LOGICAL) {
-        const vyn_cfg_option option = {show_cfg_option, key.scope, key.vsan, value};
+        const vyn_cfg_option option = {show_cfg_option_number, key.scope, key.vsan, value};
         failed = set_vyn_cfg_option_to_module(key.feature, &option);
     } else {
         key.feature->show_cfg_option = value;
@@ -292,9 +295,9 @@ int set_vynFeatureOpExtShowCfgOption(int action, u_char *var_val, u_char var_val
 {
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
-        if (int refusal =
+        if (int snmp_error =
                 vyn_check_integer(show_cfg_option_checks, var_val, var_val_type, var_val_len))
-            return refusal;
+            return snmp_error;
         return check_row_exists(name, length);
     case SNMP_MSG_INTERNAL_SET_ACTION:
         return store_option(static_cast<u32>(vyn_varbind_integer(var_val, var_val_len)), name,

@@ -1,16 +1,14 @@
-// vynMergeMembersTable: the switches that take part in each merge, with two values of the
-// service's for each. Index: the feature's name, its scope, and the member's address. Read-only; a
-// read is one query, and the order of the rows is the service's.
+// vynMergeMembersTable: the switches that take part in each merge, with two attributes that the
+// service defines. Index: the feature's name, the scope, the VSAN as an octet string (a 0 for the
+// physical scope), and the member's address. Read-only.
 //
-// Odd on purpose: what is missing of a VSAN or an address that a walk goes on from is 0xFF, so it
-// goes on behind all that begin like that, and what is missing of a name is blanks. A member in
-// neither scope leaves the scope's places in the OID as they were asked for, or 0. After a null
-// reply the row before it is served again, under the OID that was asked for.
+// A read is one query. The service orders the rows. In a GETNEXT index, missing characters of a
+// name count as blanks.
 
 #include "vyn_app_peer.h"
 #include "vyn_values.h"
 
-// The row last read.
+// The retained row: the last one read.
 static vyn_resp_merge_member row_member;
 
 static constexpr vyn_peer_query members_query = {
@@ -32,12 +30,13 @@ static constexpr vyn_peer_query members_query = {
     .null_reply = "%s : VYN returned Null response for Merge Member query \n",
 };
 
-// Takes a count and so many octets into the key, which run on over the fields behind; what the OID
-// lacks of them is 0xFF.
-static void take_filled(vyn_oid_cursor *index, vyn_app_peer *key, size_t offset)
+// Takes a count and its octets into the key, from a byte offset. Octets beyond the field at the
+// offset overwrite the next fields.
+static void take_padded(vyn_oid_cursor *index, vyn_app_peer *key, size_t offset)
 {
     uint8_t octets[VYN_MAX_OCTETS];
     const size_t count = index->take_octet_count();
+    // Quirk: missing octets count as 0xFF, so a walk skips the rows that start with the given ones.
     memset(octets, 0xFF, count);
     index->take_octets(octets, count);
     memcpy(reinterpret_cast<uint8_t *>(key) + offset, octets, count);
@@ -52,27 +51,28 @@ static void decode_next(vyn_oid_cursor index, vyn_app_peer *key)
     index.take_partial_app_name(key->local_app.name);
     if (index.take(&value))
         key->scope = static_cast<uint32_t>(value);
-    take_filled(&index, key, offsetof(vyn_app_peer, vsan));
+    take_padded(&index, key, offsetof(vyn_app_peer, vsan));
     if (index.take(&value))
         key->addr_type = static_cast<uint32_t>(value);
-    take_filled(&index, key, offsetof(vyn_app_peer, addr));
+    take_padded(&index, key, offsetof(vyn_app_peer, addr));
 }
 
 static bool commit_row(const struct variable *vp, const vyn_app_peer &member, oid *name,
                        size_t *length)
 {
-    vyn_oid_builder row(vp->name, vp->namelen);
-    row.put_name(member.local_app.name, vyn_field(member.local_app.name).length());
-    if (!vyn_put_peer_scope(&row, member)) {
-        row.put_from(name, *length);
-        row.put_from(name, *length);
+    vyn_oid_builder row_oid(vp->name, vp->namelen);
+    row_oid.put_name(member.local_app.name, vyn_field(member.local_app.name).length());
+    if (!vyn_put_peer_scope(&row_oid, member)) {
+        // Quirk: without a scope, both sub-identifiers are those of the requested OID, or 0.
+        row_oid.put_from(name, *length);
+        row_oid.put_from(name, *length);
     }
-    vyn_put_address(&row, member.addr_type, member.addr);
-    return row.commit(name, length);
+    vyn_put_address(&row_oid, member.addr_type, member.addr);
+    return row_oid.commit(name, length);
 }
 
-// Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
-// serve; otherwise -1 or the system error of the query.
+// Finds the row, retains it and writes its index to name and length. Returns 0 if there is a row to
+// serve, else -1 or the system error of the query.
 static int get_vynMergeMembersEntry_instance(const struct variable *vp, oid *name, size_t *length,
                                              bool exact)
 {
@@ -89,7 +89,7 @@ static int get_vynMergeMembersEntry_instance(const struct variable *vp, oid *nam
     if (u32 error = vyn_query_peer(members_query, exact, &request, &reply))
         return static_cast<int>(error);
     if (!reply.present())
-        return 0;
+        return VYN_SERVE_LAST_ROW;
     reply.read_into(&row_member, &vyn_snmp_resp::resp_merge_member);
     vyn_trace_peer(members_query, exact, row_member.member);
     return commit_row(vp, row_member.member, name, length) ? 0 : -1;

@@ -1,18 +1,15 @@
-// vynPeersTable: the switches that the discovery has found. Index: the peer's address.
-// vynFeaturePeersTable: the peers with which a feature's configuration is distributed. Index: the
-// feature's name, its scope, and the peer's address. One column each, the address; read-only.
+// vynPeersTable: the switches that a discovery has found. Index: the peer's address.
+// vynFeaturePeersTable: the peers that distribute each feature. Index: the feature's name, the
+// scope, the VSAN as an octet string (a 0 for the physical scope), and the peer's address.
 //
-// A read is one query, for the row named or for the one behind it. From a part of an index, a walk
-// goes on as if the rest of it were zero, and as if a name that is cut short ended in blanks.
-//
-// Odd on purpose: textual addresses have index type 16, and one under 4 characters can be walked in
-// the peers table but not be read by a GET. After a null reply the row before it is served again,
-// under the OID that was asked for.
+// Each table has one column, the address, which is read-only. A read is one query, for the named
+// row or for the next one. In a GETNEXT index, missing octets count as 0 and missing characters of
+// a name as blanks.
 
 #include "vyn_app_peer.h"
 #include "vyn_values.h"
 
-// The rows last read.
+// The retained rows: the last ones read.
 static vyn_resp_peer row_peer, row_feature_peer;
 
 static u_char *address_value(vyn_app_peer &peer, size_t *var_len)
@@ -41,7 +38,7 @@ static constexpr vyn_peer_query peers_query = {
     .null_reply = "%s : VYN returned Null response for Peers query \n",
 };
 
-// Fills the key from an index: 0, or -1 when an exact one is none.
+// Decodes the key from an index. Returns 0, or -1 if an exact index is invalid.
 static int get_vynPeersEntry_instance(vyn_oid_cursor index, bool exact, vyn_app_peer *key)
 {
     if (exact)
@@ -53,8 +50,8 @@ static int get_vynPeersEntry_instance(vyn_oid_cursor index, bool exact, vyn_app_
     return 0;
 }
 
-// Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
-// serve; otherwise -1 or the system error of the query.
+// Finds the row, retains it and writes its index to name and length. Returns 0 if there is a row to
+// serve, else -1 or the system error of the query.
 static int header_vynPeersEntry(const struct variable *vp, oid *name, size_t *length, bool exact)
 {
     vyn_trace_read(peers_query.function, exact, *length, vp->namelen);
@@ -68,12 +65,12 @@ static int header_vynPeersEntry(const struct variable *vp, oid *name, size_t *le
     if (u32 error = vyn_query_peer(peers_query, exact, &request, &reply))
         return static_cast<int>(error);
     if (!reply.present())
-        return 0;
+        return VYN_SERVE_LAST_ROW;
     reply.read_into(&row_peer, &vyn_snmp_resp::resp_phy_disc_peer);
     vyn_trace_peer(peers_query, exact, row_peer.peer);
-    vyn_oid_builder row(vp->name, vp->namelen);
-    vyn_put_address(&row, row_peer.peer.addr_type, row_peer.peer.addr);
-    return row.commit(name, length) ? 0 : -1;
+    vyn_oid_builder row_oid(vp->name, vp->namelen);
+    vyn_put_address(&row_oid, row_peer.peer.addr_type, row_peer.peer.addr);
+    return row_oid.commit(name, length) ? 0 : -1;
 }
 
 u_char *get_vynPeersTable(struct variable *vp, oid *name, size_t *length, int exact,
@@ -105,7 +102,6 @@ static constexpr vyn_peer_query feature_peers_query = {
     .null_reply = "%s : VYN returned Null response for Peers Feature query \n",
 };
 
-// Octets of a VSAN beyond the fourth run on into the address.
 static void decode_next(vyn_oid_cursor index, vyn_app_peer *key)
 {
     oid scope;
@@ -116,7 +112,7 @@ static void decode_next(vyn_oid_cursor index, vyn_app_peer *key)
     vyn_take_partial_address(&index, &key->addr_type, key->addr);
 }
 
-// As get_vynPeersEntry_instance.
+// Decodes the key from an index. Returns 0, or -1 if an exact index is invalid.
 static int get_vynFeaturePeersEntry_instance(vyn_oid_cursor index, bool exact, vyn_app_peer *key)
 {
     if (exact)
@@ -126,7 +122,8 @@ static int get_vynFeaturePeersEntry_instance(vyn_oid_cursor index, bool exact, v
     return 0;
 }
 
-// As header_vynPeersEntry.
+// Finds the row, retains it and writes its index to name and length. Returns 0 if there is a row to
+// serve, else -1 or the system error of the query.
 static int header_vynFeaturePeersEntry(const struct variable *vp, oid *name, size_t *length,
                                        bool exact)
 {
@@ -141,18 +138,18 @@ static int header_vynFeaturePeersEntry(const struct variable *vp, oid *name, siz
     if (u32 error = vyn_query_peer(feature_peers_query, exact, &request, &reply))
         return static_cast<int>(error);
     if (!reply.present())
-        return 0;
+        return VYN_SERVE_LAST_ROW;
     reply.read_into(&row_feature_peer, &vyn_snmp_resp::resp_app_peer);
     const vyn_app_peer &peer = row_feature_peer.peer;
     vyn_trace_peer(feature_peers_query, exact, peer);
-    vyn_oid_builder row(vp->name, vp->namelen);
-    row.put_name(peer.local_app.name, vyn_field(peer.local_app.name).length());
-    if (!vyn_put_peer_scope(&row, peer)) {
-        row.put(peer.scope);
-        row.put(0);
+    vyn_oid_builder row_oid(vp->name, vp->namelen);
+    row_oid.put_name(peer.local_app.name, vyn_field(peer.local_app.name).length());
+    if (!vyn_put_peer_scope(&row_oid, peer)) {
+        row_oid.put(peer.scope);
+        row_oid.put(0);
     }
-    vyn_put_address(&row, peer.addr_type, peer.addr);
-    return row.commit(name, length) ? 0 : -1;
+    vyn_put_address(&row_oid, peer.addr_type, peer.addr);
+    return row_oid.commit(name, length) ? 0 : -1;
 }
 
 u_char *get_vynFeaturePeersTable(struct variable *vp, oid *name, size_t *length, int exact,

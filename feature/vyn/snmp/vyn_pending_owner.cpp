@@ -1,13 +1,9 @@
-// vynPendingConfOwnerTable: who holds a feature's lock while its configuration is being changed.
-// Rows exist where a lock is taken. Index: the feature's name and the scope: 1 for the physical
-// scope, 2.4 and the VSAN's four octets for a logical one. Read-only; a read is one query.
+// vynPendingConfOwnerTable: the owner of each feature's lock, which is taken while its
+// configuration is changed. A row exists for each lock that is taken. Index: the feature's name and
+// the scope: 1 for the physical scope, 2.4 and the VSAN's four octets for a logical one.
 //
-// Odd on purpose: the index of a physical lock ends with the scope, and a GET that goes on with the
-// zero of an empty VSAN is no row. The service's scopes are the other way around than the index's.
-// The merge process of the service holds locks under a name of its own; reading its user name
-// writes the name that managers see over the retained one, and what is read from the retained row
-// after that sees it. After a null reply the row before it is served again, under the OID that was
-// asked for.
+// Read-only. A read is one query. In a GETNEXT index, missing octets count as 0 and missing
+// characters of a name as blanks.
 
 #include "vyn_app_peer.h"
 #include "vyn_index.h"
@@ -16,19 +12,19 @@
 
 static constexpr char merge_process[] = "$VYN$Merge";
 static constexpr char merge_process_shown[] = "VYN";
-static constexpr char mark = '\xF9'; // in front of a marked user's name, and no part of it
+static constexpr char user_mark = '\xF9'; // precedes the name of a marked user
 
-// The row last read.
+// The retained row: the last one read.
 static vyn_resp_lock_state row_state;
 static vyn_lock_info &row_lock = row_state.lock_info[0];
 
 // --- Index ---
 
-static const char own_name[] = "get_vynPendingConfOwnerEntry_instance";
+static constexpr char function[] = "get_vynPendingConfOwnerEntry_instance";
 
 static bool decode_exact(vyn_oid_cursor index, vyn_lock_key *key)
 {
-    return vyn_take_key_name(&index, key->local_app.name, own_name) &&
+    return vyn_take_key_name(&index, key->local_app.name, function) &&
            index.take_service_scope(&key->scope, &key->min_vsan);
 }
 
@@ -63,19 +59,19 @@ static void trace_reply(vyn_msg_type msg_type, const vyn_lock_info &lock)
               "resp_p->resp_app_lock_state.lock_info[0].app.name = %s,  "
               "resp_p->resp_app_lock_state.scope = %d, "
               "resp_p->resp_app_lock_state.lock_info[0].vsan = %x \n",
-              own_name, uint32_t{msg_type}, vyn_field(lock.app.name), lock.scope, lock.vsan);
+              function, uint32_t{msg_type}, vyn_field(lock.app.name), lock.scope, lock.vsan);
     vyn_trace(VYN_TRACE_FLOW,
               " resp_p->resp_app_lock_state.lock_info[0].user_name = %s, "
               "resp_p->resp_app_lock_state.lock_info[0].ip_address = %x \n",
               vyn_field(lock.user_name), lock.ip_address);
 }
 
-// Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
-// serve; otherwise -1 or the system error of the query.
+// Finds the row, retains it and writes its index to name and length. Returns 0 if there is a row to
+// serve, else -1 or the system error of the query.
 static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid *name,
                                                  size_t *length, bool exact)
 {
-    vyn_trace_read(own_name, exact, *length, vp->namelen);
+    vyn_trace_read(function, exact, *length, vp->namelen);
     vyn_snmp_req request = vyn_request(VYN_SNMP_APP_LOCK_STATE);
     vyn_lock_key key{};
     const vyn_oid_cursor index = vyn_index_of(vp, name, *length, exact);
@@ -89,20 +85,20 @@ static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid 
     trace_request(msg_type, key);
     vyn_reply reply;
     const u32 error =
-        vyn_query(MTS_OPC_VYN_SNMP_QUERY, msg_type, &request, &reply, own_name,
+        vyn_query(MTS_OPC_VYN_SNMP_QUERY, msg_type, &request, &reply, function,
                   "%s : VYN failed to return response for Pending config owner query: %s \n",
                   "%s : VYN returned Null response for Pending config owner query \n");
     if (error != 0)
         return static_cast<int>(error);
     if (!reply.present())
-        return 0;
+        return VYN_SERVE_LAST_ROW;
 
     const auto state = reply.read(&vyn_snmp_resp::resp_app_lock_state);
     const vyn_lock_info &lock = state.lock_info[0];
     trace_reply(msg_type, lock);
     if (exact && lock.taken == 0) {
         vyn_trace(VYN_TRACE_FAILURE,
-                  " %s : VYN returned response - lock is not taken for the app \n", own_name);
+                  " %s : VYN returned response - lock is not taken for the app \n", function);
         return -1;
     }
     row_state = state;
@@ -111,6 +107,7 @@ static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid 
 
 // --- Values ---
 
+// The merge process of the service holds locks under a name of its own.
 static bool held_by_merge_process()
 {
     const vyn_field user(row_lock.user_name);
@@ -124,21 +121,23 @@ static u_char *address_value(size_t *var_len)
     return reinterpret_cast<u_char *>(row_lock.addr);
 }
 
+// Returns a bit string: 0x80 the merge process, 0x40 a marked user, 0x30 another user.
 static u_char *user_type_value(size_t *var_len)
 {
-    const u_char kind = held_by_merge_process()         ? 0x80
-                        : row_lock.user_name[0] != mark ? 0x30
-                                                        : 0x40;
-    return vyn_octets_value(&kind, sizeof(kind), var_len);
+    const u_char user_type = held_by_merge_process()              ? 0x80
+                             : row_lock.user_name[0] != user_mark ? 0x30
+                                                                  : 0x40;
+    return vyn_octets_value(&user_type, sizeof(user_type), var_len);
 }
 
 static u_char *user_name_value(size_t *var_len)
 {
+    // Quirk: this changes the retained row, which then reads as a lock of the user "VYN".
     if (held_by_merge_process())
         memcpy(row_lock.user_name, merge_process_shown, sizeof(merge_process_shown));
-    const size_t skipped = row_lock.user_name[0] == mark ? 1 : 0;
-    *var_len = vyn_field(row_lock.user_name).length() - skipped;
-    return reinterpret_cast<u_char *>(row_lock.user_name) + skipped;
+    const size_t mark_length = row_lock.user_name[0] == user_mark ? 1 : 0;
+    *var_len = vyn_field(row_lock.user_name).length() - mark_length;
+    return reinterpret_cast<u_char *>(row_lock.user_name) + mark_length;
 }
 
 u_char *get_vynPendingConfOwnerTable(struct variable *vp, oid *name, size_t *length, int exact,
