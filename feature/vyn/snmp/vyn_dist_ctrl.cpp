@@ -1,14 +1,10 @@
-// vynDistCtrlTable: the distribution over IPv4 and IPv6 and the multicast address of each. Index:
-// the address type, 1 or 2. A read is one query.
+// vynDistCtrlTable: distribution over IPv4 and over IPv6, and the multicast address of each. Index:
+// the address type, 1 or 2, which is the IP family. A read is one query.
 //
-// A SET of the action enables or disables one family, and one SET may do both, of which at most one
-// may be an enable; three bytes that the phases share know what the SET is about, so that a disable
-// goes out ahead of the enable in whatever order they come. A SET of the address changes the
-// multicast address. Both are sent in ACTION and not undone.
-//
-// Odd on purpose: a GET without an index takes the column's number for one. A null reply is a row
-// of address type 0. Multicast addresses are tested loosely: of IPv4 the first octet for class D,
-// the second for 192 to 251 or 255; of IPv6 the scope for site-local and organisation-local.
+// A SET of the action enables or disables one family. One SET may disable one family and enable the
+// other. set_state records what the whole SET requests, so that the disable is sent before the
+// enable in any varbind order. A SET of the address changes the multicast address. Changes are sent
+// in ACTION and are not rolled back.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -18,39 +14,36 @@
 #include "vyn_set.h"
 #include "vyn_values.h"
 
-// What SET functions return for an index that is no row's.
-static constexpr int no_such_row = 129;
-
 // --- Reads ---
 
-// The row last read.
+// The retained row: the last one read.
 static vyn_dist_ctrl_entry row_dist_ctrl;
 
-// Address types stay as wide as the agent's sub-identifiers until a request is made: 4294967297 is
-// not 1.
-static oid address_type(const oid *name, size_t length)
+// Returns the last sub-identifier of an OID, which is the IP family. It keeps its full width here:
+// 4294967297 is not 1.
+static oid family_from_oid(const oid *name, size_t length)
 {
     return length > 0 ? name[length - 1] : 0;
 }
 
-// Fills the key of a query, an address type, from an OID: 0, or -1 or 129 when an exact one is
-// none. The key of a GETNEXT may be 0, which comes before both types.
+// Decodes the key of a query, an address type, from an OID. Returns 0, or -1 or SNMP_NOSUCHINSTANCE
+// if an exact index is invalid. The key of a GETNEXT may be 0, which precedes both types.
 static int get_vynDistCtrlEntry_instance(const struct variable *vp, const oid *name, size_t length,
                                          bool exact, be32 *key)
 {
     if (exact && length > vp->namelen + 1u)
         return -1;
-    oid type = 0;
+    oid family = 0;
     if (exact)
-        type = address_type(name, length); // Quirk: without an index, the column's own number
+        family = family_from_oid(name, length); // Quirk: the column's number if there is no index
     else
-        vyn_index_of(vp, name, length, false).take(&type);
-    *key = static_cast<uint32_t>(type);
-    return exact && type == 0 ? no_such_row : 0;
+        vyn_index_of(vp, name, length, false).take(&family);
+    *key = static_cast<uint32_t>(family);
+    return exact && family == 0 ? SNMP_NOSUCHINSTANCE : 0;
 }
 
-// Finds the row, keeps it and writes its index into name and length. 0 when there is a row to
-// serve; otherwise -1, 129 or the system error of the query.
+// Finds the row, retains it and writes its index to name and length. Returns 0 if there is a row to
+// serve, else -1, SNMP_NOSUCHINSTANCE or the system error of the query.
 static int header_vynDistCtrlEntry(const struct variable *vp, oid *name, size_t *length, bool exact)
 {
     vyn_trace(VYN_TRACE_FLOW, "%s : entrying", "get_vynDistCtrlEntry_instance");
@@ -68,10 +61,11 @@ static int header_vynDistCtrlEntry(const struct variable *vp, oid *name, size_t 
                   "header_vynDistCtrlEntry", syserr2str(error));
         return static_cast<int>(error);
     }
+    // Quirk: a null reply is a row with address type 0.
     row_dist_ctrl = reply.read(&vyn_snmp_resp::resp_dist_ctrl);
-    vyn_oid_builder row(vp->name, vp->namelen);
-    row.put(row_dist_ctrl.addr_type);
-    return row.commit(name, length) ? 0 : -1;
+    vyn_oid_builder row_oid(vp->name, vp->namelen);
+    row_oid.put(row_dist_ctrl.addr_type);
+    return row_oid.commit(name, length) ? 0 : -1;
 }
 
 static u_char *address_value(size_t *var_len)
@@ -108,7 +102,7 @@ u_char *get_vynDistCtrlTable(struct variable *vp, oid *name, size_t *length, int
 // Sends a change and reports a failure to the agent. Returns an SNMP error.
 static int cmi_set_vynDistCtrlEntry(vyn_snmp_req *request)
 {
-    vyn_reply reply; // asked for, and not read
+    vyn_reply reply; // received, but not read
     const u32 error = vyn_call(MTS_OPC_VYN_MGMT_REQ, VYN_MSG_SET, request, &reply);
     if (error == 0)
         return SNMP_ERR_NOERROR;
@@ -119,7 +113,7 @@ static int cmi_set_vynDistCtrlEntry(vyn_snmp_req *request)
 
 // --- The action ---
 
-static constexpr char action_name[] = "set_vynDistCtrlAction";
+static constexpr char action_function[] = "set_vynDistCtrlAction";
 
 static constexpr vyn_integer_checks action_checks = {
     .type = ASN_INTEGER,
@@ -131,7 +125,7 @@ static constexpr vyn_integer_checks action_checks = {
     .wrong_value = "write to vynDistCtrlAction:wrong value\n",
 };
 
-// What a SET asks of the two families.
+// The request of a SET for one family.
 enum dist_ctrl_request : uint8_t {
     VYN_SNMP_NO_REQUEST = 0,
     VYN_SNMP_IPV4_ENABLE,
@@ -140,10 +134,10 @@ enum dist_ctrl_request : uint8_t {
     VYN_SNMP_IPV6_DISABLE,
 };
 
-// The SET in progress; all zero when there is none.
+// The SET in progress; zero if there is none.
 static struct {
     dist_ctrl_request ipv4, ipv6;
-    uint8_t is_ip_disable_sent; // a disable has gone out
+    uint8_t is_ip_disable_sent;
 } set_state;
 
 static constexpr struct {
@@ -160,42 +154,42 @@ static constexpr struct {
 
 static int reserve_action(oid family, long value)
 {
-    for (const auto &row : action_requests) {
-        if (row.family != family || row.action != value)
+    for (const auto &known : action_requests) {
+        if (known.family != family || known.action != value)
             continue;
-        (family == VYN_ADDR_IPV4 ? set_state.ipv4 : set_state.ipv6) = row.request;
-        vyn_trace(VYN_TRACE_FLOW, row.trace, action_name);
-        vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 done\n", action_name);
+        (family == VYN_ADDR_IPV4 ? set_state.ipv4 : set_state.ipv6) = known.request;
+        vyn_trace(VYN_TRACE_FLOW, known.trace, action_function);
+        vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 done\n", action_function);
         return SNMP_ERR_NOERROR;
     }
-    return no_such_row;
+    return SNMP_NOSUCHINSTANCE;
 }
 
 static int check_action()
 {
-    vyn_trace(VYN_TRACE_FLOW, "%s : Entering RESERVE2 \n", action_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : Entering RESERVE2 \n", action_function);
     if (set_state.ipv4 == VYN_SNMP_IPV4_ENABLE && set_state.ipv6 == VYN_SNMP_IPV6_ENABLE) {
         vyn_trace(VYN_TRACE_FAILURE,
                   "%s : Both ipv4 & ipv6 enable set -- this is not valid:syserr =  %s\n",
-                  action_name, syserr2str(VYN_ERR_BOTH_IP_FAMILIES));
+                  action_function, syserr2str(VYN_ERR_BOTH_IP_FAMILIES));
         vyn_report_set_error(VYN_ERR_BOTH_IP_FAMILIES);
         return SNMP_ERR_GENERR;
     }
-    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 done\n", action_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE2 done\n", action_function);
     return SNMP_ERR_NOERROR;
 }
 
-static int send_enable(bool enable, oid family)
+static int send_ip_dist_enable(bool enable, oid family)
 {
     vyn_snmp_req request = vyn_request(VYN_SNMP_IP_DIST_ENABLE);
     request.request.ip_dist_enable = {enable, static_cast<uint32_t>(family)};
-    const int failure = cmi_set_vynDistCtrlEntry(&request);
-    if (failure != 0)
+    const int snmp_error = cmi_set_vynDistCtrlEntry(&request);
+    if (snmp_error != 0)
         set_state.is_ip_disable_sent = 0;
-    return failure;
+    return snmp_error;
 }
 
-// The family that this SET disables while it enables another one, unless that has been sent; or 0.
+// Returns the other family if this SET disables it and the disable has not been sent, else 0.
 static uint32_t family_to_disable_first(oid family)
 {
     if (set_state.is_ip_disable_sent == 1)
@@ -211,56 +205,56 @@ static int run_enable(oid family)
 {
     vyn_trace(VYN_TRACE_FLOW,
               "%s : addr_type %d, ipv4 %d ipv6                             %d is_ip_disable %d\n",
-              action_name, static_cast<uint32_t>(family), int{set_state.ipv4}, int{set_state.ipv6},
-              int{set_state.is_ip_disable_sent});
-    if (uint32_t temp_addr_type = family_to_disable_first(family)) {
-        vyn_trace(VYN_TRACE_FLOW, "%s: setting temp_addr_type %d", action_name, temp_addr_type);
-        if (int failure = send_enable(false, temp_addr_type))
-            return failure;
+              action_function, static_cast<uint32_t>(family), int{set_state.ipv4},
+              int{set_state.ipv6}, int{set_state.is_ip_disable_sent});
+    if (uint32_t other_family = family_to_disable_first(family)) {
+        vyn_trace(VYN_TRACE_FLOW, "%s: setting temp_addr_type %d", action_function, other_family);
+        if (int snmp_error = send_ip_dist_enable(false, other_family))
+            return snmp_error;
         set_state.is_ip_disable_sent = 1;
     }
-    return send_enable(true, family);
+    return send_ip_dist_enable(true, family);
 }
 
 static int run_disable(oid family)
 {
     set_state.is_ip_disable_sent = 1;
-    vyn_trace(VYN_TRACE_FLOW, "%s: is_ip_disable_sent is TRUE", action_name);
-    return send_enable(false, family);
+    vyn_trace(VYN_TRACE_FLOW, "%s: is_ip_disable_sent is TRUE", action_function);
+    return send_ip_dist_enable(false, family);
 }
 
 static int run_action(oid family, long value)
 {
-    vyn_trace(VYN_TRACE_FLOW, "%s : ACTION \n", action_name);
+    vyn_trace(VYN_TRACE_FLOW, "%s : ACTION \n", action_function);
     const bool both_disabled =
         set_state.ipv4 == VYN_SNMP_IPV4_DISABLE && set_state.ipv6 == VYN_SNMP_IPV6_DISABLE;
     if (value != dist_enable && value != dist_disable)
         return SNMP_ERR_NOERROR;
     if (value == dist_disable && set_state.is_ip_disable_sent == 1 && !both_disabled)
-        return SNMP_ERR_NOERROR; // it was sent before the enable
-    if (int failure = value == dist_enable ? run_enable(family) : run_disable(family))
-        return failure;
-    vyn_trace(VYN_TRACE_FLOW, "%s : ACTION done\n", action_name);
+        return SNMP_ERR_NOERROR; // already sent, before the enable
+    if (int snmp_error = value == dist_enable ? run_enable(family) : run_disable(family))
+        return snmp_error;
+    vyn_trace(VYN_TRACE_FLOW, "%s : ACTION done\n", action_function);
     return SNMP_ERR_NOERROR;
 }
 
 static int end_action(vyn_format<const char *> begins, vyn_format<const char *> done)
 {
-    vyn_trace(VYN_TRACE_FLOW, begins, action_name);
+    vyn_trace(VYN_TRACE_FLOW, begins, action_function);
     set_state = {};
-    vyn_trace(VYN_TRACE_FLOW, done, action_name);
+    vyn_trace(VYN_TRACE_FLOW, done, action_function);
     return SNMP_ERR_NOERROR;
 }
 
 int set_vynDistCtrlAction(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
                           u_char *, oid *name, size_t name_len)
 {
-    const oid family = address_type(name, name_len);
+    const oid family = family_from_oid(name, name_len);
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
-        vyn_trace(VYN_TRACE_FLOW, "%s : Entering RESERVE1 \n", action_name);
-        if (int refusal = vyn_check_integer(action_checks, var_val, var_val_type, var_val_len))
-            return refusal;
+        vyn_trace(VYN_TRACE_FLOW, "%s : Entering RESERVE1 \n", action_function);
+        if (int snmp_error = vyn_check_integer(action_checks, var_val, var_val_type, var_val_len))
+            return snmp_error;
         return reserve_action(family, vyn_varbind_integer(var_val, var_val_len));
     case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_action();
     case SNMP_MSG_INTERNAL_SET_ACTION:
@@ -274,15 +268,15 @@ int set_vynDistCtrlAction(int action, u_char *var_val, u_char var_val_type, size
 
 // --- The address ---
 
-static constexpr char address_name[] = "set_vynDistCtrlAddr";
+static constexpr char address_function[] = "set_vynDistCtrlAddr";
 
-static int refuse_address(vyn_format<const char *> why, int snmp_error)
+static int refuse_address(vyn_format<const char *> message, int snmp_error)
 {
-    vyn_trace(VYN_TRACE_FAILURE, why, address_name);
+    vyn_trace(VYN_TRACE_FAILURE, message, address_function);
     return snmp_error;
 }
 
-// Four octets in network order.
+// Checks the four octets of an IPv4 multicast address.
 static int check_ipv4(const u_char *octets)
 {
     in_addr address;
@@ -291,7 +285,8 @@ static int check_ipv4(const u_char *octets)
     if (text == nullptr)
         return refuse_address("%s : Converting Addr to regular IPv4 address failed",
                               SNMP_ERR_WRONGVALUE);
-    vyn_trace(VYN_TRACE_FLOW, "%s : Dot notation address  : %s", address_name, text);
+    vyn_trace(VYN_TRACE_FLOW, "%s : Dot notation address  : %s", address_function, text);
+    // Quirk: the second octet must be 192 to 251 or 255, for every first octet.
     const bool class_d = octets[0] >= 224 && octets[0] <= 239;
     if (!class_d || octets[1] < 192 || (octets[1] > 251 && octets[1] != 255))
         return refuse_address("%s : write to vynDistCtrlAddr fail: Not a valid IPv4 multicast Addr",
@@ -299,7 +294,7 @@ static int check_ipv4(const u_char *octets)
     return SNMP_ERR_NOERROR;
 }
 
-// Sixteen octets.
+// Checks the sixteen octets of an IPv6 multicast address.
 static int check_ipv6(const u_char *octets)
 {
     constexpr u_char site_local = 5, organisation_local = 8;
@@ -307,9 +302,9 @@ static int check_ipv6(const u_char *octets)
     if (inet_ntop(AF_INET6, octets, text, sizeof(text)) == nullptr)
         return refuse_address("%s : Converting Addr to regular IPv6 address failed",
                               SNMP_ERR_WRONGVALUE);
-    vyn_trace(VYN_TRACE_FLOW, "%s : The IPv6 Address : %s", address_name,
+    vyn_trace(VYN_TRACE_FLOW, "%s : The IPv6 Address : %s", address_function,
               static_cast<const char *>(text));
-    const u_char scope = octets[1] & 0x0F;
+    const u_char scope = octets[1] & 0x0F; // Quirk: the flags beside the scope are not checked
     if (octets[0] != 0xFF || (scope != site_local && scope != organisation_local))
         return refuse_address("%s : write to vynDistCtrlAddr fail: Not a valid IPv6 multicast Addr",
                               SNMP_ERR_WRONGVALUE);
@@ -329,7 +324,7 @@ static int check_address(const u_char *value, u_char type, size_t length, oid fa
                               "indices passed.",
                               SNMP_ERR_INCONSISTENTVALUE);
     if (family != VYN_ADDR_IPV4 && family != VYN_ADDR_IPV6)
-        return no_such_row;
+        return SNMP_NOSUCHINSTANCE;
     if (length != (family == VYN_ADDR_IPV4 ? 4 : 16))
         return SNMP_ERR_WRONGVALUE;
     return family == VYN_ADDR_IPV4 ? check_ipv4(value) : check_ipv6(value);
@@ -337,11 +332,11 @@ static int check_address(const u_char *value, u_char type, size_t length, oid fa
 
 static int send_address(const u_char *octets, size_t length, oid family)
 {
-    const size_t wanted = family == VYN_ADDR_IPV4 ? 4 : 16;
+    const size_t max_length = family == VYN_ADDR_IPV4 ? 4 : 16;
     vyn_snmp_req request = vyn_request(VYN_SNMP_DIST_CTRL_ADDR);
     vyn_dist_ctrl_entry entry{};
     entry.addr_type = static_cast<uint32_t>(family);
-    memcpy(entry.addr, octets, std::min(length, wanted));
+    memcpy(entry.addr, octets, std::min(length, max_length));
     request.request.dist_ctrl = entry;
     return cmi_set_vynDistCtrlEntry(&request);
 }
@@ -349,7 +344,7 @@ static int send_address(const u_char *octets, size_t length, oid family)
 int set_vynDistCtrlAddr(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
                         u_char *, oid *name, size_t name_len)
 {
-    const oid family = address_type(name, name_len);
+    const oid family = family_from_oid(name, name_len);
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         return check_address(var_val, var_val_type, var_val_len, family, name_len);

@@ -1,17 +1,11 @@
 // vynFeatureRegionTable: the region that each feature is assigned to. Index: the feature's name and
-// the scope: 1 for the physical scope, 2.4 and the VSAN's four octets for a logical one. A row is
-// the number of the region, a fixed storage type and a fixed status; a read is one query.
+// the scope: 1 for the physical scope, 2.4 and the VSAN's four octets for a logical one. Columns:
+// the region's number, a fixed storage type and a fixed status. A read is one query.
 //
-// An assignment is made by one SET of the status, createAndGo, and of the region, in this order:
-// the two writes meet in a row of vyn_app_regions, which the first makes, the second fills and
-// completes and the first sends, in ACTION. The region alone changes an assignment, destroy removes
-// it. Nothing is undone.
-//
-// Odd on purpose: a GET or SET reads the scope where the name begins, so it asks for the feature in
-// no scope; only walks have one. The status write leaves its row in vyn_app_regions when the SET
-// has succeeded or is undone, and takes one of the number 0 out of vyn_regions instead. The region
-// write takes the row out; one that a createAndGo without a region has left stays until the
-// feature's region is written, or a SET of its status is freed.
+// One SET of the status (createAndGo) and the region creates an assignment. RESERVE1 of the status
+// adds a row to vyn_app_regions, RESERVE2 of the region sets its number, ACTION of the status sends
+// it. The status must come first in the SET. A SET of the region alone changes an assignment;
+// destroy removes it. Changes are not rolled back.
 
 #include "vyn_index.h"
 #include "vyn_row_cache.h"
@@ -20,48 +14,49 @@
 
 // --- Index ---
 
-static constexpr char parse_name[] = "get_vynFeatureRegionEntry_instance";
+static constexpr char parse_function[] = "get_vynFeatureRegionEntry_instance";
 
-static bool decode_exact(vyn_oid_cursor index, vyn_feature_region_rec *row)
+static bool decode_exact(vyn_oid_cursor index, vyn_feature_region_rec *record)
 {
     vyn_oid_cursor scope = index;
-    if (!vyn_take_key_name(&index, row->app_name, parse_name) || index.left() == 0)
+    if (!vyn_take_key_name(&index, record->app_name, parse_function) || index.left() == 0)
         return false;
+    // Quirk: a GET or SET reads the scope from the start of the name, so its request has no scope.
     scope.skip(1);
-    scope.take_scope_into(row);
+    scope.take_scope_into(record);
     return true;
 }
 
-static void decode_next(vyn_oid_cursor index, vyn_feature_region_rec *row)
+static void decode_next(vyn_oid_cursor index, vyn_feature_region_rec *record)
 {
     if (index.left() == 0)
         return;
-    index.take_partial_app_name(row->app_name);
-    index.take_scope_into(row);
+    index.take_partial_app_name(record->app_name);
+    index.take_scope_into(record);
 }
 
-// Fills the record from an index: 0, or -1 when an exact one is none.
+// Decodes the record from an index. Returns 0, or -1 if an exact index is invalid.
 static int get_vynFeatureRegionEntry_instance(vyn_oid_cursor index, bool exact,
-                                              vyn_feature_region_rec *row)
+                                              vyn_feature_region_rec *record)
 {
-    *row = {};
-    if (exact && !decode_exact(index, row))
+    *record = {};
+    if (exact && !decode_exact(index, record))
         return -1;
     if (!exact)
-        decode_next(index, row);
+        decode_next(index, record);
     return 0;
 }
 
 // --- Reads ---
 
-static vyn_snmp_req request_for(const vyn_feature_region_rec &row)
+static vyn_snmp_req request_for(const vyn_feature_region_rec &record)
 {
     vyn_snmp_req request = vyn_request(VYN_SNMP_FEATURE_REGION);
-    request.request.feature_region = row;
+    request.request.feature_region = record;
     return request;
 }
 
-// 0, with the assignment found in *found; otherwise -1 or the system error of the query.
+// Queries an assignment. Returns 0 with the assignment in *found, else -1 or the system error.
 static int query_assignment(const vyn_feature_region_rec &key, bool exact,
                             vyn_resp_feature_region *found)
 {
@@ -78,8 +73,8 @@ static void trace_query()
     vyn_trace(VYN_TRACE_FAILURE, "At get_vynFeatureRegionEntry_ins..\n");
 }
 
-// Finds the row and writes its index into name and length. 0 when there is one; otherwise -1 or the
-// system error of the query.
+// Finds the row and writes its index to name and length. Returns 0 if there is a row to serve, else
+// -1 or the system error of the query.
 static int header_vynFeatureRegionEntry(const struct variable *vp, oid *name, size_t *length,
                                         bool exact, vyn_resp_feature_region *found)
 {
@@ -89,9 +84,9 @@ static int header_vynFeatureRegionEntry(const struct variable *vp, oid *name, si
                   static_cast<uint32_t>(name[vp->namelen]),
                   static_cast<uint32_t>(*length - vp->namelen - 1));
     vyn_feature_region_rec key;
-    if (int none =
+    if (int error =
             get_vynFeatureRegionEntry_instance(vyn_index_of(vp, name, *length, exact), exact, &key))
-        return none;
+        return error;
     if (int error = query_assignment(key, exact, found))
         return error;
     return vyn_commit_scoped_row(vp, found->app_name, found->scope, found->vsan, name, length) ? 0
@@ -115,23 +110,24 @@ u_char *get_vynFeatureRegionTable(struct variable *vp, oid *name, size_t *length
 
 // --- Writes ---
 
-// What a phase of a SET finds: the index, decoded, and the row that waits, if any.
-struct assignment {
-    bool parsed;
-    vyn_feature_region_rec row;
-    vyn_feature_region_rec *waiting; // in vyn_app_regions
+// The target of a SET: the decoded index and the feature's row under creation.
+struct set_target {
+    bool is_valid; // the index could be decoded
+    vyn_feature_region_rec record;
+    vyn_feature_region_rec *cached_row; // in vyn_app_regions, or null
 };
 
-static assignment find_assignment(const oid *name, size_t length)
+static set_target find_target(const oid *name, size_t length)
 {
-    assignment found{};
+    set_target target{};
     const vyn_oid_cursor index(name, length, VYN_INDEX_START);
-    found.parsed = get_vynFeatureRegionEntry_instance(index, true, &found.row) == 0;
-    // Octets that run on from the VSAN may have filled the name; here it is a key, and ends.
-    found.row.app_name[sizeof(found.row.app_name) - 1] = '\0';
-    if (found.parsed)
-        found.waiting = vyn_find_row<vyn_feature_region_rec>(vyn_app_regions, found.row.app_name);
-    return found;
+    target.is_valid = get_vynFeatureRegionEntry_instance(index, true, &target.record) == 0;
+    // The octets of a VSAN can overwrite the name, which must end because it is a key of the cache.
+    target.record.app_name[sizeof(target.record.app_name) - 1] = '\0';
+    if (target.is_valid)
+        target.cached_row =
+            vyn_find_row<vyn_feature_region_rec>(vyn_app_regions, target.record.app_name);
+    return target;
 }
 
 static int refuse_index(const char *function)
@@ -140,17 +136,17 @@ static int refuse_index(const char *function)
     return SNMP_ERR_INCONSISTENTVALUE;
 }
 
-// Whether the service has the assignment already.
-static bool is_assigned(const vyn_feature_region_rec &row)
+// Reports whether the service has the assignment.
+static bool is_assigned(const vyn_feature_region_rec &key)
 {
     vyn_resp_feature_region found;
     trace_query();
-    return query_assignment(row, true, &found) == 0;
+    return query_assignment(key, true, &found) == 0;
 }
 
-// Lets a row wait, with a mark that says which write has made it. Whether the cache has taken it
-// shows when it is looked for.
-static int add_waiting_row(vyn_feature_region_rec row, uint32_t create_mark)
+// Adds a row to the cache. create_mark is 0 if the SET of the region adds it. If the cache rejects
+// the row, the next lookup fails.
+static int add_cached_row(vyn_feature_region_rec row, uint32_t create_mark)
 {
     row.create_mark = create_mark;
     vyn_feature_region_rec *copy = vyn_copy_row(vyn_app_regions, row);
@@ -161,23 +157,23 @@ static int add_waiting_row(vyn_feature_region_rec row, uint32_t create_mark)
     return SNMP_ERR_NOERROR;
 }
 
-static int send_assignment(const vyn_feature_region_rec &row, const char *function)
+static int send_assignment(const vyn_feature_region_rec &record, const char *function)
 {
-    vyn_snmp_req request = request_for(row);
-    if (int failure = vyn_send_change(MTS_OPC_VYN_CONFIG_REQ, &request, function,
-                                      "%s : vyn_req_resp Set failed:%s"))
-        return failure;
+    vyn_snmp_req request = request_for(record);
+    if (int snmp_error = vyn_send_change(MTS_OPC_VYN_CONFIG_REQ, &request, function,
+                                         "%s : vyn_req_resp Set failed:%s"))
+        return snmp_error;
     vyn_trace(VYN_TRACE_FLOW, "%s : ACTION done", function);
     return SNMP_ERR_NOERROR;
 }
 
-// A SET has ended, one way or another: takes the feature's row out.
-static int drop_waiting_row(const oid *name, size_t length, const char *function,
-                            vyn_format<const char *> done)
+// Removes the feature's row at the end of a SET and traces `done`.
+static int drop_cached_row(const oid *name, size_t length, const char *function,
+                           vyn_format<const char *> done)
 {
-    const assignment entry = find_assignment(name, length);
-    if (entry.parsed)
-        vyn_drop_row(vyn_app_regions, entry.row.app_name);
+    const set_target target = find_target(name, length);
+    if (target.is_valid)
+        vyn_drop_row(vyn_app_regions, target.record.app_name);
     vyn_trace(VYN_TRACE_FLOW, done, function);
     return SNMP_ERR_NOERROR;
 }
@@ -191,20 +187,20 @@ static constexpr vyn_integer_checks status_checks =
                           "write tovyn_FeatureRegionStatus: bad length\n",
                           "write to vynFeatureRegionStatus:wrong value\n");
 
-static int reserve_status(const assignment &entry, long status)
+static int reserve_status(const set_target &target, long status)
 {
-    const vyn_field app_name(entry.row.app_name);
-    if (!entry.parsed)
+    const vyn_field app_name(target.record.app_name);
+    if (!target.is_valid)
         return refuse_index(status_function);
     vyn_trace(VYN_TRACE_FLOW, "from get_vynFeatureRegionEntry_instance app_name: %s ", app_name);
-    if (status == SNMP_ROW_CREATEANDGO && is_assigned(entry.row)) {
+    if (status == SNMP_ROW_CREATEANDGO && is_assigned(target.record)) {
         vyn_trace(VYN_TRACE_FAILURE,
                   "Feature region already presented in VYN for this application %s ", app_name);
         return SNMP_ERR_INCONSISTENTVALUE;
     }
-    if (status == SNMP_ROW_CREATEANDGO && entry.waiting == nullptr)
-        if (int failure = add_waiting_row(entry.row, SNMP_ROW_CREATEANDGO))
-            return failure;
+    if (status == SNMP_ROW_CREATEANDGO && target.cached_row == nullptr)
+        if (int snmp_error = add_cached_row(target.record, SNMP_ROW_CREATEANDGO))
+            return snmp_error;
     vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", status_function);
     return SNMP_ERR_NOERROR;
 }
@@ -214,12 +210,12 @@ static int check_status(const oid *name, size_t length, long status, u_char *sto
     vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", status_function);
     vyn_mark_stored_value(stored_value);
     if (status == SNMP_ROW_CREATEANDGO) {
-        const assignment entry = find_assignment(name, length);
-        if (entry.waiting == nullptr) {
+        const set_target target = find_target(name, length);
+        if (target.cached_row == nullptr) {
             vyn_trace(VYN_TRACE_FAILURE,
                       "set_vynFeatureRegionStatus is depenedent on RegionId. Unable to find "
                       "indx_objfor %s application",
-                      vyn_field(entry.row.app_name));
+                      vyn_field(target.record.app_name));
             return SNMP_ERR_GENERR;
         }
     }
@@ -230,28 +226,29 @@ static int check_status(const oid *name, size_t length, long status, u_char *sto
 static int send_status(const oid *name, size_t length, long status)
 {
     vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", status_function);
-    assignment entry = find_assignment(name, length);
+    set_target target = find_target(name, length);
     switch (status) {
     case SNMP_ROW_CREATEANDGO:
-        if (entry.waiting == nullptr)
+        if (target.cached_row == nullptr)
             return SNMP_ERR_GENERR;
-        entry.row = *entry.waiting;
-        entry.row.op = VYN_OP_ADD;
-        return send_assignment(entry.row, status_function);
+        target.record = *target.cached_row;
+        target.record.op = VYN_OP_ADD;
+        return send_assignment(target.record, status_function);
     case SNMP_ROW_DESTROY:
-        entry.row.op = VYN_OP_REMOVE;
-        return send_assignment(entry.row, status_function);
+        target.record.op = VYN_OP_REMOVE;
+        return send_assignment(target.record, status_function);
     default: return SNMP_ERR_NOERROR;
     }
 }
 
-// The end of a SET that has come to ACTION. The feature's row stays where it is; what is taken out
-// is a region's row of the number 0, which is what the index gives.
+// Ends a SET of the status in COMMIT or UNDO and traces `done`.
+// Quirk: keeps the feature's row and removes region 0 from vyn_regions instead. The row stays until
+// a SET of the feature's region, or FREE of a SET of its status, removes it.
 static int end_status(const oid *name, size_t length, vyn_format<const char *> done)
 {
-    const assignment entry = find_assignment(name, length);
-    const uint32_t region_id = entry.row.region_id;
-    if (entry.parsed)
+    const set_target target = find_target(name, length);
+    const uint32_t region_id = target.record.region_id;
+    if (target.is_valid)
         vyn_drop_row(vyn_regions, &region_id);
     vyn_trace(VYN_TRACE_FLOW, done, status_function);
     return SNMP_ERR_NOERROR;
@@ -263,15 +260,15 @@ int set_vynFeatureRegionStatus(int action, u_char *var_val, u_char var_val_type,
     const auto status = [&] { return vyn_varbind_integer(var_val, var_val_len); };
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
-        if (int refusal = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
-            return refusal;
-        return reserve_status(find_assignment(name, name_len), status());
+        if (int snmp_error = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
+            return snmp_error;
+        return reserve_status(find_target(name, name_len), status());
     case SNMP_MSG_INTERNAL_SET_RESERVE2:
         return check_status(name, name_len, status(), stored_value);
     case SNMP_MSG_INTERNAL_SET_ACTION: return send_status(name, name_len, status());
     case SNMP_MSG_INTERNAL_SET_COMMIT: return end_status(name, name_len, "%s : COMMIT -- done");
     case SNMP_MSG_INTERNAL_SET_FREE:
-        return drop_waiting_row(name, name_len, status_function, "%s : FREE -- done");
+        return drop_cached_row(name, name_len, status_function, "%s : FREE -- done");
     case SNMP_MSG_INTERNAL_SET_UNDO: return end_status(name, name_len, "%s : UNDO -- done");
     default: return SNMP_ERR_NOERROR;
     }
@@ -291,29 +288,29 @@ static constexpr vyn_integer_checks region_checks = {
     .wrong_value = "write to vynFeatureRegionId:wrong value\n",
 };
 
-static int reserve_region(const assignment &entry)
+static int reserve_region(const set_target &target)
 {
-    if (!entry.parsed)
+    if (!target.is_valid)
         return refuse_index(id_function);
-    if (entry.waiting == nullptr)
-        if (int failure = add_waiting_row(entry.row, 0))
-            return failure;
+    if (target.cached_row == nullptr)
+        if (int snmp_error = add_cached_row(target.record, 0))
+            return snmp_error;
     vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", id_function);
     return SNMP_ERR_NOERROR;
 }
 
-// Completes the row. One that this write has made is of an assignment that has to exist.
+// Sets the number in the row. If the region's SET added the row, the assignment must exist.
 static int check_region(const oid *name, size_t length, long region_id)
 {
     vyn_trace(VYN_TRACE_FLOW, "%s : entrying RESERVE2", id_function);
-    const assignment entry = find_assignment(name, length);
-    const vyn_field app_name(entry.row.app_name);
-    if (entry.waiting == nullptr) {
+    const set_target target = find_target(name, length);
+    const vyn_field app_name(target.record.app_name);
+    if (target.cached_row == nullptr) {
         vyn_trace(VYN_TRACE_FAILURE, "unable to find app_name: %s", app_name);
         return SNMP_ERR_GENERR;
     }
-    entry.waiting->region_id = static_cast<uint32_t>(region_id);
-    if (entry.waiting->create_mark == 0 && !is_assigned(entry.row)) {
+    target.cached_row->region_id = static_cast<uint32_t>(region_id);
+    if (target.cached_row->create_mark == 0 && !is_assigned(target.record)) {
         vyn_trace(VYN_TRACE_FAILURE, "No feature region presented in VYN for this application %s ",
                   app_name);
         vyn_report_set_error(VYN_ERR_NO_FEATURE_REGION);
@@ -323,16 +320,16 @@ static int check_region(const oid *name, size_t length, long region_id)
     return SNMP_ERR_NOERROR;
 }
 
-// A row that the status write has made is the status write's to send.
+// Sends the row, unless the SET of the status added it and sends it.
 static int send_region(const oid *name, size_t length)
 {
     vyn_trace(VYN_TRACE_FLOW, "%s : entrying ACTION", id_function);
-    const assignment entry = find_assignment(name, length);
-    if (entry.waiting == nullptr)
+    const set_target target = find_target(name, length);
+    if (target.cached_row == nullptr)
         return SNMP_ERR_GENERR;
-    if (entry.waiting->create_mark != 0)
+    if (target.cached_row->create_mark != 0)
         return SNMP_ERR_NOERROR;
-    return send_assignment(*entry.waiting, id_function);
+    return send_assignment(*target.cached_row, id_function);
 }
 
 int set_vynFeatureRegionId(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
@@ -340,18 +337,18 @@ int set_vynFeatureRegionId(int action, u_char *var_val, u_char var_val_type, siz
 {
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
-        if (int refusal = vyn_check_integer(region_checks, var_val, var_val_type, var_val_len))
-            return refusal;
-        return reserve_region(find_assignment(name, name_len));
+        if (int snmp_error = vyn_check_integer(region_checks, var_val, var_val_type, var_val_len))
+            return snmp_error;
+        return reserve_region(find_target(name, name_len));
     case SNMP_MSG_INTERNAL_SET_RESERVE2:
         return check_region(name, name_len, vyn_varbind_integer(var_val, var_val_len));
     case SNMP_MSG_INTERNAL_SET_ACTION: return send_region(name, name_len);
     case SNMP_MSG_INTERNAL_SET_COMMIT:
-        return drop_waiting_row(name, name_len, id_function, "%s : COMMIT -- done");
+        return drop_cached_row(name, name_len, id_function, "%s : COMMIT -- done");
     case SNMP_MSG_INTERNAL_SET_FREE:
-        return drop_waiting_row(name, name_len, id_function, "%s : FREE -- done");
+        return drop_cached_row(name, name_len, id_function, "%s : FREE -- done");
     case SNMP_MSG_INTERNAL_SET_UNDO:
-        return drop_waiting_row(name, name_len, id_function, "%s : UNDO -- done");
+        return drop_cached_row(name, name_len, id_function, "%s : UNDO -- done");
     default: return SNMP_ERR_NOERROR;
     }
 }

@@ -1,17 +1,13 @@
-// vynMergeTable: what became of the last merge of each feature's configuration. Index: the
-// feature's name and the scope: 1 for the physical scope, 2.4 and the VSAN's four octets for a
-// logical one.
+// vynMergeTable: the result of the last merge of each feature's configuration. Index: the feature's
+// name and the scope: 1 for the physical scope, 2.4 and the VSAN's four octets for a logical one.
 //
-// A GET is one query. A GETNEXT is one for each feature, or scope of a feature, that it has to ask
-// before there is a row: a feature's physical row, then its logical ones, then the feature behind
-// it in the registry. A SET of 2 to the resolve action resolves a failed merge; it is sent in
-// ACTION and not undone.
+// A GET is one query. A GETNEXT is one query for each feature or scope that it passes until it
+// finds a row. A walk visits the physical row of a feature, then its logical rows, then the next
+// feature of the registry. In a GETNEXT index, missing octets count as 0 and missing characters of
+// a name as blanks.
 //
-// Odd on purpose: the index of a physical row ends with the scope, and a GET that goes on with the
-// zero of an empty VSAN is no row. A walk keeps the VSAN when it moves on to the next feature, so
-// logical rows of that feature up to it are passed over. The service's scopes are the other way
-// around than the index's. After a null reply the row before it is served again, under the OID that
-// was asked for.
+// A SET of the resolve action to 2 resolves a failed merge. It is sent in ACTION and is not rolled
+// back.
 
 #include "libvyn.h"
 #include "syserr.h"
@@ -19,7 +15,7 @@
 #include "vyn_set.h"
 #include "vyn_values.h"
 
-// The row last read.
+// The retained row: the last one read.
 static vyn_resp_merge row_merge;
 
 // Values of the resolve action.
@@ -28,13 +24,13 @@ enum merge_resolve_action {
     resolve_failure,
 };
 
-static constexpr char parse_name[] = "get_vynMergeEntry_instance";
-static constexpr char walk_name[] = "header_vynMergeEntry";
-static constexpr char write_name[] = "set_vynMergeFailResolvAction";
+static constexpr char parse_function[] = "get_vynMergeEntry_instance";
+static constexpr char walk_function[] = "header_vynMergeEntry";
+static constexpr char write_function[] = "set_vynMergeFailResolvAction";
 
 // --- Index ---
 
-// A name as the registry has it, its length in front.
+// A name in the form of the registry: a length byte and the characters.
 struct registry_key {
     registry_key(const char *name, size_t length)
     {
@@ -45,7 +41,7 @@ struct registry_key {
     char text[1 + VYN_MAX_APP_NAME + 1];
 };
 
-// Whether the registry's scan, which walks go by, comes to a feature of that name.
+// Reports whether the registry's scan, which walks use, finds the name.
 static bool is_in_scan(const registry_key &key)
 {
     vyn_scanFeatureInit();
@@ -58,11 +54,11 @@ static bool is_in_scan(const registry_key &key)
 static bool decode_exact(vyn_oid_cursor index, vyn_merge_key *key)
 {
     char name[VYN_MAX_APP_NAME + 1];
-    const size_t whole = index.left();
-    if (!vyn_take_key_name(&index, name, parse_name, VYN_TRACE_FLOW, VYN_TRACE_FLOW))
+    const size_t index_length = index.left();
+    if (!vyn_take_key_name(&index, name, parse_function, VYN_TRACE_FLOW, VYN_TRACE_FLOW))
         return false;
     vyn_trace(VYN_TRACE_FAILURE, "Trying to extract name\n");
-    if (!is_in_scan({name, whole - index.left() - 1})) {
+    if (!is_in_scan({name, index_length - index.left() - 1})) {
         vyn_trace(VYN_TRACE_FAILURE, "Could not get name\n");
         return false;
     }
@@ -82,7 +78,7 @@ static void decode_next(vyn_oid_cursor index, vyn_merge_key *key)
     index.take_scope_into(key);
 }
 
-// Fills the key from an index: 0, or -1 when an exact one is none.
+// Decodes the key from an index. Returns 0, or -1 if an exact index is invalid.
 static int get_vynMergeEntry_instance(vyn_oid_cursor index, bool exact, vyn_merge_key *key)
 {
     *key = {};
@@ -94,50 +90,52 @@ static int get_vynMergeEntry_instance(vyn_oid_cursor index, bool exact, vyn_merg
 
 // --- Rows ---
 
-// What is asked of the service next. `behind_scope` holds while that is the feature of the
-// manager's index, and the index has a scope.
-struct merge_step {
-    vyn_merge_key key;
-    bool behind_scope;
+// The position of a walk that searches for the next row.
+struct merge_walk {
+    vyn_merge_key key; // of the next query
+    // Set if the requested index has a scope; cleared when the walk leaves the index's feature.
+    bool scope_from_index;
 };
 
-// Moves on to the feature behind. False at the end, and then nothing has changed. A name that does
-// not come behind, because the registry has its length wrong, is the end as well.
-static bool vyn_merge_next_feature(merge_step *step)
+// Moves to the next feature. Returns false at the end and leaves the walk unchanged.
+static bool vyn_merge_next_feature(merge_walk *walk)
 {
-    char(&name)[VYN_MAX_APP_NAME + 1] = step->key.app_name;
+    char(&name)[VYN_MAX_APP_NAME + 1] = walk->key.app_name;
     const registry_key key(name, strlen(name));
     const vyn_feature_entry *feature = vyn_next_feature(key.text, sizeof(name) - 1);
     if (feature == nullptr)
         return false;
+    // A wrong length byte in the registry must not move the walk back.
     const char *next = vyn_plain_name(*feature);
     if (strcmp(registry_key(next, strlen(next)).text, key.text) <= 0)
         return false;
     memset(name, 0, sizeof(name));
     strcpy(name, next);
-    step->key.scope = VYN_SERVICE_LOGICAL;
-    step->behind_scope = false;
+    // Quirk: the VSAN is kept, so the walk skips the next feature's rows up to that VSAN.
+    walk->key.scope = VYN_SERVICE_LOGICAL;
+    walk->scope_from_index = false;
     return true;
 }
 
-static merge_step first_step(const vyn_merge_key &key)
+static merge_walk start_walk(const vyn_merge_key &key)
 {
-    merge_step step = {key, key.scope != VYN_SERVICE_NO_SCOPE};
-    if (!step.behind_scope)
-        step.key.scope = VYN_SERVICE_LOGICAL;
+    merge_walk walk = {key, key.scope != VYN_SERVICE_NO_SCOPE};
+    if (!walk.scope_from_index)
+        walk.key.scope = VYN_SERVICE_LOGICAL;
     if (vyn_getFeatureEntry(key.app_name) == nullptr)
-        vyn_merge_next_feature(&step);
-    return step;
+        vyn_merge_next_feature(&walk);
+    return walk;
 }
 
-// Moves on behind the scope that had no row. False at the end.
-static bool next_step(merge_step *step)
+// Moves to the logical scopes after the physical one, else to the next feature. Returns false at
+// the end.
+static bool go_to_next_scope(merge_walk *walk)
 {
     vyn_trace(VYN_TRACE_FAILURE, "%s : %s : Num resp = 0 for GETNEXT,Got physical scope resp \n",
-              walk_name, vyn_field(step->key.app_name));
-    if (step->key.scope != VYN_SERVICE_PHYSICAL)
-        return vyn_merge_next_feature(step);
-    step->key.scope = VYN_SERVICE_LOGICAL;
+              walk_function, vyn_field(walk->key.app_name));
+    if (walk->key.scope != VYN_SERVICE_PHYSICAL)
+        return vyn_merge_next_feature(walk);
+    walk->key.scope = VYN_SERVICE_LOGICAL;
     return true;
 }
 
@@ -158,50 +156,53 @@ static u32 send_query(vyn_merge_key key, bool exact, vyn_reply *reply)
     return error;
 }
 
-// Finds the row, keeps it and writes its index into name and length. False when there is none to
-// serve.
-static bool find_row(const struct variable *vp, oid *name, size_t *length, bool exact)
+// Finds the row, retains it and writes its index to name and length. Returns 0 if there is a row to
+// serve, else -1.
+static int header_vynMergeEntry(const struct variable *vp, oid *name, size_t *length, bool exact)
 {
     vyn_trace(VYN_TRACE_FAILURE, "At get_vynMergeEntry_ins..\n");
-    merge_step step{};
-    if (get_vynMergeEntry_instance(vyn_index_of(vp, name, *length, exact), exact, &step.key) != 0)
-        return false;
+    merge_walk walk{};
+    if (get_vynMergeEntry_instance(vyn_index_of(vp, name, *length, exact), exact, &walk.key) != 0)
+        return -1;
     if (!exact)
-        step = first_step(step.key);
-    if (step.key.app_name[0] == '\0')
-        return false;
+        walk = start_walk(walk.key);
+    if (walk.key.app_name[0] == '\0')
+        return -1;
 
     for (;;) {
         vyn_reply reply;
-        const u32 error = send_query(step.key, exact, &reply);
+        const u32 error = send_query(walk.key, exact, &reply);
         if (error != 0 && (exact || error != VYN_ERR_NO_MORE_ENTRIES))
-            return false;
+            return -1;
         if (error == 0 && !reply.present())
-            return true;
+            return VYN_SERVE_LAST_ROW;
         const auto merge = reply.read(&vyn_snmp_resp::resp_merge);
-        if (!exact && step.behind_scope && step.key.scope == VYN_SERVICE_LOGICAL &&
+        // After the last logical row, the service returns the physical row again.
+        if (!exact && walk.scope_from_index && walk.key.scope == VYN_SERVICE_LOGICAL &&
             merge.scope == VYN_SERVICE_PHYSICAL) {
             vyn_trace(VYN_TRACE_FAILURE,
-                      "%s : %s : For Logical scope request,Got physical scope resp\n", walk_name,
-                      vyn_field(step.key.app_name));
-            if (!vyn_merge_next_feature(&step))
-                return false;
+                      "%s : %s : For Logical scope request,Got physical scope resp\n",
+                      walk_function, vyn_field(walk.key.app_name));
+            if (!vyn_merge_next_feature(&walk))
+                return -1;
         } else if (merge.entries != 0) {
             row_merge = merge;
-            return vyn_commit_scoped_row(vp, merge.app_name, merge.scope, merge.vsan, name, length);
+            return vyn_commit_scoped_row(vp, merge.app_name, merge.scope, merge.vsan, name, length)
+                       ? 0
+                       : -1;
         } else if (exact) {
             vyn_trace(VYN_TRACE_FAILURE, "Num resp is 0\n");
-            return false;
-        } else if (!next_step(&step)) {
-            return false;
+            return -1;
+        } else if (!go_to_next_scope(&walk)) {
+            return -1;
         }
     }
 }
 
 // --- Values ---
 
-// The text as printf would give it without arguments, unless it has conversions that need some:
-// those have no meaning here, and such a text comes out as it stands.
+// Returns the text as printf would format it without arguments: %% becomes %. A text with any other
+// conversion is returned unchanged.
 static u_char *formatted_value(const char *text, size_t *var_len)
 {
     char formatted[VYN_MAX_TEXT];
@@ -229,7 +230,7 @@ static u_char *failure_reason_value(size_t *var_len)
 u_char *get_vynMergeTable(struct variable *vp, oid *name, size_t *length, int exact,
                           size_t *var_len, WriteMethod **write_method)
 {
-    if (!find_row(vp, name, length, exact != 0))
+    if (header_vynMergeEntry(vp, name, length, exact != 0) != 0)
         return nullptr;
     switch (vp->magic) {
     case VYNMERGESTATUS: return vyn_integer_value(row_merge.status, var_len);
@@ -253,15 +254,15 @@ static constexpr vyn_integer_checks resolve_checks = {
     .wrong_value = "write to vynMergeFailResolvAction:wrong value\n",
 };
 
-// Whether the SET's OID names a row.
-static int check_row(vyn_oid_cursor index, vyn_merge_key *key)
+// Checks that the OID of a SET has a valid index. Returns an SNMP error.
+static int check_index(vyn_oid_cursor index, vyn_merge_key *key)
 {
     if (get_vynMergeEntry_instance(index, true, key) != 0) {
-        vyn_trace(VYN_TRACE_FAILURE, "%s : Parsing merge instance failed \n", write_name);
+        vyn_trace(VYN_TRACE_FAILURE, "%s : Parsing merge instance failed \n", write_function);
         return SNMP_ERR_GENERR;
     }
-    if (key->app_name[0] == '\0') { // which no index of a row has
-        vyn_trace(VYN_TRACE_FAILURE, "%s : Application name is null\n", write_name);
+    if (key->app_name[0] == '\0') { // unreachable: the decoder refuses an empty name
+        vyn_trace(VYN_TRACE_FAILURE, "%s : Application name is null\n", write_function);
         return SNMP_ERR_GENERR;
     }
     return SNMP_ERR_NOERROR;
@@ -275,12 +276,12 @@ int set_vynMergeFailResolvAction(int action, u_char *var_val, u_char var_val_typ
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
         return vyn_check_integer(resolve_checks, var_val, var_val_type, var_val_len);
-    case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_row(index, &request.request.req_merge);
+    case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_index(index, &request.request.req_merge);
     case SNMP_MSG_INTERNAL_SET_ACTION:
         if (vyn_varbind_integer(var_val, var_val_len) != resolve_failure)
             return SNMP_ERR_NOERROR;
         get_vynMergeEntry_instance(index, true, &request.request.req_merge);
-        return vyn_send_change(MTS_OPC_VYN_MERGE_QUERY, &request, write_name,
+        return vyn_send_change(MTS_OPC_VYN_MERGE_QUERY, &request, write_function,
                                "%s : Operation Failed: %s");
     default: return SNMP_ERR_NOERROR;
     }

@@ -1,15 +1,10 @@
-// vynRegionTable: the regions of the fabric, as rows that a SET creates and destroys. Index: 1 and
-// the region's number in the physical scope; 2.4, the VSAN's four octets and one more
-// sub-identifier for a logical one. Both columns read as constants; a read is one query.
+// vynRegionTable: the regions of the fabric. Index of a physical region: 1 and its number. Index of
+// a logical region: 2.4, the VSAN's four octets and one more sub-identifier. Both columns have
+// constant values. A read is one query.
 //
-// A SET of createAndGo, or of active, adds the region, and one of destroy deletes it: sent in
-// ACTION and not undone. A region to be added waits in vyn_regions from RESERVE1 until the SET has
-// ended, one row for each number; after every SET the cache is empty.
-//
-// Odd on purpose: the number is read from the index's last sub-identifier and the scope from its
-// second, which in the module's own index of a physical region is the number; so it is told to the
-// service as it is read. The index of a logical region does not carry the number, and walks get no
-// further than to the first one.
+// A SET of createAndGo or active adds the region, destroy removes it. Changes are sent in ACTION
+// and are not rolled back. From RESERVE1 to the end of the SET, the region to add is a row of
+// vyn_regions, one for each number. After every SET the cache is empty.
 
 #include "vyn_index.h"
 #include "vyn_row_cache.h"
@@ -18,17 +13,19 @@
 
 // --- Reads ---
 
-// Fills the record from an index: 0, or -1 when an exact one is too short.
+// Decodes the record from an index. Returns 0, or -1 if an exact index is too short.
 static int get_vynRegionEntry_instance(vyn_oid_cursor index, bool exact, vyn_region_rec *region)
 {
-    constexpr size_t shortest = 2;
+    constexpr size_t min_length = 2;
     *region = {};
     if (exact && (!vyn_has_index(index, "get_vynRegionEntry_instance", VYN_TRACE_FAILURE) ||
-                  index.left() < shortest))
+                  index.left() < min_length))
         return -1;
     oid region_id = 0;
     index.peek_last(&region_id);
     region->region_id = static_cast<uint32_t>(region_id);
+    // Quirk: the scope is the second sub-identifier. In 1.REGION that is the number: 1 is sent as
+    // physical, 2 as logical, any other as no scope.
     index.skip(1);
     index.take_scope_into(region);
     return 0;
@@ -41,32 +38,32 @@ static vyn_snmp_req request_for(const vyn_region_rec &region)
     return request;
 }
 
-// Writes the index of a row into name and length. That of a logical region ends with a
-// sub-identifier which the reply does not set. In an exact answer it is the number that was asked
-// for: the agent runs a SET on the OID that its read has written, and the SET takes the number from
-// there.
+// Writes the index of a row to name and length. The index of a logical region ends with a
+// sub-identifier that the reply does not set. In a GET it is the last one of the requested OID: the
+// agent runs a SET on the OID that its read returns, and the SET takes the number from there.
 static bool commit_row(const struct variable *vp, const vyn_resp_region &region, bool exact,
                        oid *name, size_t *length)
 {
-    vyn_oid_builder row(vp->name, vp->namelen);
-    row.put_service_scope(region.scope, region.vsan);
+    vyn_oid_builder row_oid(vp->name, vp->namelen);
+    row_oid.put_service_scope(region.scope, region.vsan);
     if (region.scope == VYN_SERVICE_PHYSICAL)
-        row.put(region.region_id);
+        row_oid.put(region.region_id);
     else if (exact)
-        row.put(name[*length - 1]);
+        row_oid.put(name[*length - 1]);
     else
-        row.put_from(name, *length);
-    return row.commit(name, length);
+        row_oid.put_from(name, *length); // Quirk: without the number, a walk ends at this row
+    return row_oid.commit(name, length);
 }
 
-// Finds the row and writes its index into name and length. 0 when there is one; otherwise -1 or the
-// system error of the query.
+// Finds the row and writes its index to name and length. Returns 0 if there is a row to serve, else
+// -1 or the system error of the query.
 static int header_vynRegionEntry(const struct variable *vp, oid *name, size_t *length, bool exact)
 {
     vyn_trace(VYN_TRACE_FAILURE, "At get_vynRegionEntry_ins..\n");
     vyn_region_rec key;
-    if (int none = get_vynRegionEntry_instance(vyn_index_of(vp, name, *length, exact), exact, &key))
-        return none;
+    if (int error =
+            get_vynRegionEntry_instance(vyn_index_of(vp, name, *length, exact), exact, &key))
+        return error;
     vyn_snmp_req request = request_for(key);
     vyn_reply reply;
     if (u32 error = vyn_query_region(&request, exact, &reply, "header_vynRegionEntry"))
@@ -97,7 +94,7 @@ static constexpr vyn_integer_checks status_checks = vyn_row_status_checks(
     "write to vyn_RegionStatus not ASN_INTEGER\n", "write tovyn_RegionStatus: bad length\n",
     "write to vynRegionStatus:wrong value\n");
 
-// Every phase parses the SET's OID anew: 0, or -1 when its index is too short.
+// Decodes the region that the OID of a SET names. Returns 0, or -1 if the index is too short.
 static int parse_region(const oid *name, size_t length, vyn_region_rec *region)
 {
     return get_vynRegionEntry_instance({name, length, VYN_INDEX_START}, true, region);
@@ -115,7 +112,7 @@ static bool creates(long status)
     return status == SNMP_ROW_ACTIVE || status == SNMP_ROW_CREATEANDGO;
 }
 
-// RESERVE1, after the checks of the value: adds the row, unless an earlier varbind has.
+// Adds the row, unless an earlier varbind of the SET has added it.
 static int reserve_row(const oid *name, size_t length, long status)
 {
     vyn_region_rec region;
@@ -165,14 +162,14 @@ static int send_row(const oid *name, size_t length, long status)
         return SNMP_ERR_NOERROR;
     }
     vyn_snmp_req request = request_for(region);
-    if (int failure = vyn_send_change(MTS_OPC_VYN_CONFIG_REQ, &request, status_function,
-                                      "%s : vyn_req_resp Set failed:%s"))
-        return failure;
+    if (int snmp_error = vyn_send_change(MTS_OPC_VYN_CONFIG_REQ, &request, status_function,
+                                         "%s : vyn_req_resp Set failed:%s"))
+        return snmp_error;
     vyn_trace(VYN_TRACE_FLOW, "%s : ACTION done", status_function);
     return SNMP_ERR_NOERROR;
 }
 
-// The end of a SET, of which `done` is the trace: removes the row.
+// Removes the row at the end of a SET and traces `done`.
 static int drop_row(const oid *name, size_t length, vyn_format<const char *> done)
 {
     vyn_region_rec region;
@@ -190,8 +187,8 @@ int set_vynRegionStatus(int action, u_char *var_val, u_char var_val_type, size_t
     const auto status = [&] { return vyn_varbind_integer(var_val, var_val_len); };
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
-        if (int refusal = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
-            return refusal;
+        if (int snmp_error = vyn_check_integer(status_checks, var_val, var_val_type, var_val_len))
+            return snmp_error;
         return reserve_row(name, name_len, status());
     case SNMP_MSG_INTERNAL_SET_RESERVE2: return check_row(name, name_len, status(), stored_value);
     case SNMP_MSG_INTERNAL_SET_ACTION: return send_row(name, name_len, status());

@@ -1,12 +1,9 @@
 // The four scalars: vynStartPeersDiscovery, vynPeersDiscoveryStatus, vynPeersDiscoveryFailureReason
-// and vynDistEnable. No index but the instance 0.
+// and vynDistEnable. Index: the instance 0.
 //
-// A read asks the service once, except that of vynStartPeersDiscovery, which always reads false. A
-// SET asks for the discovery's status before it starts another one.
-//
-// Odd on purpose: what the service answers to a change reaches the manager only through the error
-// recorded with the agent: ACTION itself succeeds. After a null reply the discovery objects answer
-// with the result before it.
+// A read is one query; vynStartPeersDiscovery needs none and always reads false. A SET of
+// vynStartPeersDiscovery to true checks in RESERVE1 that no discovery runs, and starts one in
+// ACTION. A SET of vynDistEnable is sent in ACTION.
 
 #include <net-snmp/net-snmp-config.h>
 
@@ -21,16 +18,16 @@
 #include "vyn_set.h"
 #include "vyn_values.h"
 
-// TruthValue
+// The values of a TruthValue.
 enum : uint32_t {
     VYN_TRUE = 1,
     VYN_FALSE = 2,
 };
 
-// The last result of a discovery that the service has told.
+// The result of the last reply.
 static vyn_resp_disc_status discovery_result;
 
-// Both queries are exact gets, whatever the manager asked for, and return 0 or a system error.
+// Queries the result of the last discovery. Returns 0 or a system error.
 static u32 get_vyn_discovery_result()
 {
     vyn_snmp_req request = vyn_request(VYN_SNMP_GET_DISC_STATUS);
@@ -39,13 +36,14 @@ static u32 get_vyn_discovery_result()
         vyn_query(MTS_OPC_VYN_SNMP_QUERY, VYN_MSG_GET, &request, &reply, "get_vyn_discovery_result",
                   "%s : VYN failed to return response for Peers  Discovery status query: %s \n",
                   "%s : VYN returned Null response for Peers Discovery status query \n");
+    // Quirk: after a null reply the last result is served again.
     if (reply.present())
         discovery_result = reply.read(&vyn_snmp_resp::resp_phy_disc_status);
     return error;
 }
 
-// *enabled becomes a truth value. It is left alone when the reply ends before the end of its
-// status: zeros in place of what is missing would read as enabled.
+// Queries whether distribution is enabled. Returns 0 or a system error. Leaves *enabled unchanged
+// if the reply lacks the status, whose zeros would read as enabled.
 static u32 get_vyn_distribution_status(uint32_t *enabled)
 {
     vyn_snmp_req request = vyn_request(VYN_SNMP_GET_DIST_STATUS);
@@ -101,7 +99,7 @@ static u_char *read_scalar(uint8_t column, size_t *var_len, WriteMethod **write_
 u_char *get_vyn_mib(struct variable *vp, oid *name, size_t *length, int exact, size_t *var_len,
                     WriteMethod **write_method)
 {
-    // The match overwrites the OID it is given, and a read that ends without a value must not.
+    // header_generic overwrites an OID, but a read without a value must not change the agent's.
     oid found[MAX_OID_LEN];
     size_t found_length = *length;
     memcpy(found, name, found_length * sizeof(oid));
@@ -149,8 +147,9 @@ static int check_no_discovery_runs()
     return SNMP_ERR_NOERROR;
 }
 
-// Sends a change whose outcome is only recorded; the reply says nothing more.
-static void send_change(vyn_opcode opcode, vyn_snmp_req *request)
+// Sends a change.
+// Quirk: the SET succeeds even if this fails; the error is only reported to the agent.
+static void send_and_log_error(vyn_opcode opcode, vyn_snmp_req *request)
 {
     vyn_reply reply;
     if (u32 error = vyn_call(opcode, VYN_MSG_SET, request, &reply))
@@ -160,7 +159,7 @@ static void send_change(vyn_opcode opcode, vyn_snmp_req *request)
 static void start_discovery()
 {
     vyn_snmp_req request = vyn_request(VYN_SNMP_START_DISCOVERY);
-    send_change(MTS_OPC_VYN_SNMP_QUERY, &request);
+    send_and_log_error(MTS_OPC_VYN_SNMP_QUERY, &request);
 }
 
 static void set_distribution(long enabled)
@@ -169,7 +168,7 @@ static void set_distribution(long enabled)
         return;
     vyn_snmp_req request = vyn_request(VYN_SNMP_SET_DIST);
     request.request.dist_disable = enabled == VYN_FALSE;
-    send_change(MTS_OPC_VYN_CONFIG_REQ, &request);
+    send_and_log_error(MTS_OPC_VYN_CONFIG_REQ, &request);
 }
 
 int set_vynStartPeersDiscovery(int action, u_char *var_val, u_char var_val_type, size_t var_val_len,
@@ -177,8 +176,9 @@ int set_vynStartPeersDiscovery(int action, u_char *var_val, u_char var_val_type,
 {
     switch (action) {
     case SNMP_MSG_INTERNAL_SET_RESERVE1:
-        if (int refusal = vyn_check_integer(discovery_checks, var_val, var_val_type, var_val_len))
-            return refusal;
+        if (int snmp_error =
+                vyn_check_integer(discovery_checks, var_val, var_val_type, var_val_len))
+            return snmp_error;
         if (vyn_varbind_integer(var_val, var_val_len) == VYN_TRUE)
             return check_no_discovery_runs();
         return SNMP_ERR_NOERROR;
