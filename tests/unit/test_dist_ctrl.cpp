@@ -22,7 +22,8 @@ TEST_F(dist_ctrl, reads_a_row_of_each_family) {
            "trace 100 header_vynDistCtrlEntry :cmi_get_vynDistCtrlEntry call :cmi Get call to the module failed with "
            "reasoncode : E77"},
           {failed});
-    refuses(VYNDISTCTRLACTION, {{0}, {1, 1}, {1, 0}});
+    refuses(VYNDISTCTRLACTION, {{0}, {1, 1}});
+    reads(VYNDISTCTRLACTION, true, {{1}}, {0}, {"...", "request 8469/1 0=28 8=1"}, {null_reply}); // without a trace
     // clang-format off
     asks(VYNDISTCTRLACTION, 8469, "28", reply(2, 9), {
         {true, {1}, " 8=1"}, {true, {7}, " 8=7"}, {true, {}, " 8=3"}, // the column's own number

@@ -55,12 +55,14 @@ TEST_F(feature_op, walks_the_registry_in_its_order) {
         EXPECT_EQ(read_object(VYNFEATUREOPACTION, {1, 3, 6}, exact).name, row_of(VYNFEATUREOPACTION));
     const std::string longest(82, 'a');
     const lines names = {"a", "ntp", "ntq", "role", std::string(3, '\x7f') + "\xff", std::string(81, 'z'), longest};
+    const std::string after_longest(82, 'b');
     for (const std::string &name : names) platform.add_feature(name);
     sub_ids from;
     for (const std::string &name : names) {
         EXPECT_EQ(next(from).name, row(name));
         from = name_index(name);
     }
+    platform.add_feature(after_longest);
     EXPECT_FALSE(next(from).value) << "nothing goes on from the longest";
     EXPECT_TRUE(read_row(VYNFEATUREOPACTION, from, true).value);
     // The first greater one in scan order is the answer, greater ones before smaller ones or not.
@@ -73,12 +75,13 @@ TEST_F(feature_op, walks_the_registry_in_its_order) {
 
 TEST_F(feature_op, takes_no_row_from_a_hostile_index) {
     for (const std::string name : {"ntp", "zone", "\xff"}) platform.add_feature(name);
-    const sub_ids longest(114, 'n'), too_long(84, 'n');
+    const sub_ids too_long = sub_ids{3} + sub_ids(83, 'n'), longest = sub_ids{3} + sub_ids(113, 'n');
+    platform.add_feature(std::string(83, 'n'));
     for (oid length : {oid{3}, oid{0}, huge}) // which an exact read passes over
         EXPECT_EQ(read_row(VYNFEATUREOPACTION, {length, 'n', 't', 'p'}, true).name, row("ntp"));
     refuses(VYNFEATUREOPACTION,
             {{}, {3}, {3, 'n', 't'}, {3, 'n', 't', 'p', 'x'}, {3, 'n', 't', 'p' + 256}, longest, too_long});
-    for (const sub_ids &index : {sub_ids{huge}, {3, 256}, {5}, {4, 'z', 'o', 'n', 'e'}, longest, too_long})
+    for (const sub_ids &index : {sub_ids{3, huge}, {3, 256}, {84}, {4, 'z', 'o', 'n', 'e'}, longest, too_long})
         EXPECT_FALSE(read_row(VYNFEATUREOPACTION, index, false).value) << index.size();
     EXPECT_EQ(read_row(VYNFEATUREOPACTION, {3, 'n', 't', 'o', 255}, false).name, row("ntp"));
     // A write insists on the length.

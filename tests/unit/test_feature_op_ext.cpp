@@ -40,7 +40,7 @@ TEST_F(feature_op_ext, finds_the_row_that_an_index_leads_to) {
     walk({{}, ntp, ntp + sub_ids{0}, ntp + sub_ids{3}, {1, 3}}, ntp + physical, {ntp_physical}, {found(1, 0)});
     walk({ntp + physical, ntp + sub_ids{2}, ntp + sub_ids{2, 3, 0, 0, 9}}, ntp + logical(10),
          {ntp_vsan + "0"}, {found(2, 10)});
-    walk({{5}, {5, 'n', 't', 'p'}, {257, 'n'}, {4, 'n', 't', 'p', 0, 1, 0}, {3, 'n', 't', 'p' + 256}, {huge, 'n'},
+    walk({{5}, {5, 'n', 't', 'p'}, {257, 'n'}, {3, 'n', 't', 'p' + 256}, {huge, 'n'},
           name_index(std::string(81, 'a'))}, {}, malformed);
     // From part of a VSAN to the first one that is greater: its octets filled up with zeros are that, too.
     walk({ntp + sub_ids{2, 4}, ntp + sub_ids{2, 4, 0, 0, 0}}, ntp + logical(10), {ntp_vsan + "0"}, {found(2, 10)});
@@ -50,6 +50,7 @@ TEST_F(feature_op_ext, finds_the_row_that_an_index_leads_to) {
     walk({ntp + sub_ids{2, 4, 0, 0, 266, 1}}, ntp + logical(65536), {ntp_vsan + "65535"}, {found(2, 65536)});
     walk({ntp + sub_ids{2, 9, 0}}, {}, {ntp_vsan + "4294967295", log_physical}, {none, broken});
     walk({ntp + logical(0x01020304)}, ntp + logical(0xFFFFFFFF), {ntp_vsan + "16909060"}, {found(2, 0xFFFFFFFF)});
+    walk({{4, 'n', 't', 'p', 0}}, ntp + physical, {ntp_physical}, {found(1, 0)}); // a name ends at its first NUL
     walk({ntp}, log + physical, {ntp_physical, ntp_vsan + "0", log_physical}, {none, none, found(1, 0)});
     walk({log + physical}, zone + logical(7), {zone_vsan + "0"}, {found(2, 7)});
     walk({zone + logical(7)}, {}, {zone_vsan + "7", "state idle op=2 scope=0 vsan=0"}, {none, none});
@@ -63,7 +64,7 @@ TEST_F(feature_op_ext, finds_the_row_that_an_index_leads_to) {
     for (const auto &[row, state] : {std::pair(ntp + logical(10), found(2, 10)), {{}, none}})
         reads(status, true, {ntp + logical(10)}, row, {"state ntp op=1 scope=2 vsan=10"}, {}, {state});
     refuses(status, {
-        {}, {0, 1, 0}, {4, 'n', 't', 'p', 0, 1, 0}, {3, 'n', 't', 'p' + 256, 1, 0}, name_index("none") + physical,
+        {}, {3, 'n', 't', 'p' + 256, 1, 0}, name_index("none") + physical,
         ntp, ntp + sub_ids{3, 0}, ntp + sub_ids{huge}, ntp + sub_ids{1, 7}, ntp + sub_ids{1, 0, 0}, ntp + sub_ids{2},
         ntp + sub_ids{2, 4, 0, 0, 1}, ntp + sub_ids{2, 4, 0, 0, 0, 266}, ntp + sub_ids{2, 9, 0, 0, 0, 10},
         ntp + sub_ids{2, 0, 0, 0, 0, 1}, ntp + logical(10) + sub_ids{5}, name_index(std::string(81, 'a')) + physical});

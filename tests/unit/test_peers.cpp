@@ -31,7 +31,7 @@ TEST_F(peers, addresses_in_the_index_are_asked_for) {
         {true, sw_1, " 104=10 108=73772d31"}, {false, {1}, " 104=1"}, {false, {1, 4, 10, 1}, " 104=1 108=a010000"},
         {false, {16, huge, 'x'}, " 104=10 108=78000000"}, {false, longest, " 104=10" + words_from(108, 216, "78787878")}});
     refuses(VYNPEERSADDR, {{}, {1}, {1, 4, 10, 0, 0}, {16, 3, 's', 'w', '1'}, {1, 5, 10, 0, 0, 1},
-                           {1, 256, 10, 0, 0, 1}, {1, huge, 10, 0, 0, 1}, longest});
+                           {1, huge, 10, 0, 0, 1}, longest});
     // clang-format on
 }
 
@@ -54,7 +54,7 @@ TEST_F(peers, keys_of_features_in_the_index_are_asked_for) {
     const std::vector<sub_ids> refused = {
         {}, {0, 1, 0, 1, 4, 1, 1, 1, 1}, {5, 'n', 't', 'p'}, {huge, 'n', 1, 0}, ntp, ntp + sub_ids{1}, in_physical,
         ntp + sub_ids{3, 0} + ipv4, ntp + sub_ids{257, 0} + ipv4, ntp + sub_ids{2, 0, 0, 0, 0, 10} + ipv4,
-        ntp + sub_ids{2, 4, 0, 0, 10}, ntp_vsan_10 + sub_ids{1}, ntp_vsan_10 + sub_ids{1, 256, 10, 0, 0, 1},
+        ntp + sub_ids{2, 4, 0, 0, 10}, ntp_vsan_10 + sub_ids{1},
         ntp + sub_ids{2, huge, 0, 0, 0, 10} + ipv4};
     for (int column : {VYNFEATUREPEERSADDR, VYNMERGEMEMBERATTR2}) {
         asks(column, 8469, column == VYNFEATUREPEERSADDR ? "1c" : "1d", reply({}), both);

@@ -21,7 +21,7 @@ TEST_F(static_peers, reads_the_row_of_its_index) {
         {true, ipv4, " 12=1 16=a000001"}, {true, ipv4 + sub_ids{9}, " 12=1 16=a000001"},
         {true, ipv6, " 12=2 16=fe010203 20=4050607 24=8090a0b 28=c0d0e0f"},
         {false, {}, ""}, {false, {1, 0, 10}, " 12=1"}, {false, {1, 4, 10, 1}, " 12=1 16=a010000"}});
-    refuses(VYNSTATPEERSTATUS, {{16, 3, 's', 'w', '1'}, {1, 5, 10, 0, 0, 1}, {16, 256, 1, 1, 1, 1}});
+    refuses(VYNSTATPEERSTATUS, {{16, 3, 's', 'w', '1'}, {1, 5, 10, 0, 0, 1}, {16, huge, 1, 1, 1, 1}});
     shows({1, 4, 1, 1, 1, 1}, { // to be written without a row as well
         {VYNSTATPEERSTATUS, of_ipv4, integer(3), ipv4}, {VYNSTATPEERSTATUS, of_ipv6, integer(3), ipv6},
         {VYNSTATPEERSTATUS, reply(9, text("core")), integer(3), {16, 4, 'c', 'o', 'r', 'e'}},

@@ -45,13 +45,6 @@ static ext_key first_key(vyn_feature_entry *feature)
 
 // --- Index ---
 
-// Takes the name at the start of an index. Returns false if it is incomplete or contains a NUL.
-static bool take_feature_name(vyn_oid_cursor &index, char (&name)[VYN_MAX_APP_NAME + 1])
-{
-    const size_t index_length = index.left();
-    return index.take_strict_app_name(name) && strlen(name) == index_length - index.left() - 1;
-}
-
 // Takes what follows the scope in an exact index. Physical: a 0 or nothing. Logical: the VSAN as an
 // octet string.
 static bool take_exact_vsan(vyn_oid_cursor &index, oid scope, be32 *vsan)
@@ -95,7 +88,7 @@ static int decode_exact(vyn_oid_cursor index, ext_key *key)
     char name[VYN_MAX_APP_NAME + 1];
     oid scope;
     be32 vsan = 0;
-    if (!take_feature_name(index, name) || name[0] == '\0' || !index.take(&scope) ||
+    if (!index.take_strict_app_name(name) || name[0] == '\0' || !index.take(&scope) ||
         (scope != VYN_SCOPE_PHYSICAL && scope != VYN_SCOPE_LOGICAL) ||
         !take_exact_vsan(index, scope, &vsan))
         return -1;
@@ -111,7 +104,7 @@ static int decode_next(vyn_oid_cursor index, ext_key *key)
     oid scope = VYN_SCOPE_NONE;
     // Quirk: a walk ends after a name of 81 or 82 characters: cut to 80, it could find the same
     // feature again.
-    if (index.left() > 0 && !take_feature_name(index, name))
+    if (index.left() > 0 && !index.take_strict_app_name(name))
         return -1;
     index.take(&scope);
 

@@ -114,7 +114,8 @@ u_char *get_vynFeatureRegionTable(struct variable *vp, oid *name, size_t *length
 struct set_target {
     bool is_valid; // the index could be decoded
     vyn_feature_region_rec record;
-    vyn_feature_region_rec *cached_row; // in vyn_app_regions, or null
+    char key[sizeof(record.app_name) + 1]; // of the row
+    vyn_feature_region_rec *cached_row;    // in vyn_app_regions, or null
 };
 
 static set_target find_target(const oid *name, size_t length)
@@ -122,11 +123,10 @@ static set_target find_target(const oid *name, size_t length)
     set_target target{};
     const vyn_oid_cursor index(name, length, VYN_INDEX_START);
     target.is_valid = get_vynFeatureRegionEntry_instance(index, true, &target.record) == 0;
-    // The octets of a VSAN can overwrite the name, which must end because it is a key of the cache.
-    target.record.app_name[sizeof(target.record.app_name) - 1] = '\0';
+    // Octets of a VSAN can run on over the end of the name; the key ends all the same.
+    memcpy(target.key, target.record.app_name, sizeof(target.record.app_name));
     if (target.is_valid)
-        target.cached_row =
-            vyn_find_row<vyn_feature_region_rec>(vyn_app_regions, target.record.app_name);
+        target.cached_row = vyn_find_row<vyn_feature_region_rec>(vyn_app_regions, target.key);
     return target;
 }
 
@@ -146,14 +146,15 @@ static bool is_assigned(const vyn_feature_region_rec &key)
 
 // Adds a row to the cache. create_mark is 0 if the SET of the region adds it. If the cache rejects
 // the row, the next lookup fails.
-static int add_cached_row(vyn_feature_region_rec row, uint32_t create_mark)
+static int add_cached_row(const set_target &target, uint32_t create_mark)
 {
+    vyn_feature_region_rec row = target.record;
     row.create_mark = create_mark;
     vyn_feature_region_rec *copy = vyn_copy_row(vyn_app_regions, row);
     if (copy == nullptr)
         return SNMP_ERR_GENERR;
     vyn_trace(VYN_TRACE_FLOW, "app_name: %s is added in to indxobj", vyn_field(row.app_name));
-    vyn_add_row(vyn_app_regions, copy, row.app_name);
+    vyn_add_row(vyn_app_regions, copy, target.key);
     return SNMP_ERR_NOERROR;
 }
 
@@ -173,7 +174,7 @@ static int drop_cached_row(const oid *name, size_t length, const char *function,
 {
     const set_target target = find_target(name, length);
     if (target.is_valid)
-        vyn_drop_row(vyn_app_regions, target.record.app_name);
+        vyn_drop_row(vyn_app_regions, target.key);
     vyn_trace(VYN_TRACE_FLOW, done, function);
     return SNMP_ERR_NOERROR;
 }
@@ -199,7 +200,7 @@ static int reserve_status(const set_target &target, long status)
         return SNMP_ERR_INCONSISTENTVALUE;
     }
     if (status == SNMP_ROW_CREATEANDGO && target.cached_row == nullptr)
-        if (int snmp_error = add_cached_row(target.record, SNMP_ROW_CREATEANDGO))
+        if (int snmp_error = add_cached_row(target, SNMP_ROW_CREATEANDGO))
             return snmp_error;
     vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", status_function);
     return SNMP_ERR_NOERROR;
@@ -293,7 +294,7 @@ static int reserve_region(const set_target &target)
     if (!target.is_valid)
         return refuse_index(id_function);
     if (target.cached_row == nullptr)
-        if (int snmp_error = add_cached_row(target.record, 0))
+        if (int snmp_error = add_cached_row(target, 0))
             return snmp_error;
     vyn_trace(VYN_TRACE_FLOW, "%s : RESERVE1 -- done", id_function);
     return SNMP_ERR_NOERROR;

@@ -13,9 +13,9 @@ void vyn_report_set_error(u32 code)
     log_set_error(code, fixed_2nd);
 }
 
-int vyn_refuse(const char *message, int snmp_error)
+int vyn_refuse(vyn_format<> message, int snmp_error)
 {
-    vyn_trace(VYN_TRACE_FAILURE, "%s", message);
+    vyn_trace(VYN_TRACE_FAILURE, message);
     return snmp_error;
 }
 
@@ -47,7 +47,7 @@ int vyn_check_integer(const vyn_integer_checks &checks, const u_char *value, u_c
     if (number >= checks.min && number <= checks.max &&
         (number > 31 || (checks.excluded >> number & 1) == 0))
         return SNMP_ERR_NOERROR;
-    if (checks.wrong_value != nullptr)
+    if (*checks.wrong_value.text() != '\0')
         return vyn_refuse(checks.wrong_value, SNMP_ERR_WRONGVALUE);
     vyn_trace(VYN_TRACE_FAILURE, "%s : Wrong range : %d", checks.function,
               static_cast<int>(number));

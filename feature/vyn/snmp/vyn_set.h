@@ -7,7 +7,7 @@
 void vyn_report_set_error(u32 code);
 
 // Traces the message of a refusal and returns its SNMP error.
-int vyn_refuse(const char *message, int snmp_error);
+int vyn_refuse(vyn_format<> message, int snmp_error);
 
 // Sends a change without requesting a reply. Returns SNMP_ERR_NOERROR, or SNMP_ERR_GENERR after a
 // failure, which it traces with the name of the function and reports to the agent.
@@ -20,16 +20,16 @@ struct vyn_integer_checks {
     u_char type;       // ASN_INTEGER or ASN_UNSIGNED
     size_t min_length; // in bytes; some columns accept a length of 0
     int32_t min, max;  // of the value
-    const char *wrong_type;
-    const char *wrong_length;
-    const char *wrong_value = nullptr; // null: "%s : Wrong range : %d" with `function`
-    const char *function = nullptr;    // the name of the write function
-    uint32_t excluded = 0;             // bit n: value n is refused too
+    vyn_format<> wrong_type;
+    vyn_format<> wrong_length;
+    vyn_format<> wrong_value = "";  // empty: "%s : Wrong range : %d" with `function`
+    const char *function = nullptr; // the name of the write function
+    uint32_t excluded = 0;          // bit n: value n is refused too
 };
 
 // Returns the checks of a row status: active, createAndGo and destroy are accepted.
-consteval vyn_integer_checks vyn_row_status_checks(const char *wrong_type, const char *wrong_length,
-                                                   const char *wrong_value)
+consteval vyn_integer_checks
+vyn_row_status_checks(vyn_format<> wrong_type, vyn_format<> wrong_length, vyn_format<> wrong_value)
 {
     return {.type = ASN_INTEGER,
             .min_length = 0,
