@@ -177,8 +177,8 @@ static int check_action_is_allowed(const oid *name, size_t length)
     return SNMP_ERR_NOERROR;
 }
 
-// Reports whether the last action is still in progress. If the entry has a logical scope, the last
-// action in that scope counts, unless the feature's last action is an enable or disable.
+// Reports whether the last action is still in progress. Checks the entry's scope if
+// it is logical and the feature's last action is not an enable or disable.
 static bool action_in_progress(vyn_feature_entry *entry)
 {
     vyn_feature_state state{};

@@ -62,7 +62,7 @@ static bool take_exact_vsan(vyn_oid_cursor &index, oid scope, be32 *vsan)
 }
 
 // Returns the VSAN to continue after. The index may end anywhere, even inside the VSAN's four
-// octets. Missing octets count as zero; the walk does not skip the VSAN that this gives.
+// octets. Missing octets count as zero, and the walk still visits the VSAN that they complete.
 static uint32_t vsan_to_continue_after(vyn_oid_cursor &index)
 {
     oid length = 0;

@@ -123,7 +123,7 @@ static set_target find_target(const oid *name, size_t length)
     set_target target{};
     const vyn_oid_cursor index(name, length, VYN_INDEX_START);
     target.is_valid = get_vynFeatureRegionEntry_instance(index, true, &target.record) == 0;
-    // Octets of a VSAN can run on over the end of the name; the key ends all the same.
+    // Octets after the VSAN can overwrite the name to its last octet. The key must end in a NUL.
     memcpy(target.key, target.record.app_name, sizeof(target.record.app_name));
     if (target.is_valid)
         target.cached_row = vyn_find_row<vyn_feature_region_rec>(vyn_app_regions, target.key);
@@ -357,7 +357,7 @@ int set_vynFeatureRegionId(int action, u_char *var_val, u_char var_val_type, siz
 int set_vynFeatureRegionStorage(int action, u_char *, u_char var_val_type, size_t var_val_len,
                                 u_char *, oid *, size_t)
 {
-    return vyn_set_storage_type(action, var_val_type, var_val_len,
-                                "write to vyn_setFeatureRegionStorageASN_INTEGER\n",
-                                "write to vyn_setFeatureRegionStorage bad length\n");
+    return vyn_write_storage_type(action, var_val_type, var_val_len,
+                                  "write to vyn_setFeatureRegionStorageASN_INTEGER\n",
+                                  "write to vyn_setFeatureRegionStorage bad length\n");
 }

@@ -123,8 +123,8 @@ class vyn_oid_cursor {
                     std::min(count, sizeof(Record) - offset));
     }
 
-    // Takes the scope into a record of merges or regions. After a logical one, skips the VSAN's
-    // length and takes all octets that are left, from the record's VSAN.
+    // Takes the scope into a record of merges or regions. If it is logical, also skips the VSAN's
+    // length and copies all octets that are left to the record's VSAN.
     template <typename Record> void take_scope_into(Record *record)
     {
         oid scope = VYN_SCOPE_NONE, vsan_length;

@@ -73,8 +73,8 @@ static bool commit_row(const struct variable *vp, const vyn_app_peer &member, oi
 
 // Finds the row, retains it and writes its index to name and length. Returns 0 if there is a row to
 // serve, else -1 or the system error of the query.
-static int get_vynMergeMembersEntry_instance(const struct variable *vp, oid *name, size_t *length,
-                                             bool exact)
+static int header_vynMergeMembersEntry(const struct variable *vp, oid *name, size_t *length,
+                                       bool exact)
 {
     vyn_trace_read(members_query.function, exact, *length, vp->namelen);
     vyn_snmp_req request = vyn_request(members_query.type);
@@ -98,7 +98,7 @@ static int get_vynMergeMembersEntry_instance(const struct variable *vp, oid *nam
 u_char *get_vynMergeMembersTable(struct variable *vp, oid *name, size_t *length, int exact,
                                  size_t *var_len, WriteMethod **)
 {
-    if (get_vynMergeMembersEntry_instance(vp, name, length, exact != 0) != 0)
+    if (header_vynMergeMembersEntry(vp, name, length, exact != 0) != 0)
         return nullptr;
     switch (vp->magic) {
     case VYNMERGEMEMBERATTR1: return vyn_integer_value(row_member.attr1, var_len);

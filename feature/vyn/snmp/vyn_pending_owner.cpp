@@ -68,8 +68,8 @@ static void trace_reply(vyn_msg_type msg_type, const vyn_lock_info &lock)
 
 // Finds the row, retains it and writes its index to name and length. Returns 0 if there is a row to
 // serve, else -1 or the system error of the query.
-static int get_vynPendingConfOwnerEntry_instance(const struct variable *vp, oid *name,
-                                                 size_t *length, bool exact)
+static int header_vynPendingConfOwnerEntry(const struct variable *vp, oid *name, size_t *length,
+                                           bool exact)
 {
     vyn_trace_read(function, exact, *length, vp->namelen);
     vyn_snmp_req request = vyn_request(VYN_SNMP_APP_LOCK_STATE);
@@ -143,7 +143,7 @@ static u_char *user_name_value(size_t *var_len)
 u_char *get_vynPendingConfOwnerTable(struct variable *vp, oid *name, size_t *length, int exact,
                                      size_t *var_len, WriteMethod **)
 {
-    if (get_vynPendingConfOwnerEntry_instance(vp, name, length, exact != 0) != 0)
+    if (header_vynPendingConfOwnerEntry(vp, name, length, exact != 0) != 0)
         return nullptr;
     switch (vp->magic) {
     case VYNPENDINGCONFOWNERADDRTYPE: return vyn_integer_value(row_lock.addr_type, var_len);

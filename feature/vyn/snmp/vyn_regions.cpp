@@ -202,7 +202,7 @@ int set_vynRegionStatus(int action, u_char *var_val, u_char var_val_type, size_t
 int set_vynRegionStorage(int action, u_char *, u_char var_val_type, size_t var_val_len, u_char *,
                          oid *, size_t)
 {
-    return vyn_set_storage_type(action, var_val_type, var_val_len,
-                                "write to vyn_setRegionStorageASN_INTEGER\n",
-                                "write to vyn_setRegionStorage bad length\n");
+    return vyn_write_storage_type(action, var_val_type, var_val_len,
+                                  "write to vyn_setRegionStorageASN_INTEGER\n",
+                                  "write to vyn_setRegionStorage bad length\n");
 }

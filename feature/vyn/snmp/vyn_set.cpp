@@ -54,8 +54,8 @@ int vyn_check_integer(const vyn_integer_checks &checks, const u_char *value, u_c
     return SNMP_ERR_WRONGVALUE;
 }
 
-int vyn_set_storage_type(int action, u_char type, size_t length, const char *wrong_type,
-                         const char *wrong_length)
+int vyn_write_storage_type(int action, u_char type, size_t length, const char *wrong_type,
+                           const char *wrong_length)
 {
     if (action != SNMP_MSG_INTERNAL_SET_RESERVE1)
         return SNMP_ERR_NOERROR;

@@ -50,8 +50,8 @@ int vyn_check_integer(const vyn_integer_checks &checks, const u_char *value, u_c
 // Runs one phase of a SET of a storage type, which is fixed. RESERVE1 checks the type and length.
 // The value is ignored.
 // Quirk: writes messages of refusals to standard error instead of tracing them.
-int vyn_set_storage_type(int action, u_char type, size_t length, const char *wrong_type,
-                         const char *wrong_length);
+int vyn_write_storage_type(int action, u_char type, size_t length, const char *wrong_type,
+                           const char *wrong_length);
 
 // Writes 1 to the value that the agent has read. The pointer is null if the row does not exist yet.
 // Quirk: RESERVE2 of a row status calls this.

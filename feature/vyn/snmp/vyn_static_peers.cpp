@@ -193,7 +193,7 @@ int set_vynStatPeerAddrRowStatus(int action, u_char *var_val, u_char var_val_typ
 int set_vynStatPeerAddrStorageType(int action, u_char *, u_char var_val_type, size_t var_val_len,
                                    u_char *, oid *, size_t)
 {
-    return vyn_set_storage_type(action, var_val_type, var_val_len,
-                                "write to set_vynStatPeerAddrStorageTypeASN_INTEGER\n",
-                                "write to set_vynStatPeerAddrStorageType bad length\n");
+    return vyn_write_storage_type(action, var_val_type, var_val_len,
+                                  "write to set_vynStatPeerAddrStorageTypeASN_INTEGER\n",
+                                  "write to set_vynStatPeerAddrStorageType bad length\n");
 }
