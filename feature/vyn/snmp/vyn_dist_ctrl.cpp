@@ -182,7 +182,7 @@ static int check_action()
 static int send_ip_dist_enable(bool enable, oid family)
 {
     vyn_snmp_req request = vyn_request(VYN_SNMP_IP_DIST_ENABLE);
-    request.request.ip_dist_enable = {enable, static_cast<uint32_t>(family)};
+    request.request.ip_dist_enable = {enable ? 1u : 0u, static_cast<uint32_t>(family)};
     const int snmp_error = cmi_set_vynDistCtrlEntry(&request);
     if (snmp_error != 0)
         set_state.is_ip_disable_sent = 0;

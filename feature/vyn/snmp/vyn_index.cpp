@@ -167,7 +167,7 @@ vyn_oid_cursor vyn_index_of(const struct variable *column, const oid *name, size
 void vyn_trace_read(const char *function, bool exact, size_t length, size_t column_length)
 {
     vyn_trace(VYN_TRACE_FLOW, "%s : exact : %d , *len = %d , vp_namelen = %d \n", function,
-              int{exact}, static_cast<int>(length), static_cast<int>(column_length));
+              exact ? 1 : 0, static_cast<int>(length), static_cast<int>(column_length));
 }
 
 bool vyn_has_index(const vyn_oid_cursor &index, const char *function,

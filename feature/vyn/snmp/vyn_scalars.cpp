@@ -167,7 +167,7 @@ static void set_distribution(long enabled)
     if (enabled != VYN_TRUE && enabled != VYN_FALSE)
         return;
     vyn_snmp_req request = vyn_request(VYN_SNMP_SET_DIST);
-    request.request.dist_disable = enabled == VYN_FALSE;
+    request.request.dist_disable = enabled == VYN_FALSE ? 1 : 0;
     send_and_log_error(MTS_OPC_VYN_CONFIG_REQ, &request);
 }
 
