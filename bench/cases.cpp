@@ -39,7 +39,7 @@ struct reading {
     u_char *value(bool exact) {
         length = asked.size();
         std::copy(asked.begin(), asked.end(), name);
-        return read(&vp, name, &length, exact, &value_length, &write);
+        return read(&vp, name, &length, exact ? 1 : 0, &value_length, &write);
     }
 
     struct variable vp = {};
@@ -80,7 +80,8 @@ bench_case set_case(const set_row &row) {
     const std::string name = std::string("set ") + row.name;
     const auto run = [=, object = reading(row.column, row.index)]() mutable {
         long number = row.value[0];
-        auto *value = row.type == ASN_OCTET_STR ? const_cast<u_char *>(row.value.data()) : (u_char *)&number;
+        auto *value =
+            row.type == ASN_OCTET_STR ? const_cast<u_char *>(row.value.data()) : reinterpret_cast<u_char *>(&number);
         const size_t length = row.type == ASN_OCTET_STR ? row.value.size() : sizeof(number);
         settings.rows_exist = !row.of_new_row;
         u_char *stored = object.value(true);

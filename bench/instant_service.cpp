@@ -128,7 +128,7 @@ void *mts_payload_get(mts_msg *message) { return message; } // an event is its p
 
 int sdwrap_hist_event_subtype_check(u32, u32) { return settings.tracing ? 0 : 1; }
 
-int sdwrap_chk_int(u32, int, int, int) { return settings.tracing; }
+int sdwrap_chk_int(u32, int, int, int) { return settings.tracing ? 1 : 0; }
 
 void sdwrap_hist_event(u32, u32, const void *) {}
 
