@@ -65,11 +65,14 @@ bool comes_after(const oid *answer, size_t length, const netsnmp_variable_list &
     return snmp_oid_compare(answer, length, asked.name, asked.name_length) > 0;
 }
 
-// Reports whether an exact read may answer with the row that it has found. A GETNEXT reads exactly
-// when it comes from the master of a subagent and includes the OID asked for, and no other.
-bool may_answer(oid *row, size_t length, const netsnmp_variable_list &asked, u_char type)
+// Reports whether an exact read may answer with the row that it has found. Both OIDs are below the
+// column. A GETNEXT reads exactly when it comes from the master of a subagent and includes the OID
+// asked for, and no other.
+bool may_answer(oid *row, size_t length, const netsnmp_variable_list &asked, size_t column_length,
+                u_char type)
 {
-    if (length == asked.name_length && memcmp(row, asked.name, length * sizeof(oid)) == 0)
+    if (length == asked.name_length &&
+        std::equal(row + column_length, row + length, asked.name + column_length))
         return true;
     netsnmp_pdu *pdu = asking->pdu;
     return pdu->command != SNMP_MSG_GETNEXT && pdu->command != SNMP_MSG_GETBULK &&
@@ -101,7 +104,7 @@ u_char *read_object(struct variable *object, oid *name, size_t *length, int exac
         *std::exchange(next_request, next_request->next)->requestvb;
     u_char *value =
         objects[object->magic].read(object, name, length, exact, value_length, write_method);
-    if (exact ? may_answer(name, *length, asked, static_cast<u_char>(object->type))
+    if (exact ? may_answer(name, *length, asked, object->namelen, static_cast<u_char>(object->type))
               : value == nullptr || comes_after(name, *length, asked, object->namelen))
         return value;
     if (exact)

@@ -191,23 +191,24 @@ VYN_EXPORT int sdwrap_hist_event_subtype_check(u32, u32)
 
 VYN_EXPORT void sdwrap_hist_event(u32 type, u32 length, const void *record)
 {
-    record_head head{};
+    record_head head;
     if (record == nullptr || length < sizeof(head.level))
         return;
     clock_gettime(CLOCK_REALTIME_COARSE, &head.when); // a few milliseconds are near enough
     head.type = type;
     memcpy(&head.level, record, sizeof(head.level));
     head.length = std::min(length - sizeof(head.level), longest_text);
-    if (sizeof(head) + head.length > sizeof(blocks->bytes) - blocks[filling].used) {
+    history_block *block = &blocks[filling];
+    if (sizeof(head) + head.length > sizeof(block->bytes) - block->used) {
         filling = 1 - filling;
-        blocks[filling].used = 0;
+        block = &blocks[filling];
+        block->used = 0;
     }
-    history_block &block = blocks[filling];
-    char *const place = block.bytes + block.used;
+    char *const place = block->bytes + block->used;
     memcpy(place, &head, sizeof(head));
     memcpy(place + sizeof(head), static_cast<const char *>(record) + sizeof(head.level),
            head.length);
-    block.used += sizeof(head) + head.length;
+    block->used += sizeof(head) + head.length;
 }
 
 VYN_EXPORT int sdwrap_chk_int(u32 level, int, int, int)
