@@ -65,13 +65,12 @@ bool comes_after(const oid *answer, size_t length, const netsnmp_variable_list &
     return snmp_oid_compare(answer, length, asked.name, asked.name_length) > 0;
 }
 
-// Reports whether an exact read may answer with the row that it has found. Both OIDs are below the
-// column. A GETNEXT reads exactly when it comes from the master of a subagent and includes the OID
-// asked for, and no other.
+// Reports whether an exact read may answer with the row that it has found. A GETNEXT reads exactly
+// when it comes from the master of a subagent and includes the OID asked for, and no other.
 bool may_answer(oid *row, size_t length, const netsnmp_variable_list &asked, size_t column_length,
                 u_char type)
 {
-    if (length == asked.name_length &&
+    if (length == asked.name_length && length > column_length &&
         std::equal(row + column_length, row + length, asked.name + column_length))
         return true;
     netsnmp_pdu *pdu = asking->pdu;

@@ -163,13 +163,14 @@ std::string fabric_agent::marker(const std::string &path) {
     return place;
 }
 
-std::string fabric_agent::snmpd() const { return "env LD_PRELOAD='" + preloaded + "' snmpd"; }
+std::string fabric_agent::snmpd() const {
+    // The agent has leaks of its own.
+    return "env LD_PRELOAD='" + preloaded + "' ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 snmpd";
+}
 
 void fabric_agent::use_sanitizers() {
     agent_module = VYN_SANITIZED_MODULE;
     preloaded = VYN_SANITIZER_RUNTIME + (" " + preloaded);
-    environment["ASAN_OPTIONS"] = "detect_leaks=0";
-    environment["UBSAN_OPTIONS"] = "print_stacktrace=1";
 }
 
 void fabric_agent::restart_agent() {
