@@ -43,18 +43,20 @@ constexpr timeval longest_pause{0, 1000};
 }
 
 // Takes the file of a dead server out of the way. Somebody may serve it: then it stays.
-void remove_stale(const std::string &path, const sockaddr_un &address)
+void remove_stale(const std::string &path)
 {
     struct stat file;
     if (lstat(path.c_str(), &file) != 0)
         return;
     if (!S_ISSOCK(file.st_mode))
         fail(path + ": not a socket", EEXIST);
-    const unique_fd probe = make_socket();
-    const auto *to = reinterpret_cast<const sockaddr *>(&address);
-    if (connect(probe.get(), to, sizeof address) == 0 || errno == EAGAIN)
+    unique_fd probe;
+    const int error = connect_to(path.c_str(), &probe);
+    if (error == 0 || error == EAGAIN)
         fail(path + ": in use by a running service", EADDRINUSE);
-    if (errno != ECONNREFUSED || unlink(path.c_str()) != 0)
+    if (error != ECONNREFUSED)
+        fail(path, error);
+    if (unlink(path.c_str()) != 0)
         fail(path);
 }
 
@@ -77,17 +79,14 @@ void distort(bytes &reply, const active_faults &faults)
 } // namespace
 
 server::server(std::string path, fabric &model, event_log &log)
-    : path_(std::move(path)), model_(model), log_(log), listener_(make_socket())
+    : path_(std::move(path)), model_(model), log_(log)
 {
-    const sockaddr_un address = address_of(path_);
-    remove_stale(path_, address);
+    remove_stale(path_);
     const mode_t before = umask(0177);
-    const int bound =
-        bind(listener_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
-    const int error = errno;
+    const int error = bind_to(path_.c_str(), &listener_);
     umask(before);
     struct stat file;
-    if (bound != 0)
+    if (error != 0)
         fail(path_, error);
     if (lstat(path_.c_str(), &file) != 0 || listen(listener_.get(), 64) != 0)
         fail(path_);
@@ -248,23 +247,21 @@ bool server::receive(connection &client, int flags)
         return false;
     }
     static uint8_t buffer[largest_frame];
-    const ssize_t size = recv(client.socket.get(), buffer, sizeof buffer, flags | MSG_TRUNC);
-    if (size > 0 && static_cast<size_t>(size) <= sizeof buffer)
-        take_frame(client, {buffer, static_cast<size_t>(size)}, advance());
-    else if (size > 0)
-        abandon(client, "frame of " + std::to_string(size) + " bytes");
-    else if (size == 0)
+    const received got = receive_frame(client.socket.get(), buffer, flags);
+    if (got.what == arrival::frame)
+        take_frame(client, {buffer, got.length}, advance());
+    else if (got.error != 0)
+        abandon(client, std::strerror(got.error));
+    else if (got.length != 0)
+        abandon(client, "frame of " + std::to_string(got.length) + " bytes");
+    else if (got.what == arrival::lost)
         client.closed = true;
-    else if (errno != EAGAIN && errno != EINTR)
-        abandon(client, std::strerror(errno));
-    return size > 0 && !client.closed;
+    return got.what == arrival::frame && !client.closed;
 }
 
 void server::take_frame(connection &client, std::span<const uint8_t> frame, time_point now)
 {
     frame_header header;
-    if (frame.size() < sizeof header)
-        return abandon(client, "frame of " + std::to_string(frame.size()) + " bytes");
     std::memcpy(&header, frame.data(), sizeof header);
     if (!std::memchr(header.user, 0, sizeof header.user))
         return abandon(client, "user without an end");
@@ -379,15 +376,14 @@ void server::flush(connection &client, time_point now)
 // False when the socket has no room yet; else the frame needs nothing more, or its client is gone.
 bool server::transmit(connection &client, const bytes &frame)
 {
-    const ssize_t sent =
-        send(client.socket.get(), frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-    if (sent < 0 && (errno == EAGAIN || errno == EINTR))
+    const int error = send_frame(client.socket.get(), frame);
+    if (error == EAGAIN)
         return false;
-    if (sent < 0 && errno == EMSGSIZE)
+    if (error == EMSGSIZE)
         log_.line("connection " + std::to_string(client.number) + ": the socket takes no " +
                   std::to_string(frame.size()) + " bytes, not sent");
-    else if (sent < 0)
-        abandon(client, std::strerror(errno));
+    else if (error != 0)
+        abandon(client, std::strerror(error));
     return true;
 }
 

@@ -7,6 +7,8 @@
 #include <charconv>
 #include <cstdio>
 
+#include "escape.h"
+
 namespace vynd {
 
 std::optional<uint32_t> value_of(std::span<const named_value> names, std::string_view name)
@@ -72,15 +74,8 @@ std::string code_text(uint32_t code)
 
 std::string escaped(std::string_view text)
 {
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string result;
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte >= 0x20 && byte < 0x7f && byte != '"' && byte != '\\')
-            result += character;
-        else
-            result += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
-    }
+    std::string result(max_escape * text.size() + 1, '\0');
+    result.resize(escape(result.data(), result.size(), text));
     return result;
 }
 

@@ -3,14 +3,13 @@
 // It sends without waiting for the greeting, which a stalled service does not send, and passes
 // over it when it comes. What the words mean is the service's business.
 #include <getopt.h>
-#include <poll.h>
-#include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <string>
 #include <system_error>
 #include <vector>
 
@@ -31,59 +30,42 @@ constexpr char usage[] =
 
 enum exit_status { done, refused, wrong_usage, no_service };
 
-using steady = std::chrono::steady_clock;
-
 [[noreturn]] void fail(int code, const std::string &what)
 {
     throw std::system_error(code, std::generic_category(), what);
 }
 
-// The next frame; throws when the service has gone, or none comes in time.
-vynd::bytes next_frame(int socket, steady::time_point deadline)
+// Returns the next frame. Throws if the service has gone, or none arrives in time.
+std::vector<uint8_t> next_frame(int socket, int64_t deadline)
 {
     for (;;) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady::now());
-        pollfd readable{socket, POLLIN, 0};
-        const int ready =
-            left.count() <= 0 ? 0 : poll(&readable, 1, static_cast<int>(left.count()));
-        if (ready == 0)
+        std::vector<uint8_t> frame(vynd::largest_frame);
+        const vynd::received got = vynd::await_frame(socket, frame.data(), deadline);
+        if (got.what == vynd::arrival::nothing)
             fail(ETIMEDOUT, "no answer");
-        vynd::bytes frame(vynd::largest_frame);
-        const ssize_t size = recv(socket, frame.data(), frame.size(), 0);
-        if (size == 0)
-            fail(ECONNRESET, "no answer");
-        if (size < 0 && errno != EAGAIN && errno != EINTR)
-            fail(errno, "no answer");
-        if (size >= static_cast<ssize_t>(sizeof(vynd::frame_header))) {
-            frame.resize(static_cast<size_t>(size));
+        if (got.what == vynd::arrival::lost && got.length == 0)
+            fail(got.error != 0 ? got.error : ECONNRESET, "no answer");
+        if (got.what != vynd::arrival::lost) {
+            frame.resize(std::min(got.length, frame.size()));
             return frame;
         }
     }
 }
 
-vynd::unique_fd connect_to(const std::string &path)
+exit_status ask(int socket, const std::string &command, int64_t timeout_ms)
 {
-    const sockaddr_un address = vynd::address_of(path);
-    vynd::unique_fd socket = vynd::make_socket();
-    if (connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
-        fail(errno, path);
-    return socket;
-}
-
-exit_status ask(int socket, const std::string &command, std::chrono::milliseconds timeout)
-{
-    const vynd::bytes asked =
+    const std::vector<uint8_t> asked =
         vynd::make_frame(vynd::header_of(vynd::frame_kind::command), vynd::as_bytes(command));
     if (asked.size() > vynd::largest_frame) {
         std::fputs("vynctl: the command is too long\n", stderr);
         return refused;
     }
-    if (send(socket, asked.data(), asked.size(), MSG_NOSIGNAL) < 0)
-        fail(errno, "not sent");
+    if (const int error = vynd::send_frame(socket, asked))
+        fail(error, "not sent");
 
-    const steady::time_point deadline = steady::now() + timeout;
+    const int64_t deadline = vynd::now_ms() + timeout_ms;
     vynd::frame_header header;
-    vynd::bytes frame;
+    std::vector<uint8_t> frame;
     do {
         frame = next_frame(socket, deadline);
         std::memcpy(&header, frame.data(), sizeof header);
@@ -99,15 +81,16 @@ exit_status ask(int socket, const std::string &command, std::chrono::millisecond
     return done;
 }
 
-exit_status run(const std::string &path, const std::string &command,
-                std::chrono::milliseconds timeout)
+exit_status run(const std::string &path, const std::string &command, int64_t timeout_ms)
 {
-    const vynd::unique_fd socket = connect_to(path);
+    vynd::unique_fd socket;
+    if (const int error = vynd::connect_to(path.c_str(), &socket))
+        fail(error, path);
     if (command != "-")
-        return ask(socket.get(), command, timeout);
+        return ask(socket.get(), command, timeout_ms);
     exit_status status = done;
     for (std::string line; status == done && std::getline(std::cin, line);)
-        status = ask(socket.get(), line, timeout);
+        status = ask(socket.get(), line, timeout_ms);
     return status;
 }
 
@@ -146,7 +129,7 @@ int main(int argc, char **argv)
     for (int word = optind + 1; word < argc; ++word)
         command += std::string(" ") + argv[word];
     try {
-        return run(path, command, std::chrono::milliseconds(*timeout));
+        return run(path, command, *timeout);
     } catch (const std::exception &error) {
         std::fprintf(stderr, "vynctl: %s\n", error.what());
         return no_service;

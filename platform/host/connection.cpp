@@ -7,16 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <time.h>
-#include <unistd.h>
 
 #include <net-snmp/net-snmp-config.h>
 
@@ -25,15 +19,6 @@
 #include "host.h"
 
 namespace vyn_host {
-
-const char *socket_path()
-{
-    static const char *const path = [] {
-        const char *given = getenv("VYN_SOCKET");
-        return given != nullptr && *given != '\0' ? given : "/run/vynd/vynd.sock";
-    }();
-    return path;
-}
 
 static int64_t milliseconds_from(const char *variable, long usual)
 {
@@ -68,13 +53,6 @@ int64_t give_up_after_ms()
     return 3 * timeout_ms();
 }
 
-int64_t now_ms()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
-}
-
 static bool troubled[2]; // by party
 
 bool in_trouble(party who)
@@ -85,7 +63,7 @@ bool in_trouble(party who)
 void note_trouble(party who, const char *what)
 {
     if (!troubled[0] && !troubled[1])
-        snmp_log(LOG_WARNING, "vyn: service at %s not available: %s\n", socket_path(), what);
+        snmp_log(LOG_WARNING, "vyn: service at %s not available: %s\n", vynd::socket_path(), what);
     troubled[static_cast<int>(who)] = true;
 }
 
@@ -95,7 +73,7 @@ void note_working(party who)
         return;
     forget_trouble(who);
     if (!troubled[0] && !troubled[1])
-        snmp_log(LOG_WARNING, "vyn: service at %s available again\n", socket_path());
+        snmp_log(LOG_WARNING, "vyn: service at %s available again\n", vynd::socket_path());
 }
 
 void forget_trouble(party who)
@@ -112,7 +90,7 @@ void note_slow()
         snmp_log(LOG_WARNING,
                  "vyn: service at %s is slow: SNMP requests that wait longer than %d ms for it get "
                  "genErr\n",
-                 socket_path(), static_cast<int>(budget_ms()));
+                 vynd::socket_path(), static_cast<int>(budget_ms()));
     silent_until = now + minute;
 }
 
@@ -125,64 +103,41 @@ bool connection::fail(const char *trouble)
 bool connection::open()
 {
     close();
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (strlen(socket_path()) >= sizeof(address.sun_path))
-        return fail("the path of the socket is too long");
-    strcpy(address.sun_path, socket_path());
-    fd_ = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (fd_ < 0)
-        return fail(strerrordesc_np(errno));
-    int result;
-    do
-        result = connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof(address));
-    while (result < 0 && errno == EINTR);
-    timeval longest;
-    longest.tv_sec = timeout_ms() / 1000;
-    longest.tv_usec = timeout_ms() % 1000 * 1000;
-    // From here on what does not wait says so.
-    if (result == 0 && fcntl(fd_, F_SETFL, 0) == 0 &&
-        setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof(longest)) == 0)
+    const int error = vynd::connect_to(vynd::socket_path(), &socket_);
+    if (error != 0)
+        return fail(error == ENAMETOOLONG ? "the path of the socket is too long"
+                                          : strerrordesc_np(error));
+    timeval timeout;
+    timeout.tv_sec = timeout_ms() / 1000;
+    timeout.tv_usec = timeout_ms() % 1000 * 1000;
+    // From here on calls block unless they pass MSG_DONTWAIT.
+    if (fcntl(fd(), F_SETFL, 0) == 0 &&
+        setsockopt(fd(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout)) == 0)
         return true;
     fail(strerrordesc_np(errno));
     close();
     return false;
 }
 
-void connection::close()
-{
-    if (fd_ >= 0)
-        ::close(fd_);
-    fd_ = -1;
-}
-
 pid_t connection::peer() const
 {
     ucred process{};
     socklen_t length = sizeof(process);
-    getsockopt(fd_, SOL_SOCKET, SO_PEERCRED, &process, &length);
+    getsockopt(fd(), SOL_SOCKET, SO_PEERCRED, &process, &length);
     return process.pid;
 }
 
-arrival connection::receive(frame_buffer &frame, int flags)
+arrival connection::take(vynd::received got, frame_buffer &frame)
 {
-    constexpr size_t room = vynd::largest_frame;
     static_assert(offsetof(frame_buffer, payload) ==
                   offsetof(frame_buffer, header) + sizeof(frame.header));
-    // With MSG_TRUNC the length is that of the frame, also where it has more than there is room
-    // for.
-    const ssize_t length = recv(fd_, &frame.header, room, flags | MSG_TRUNC);
-    if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR))
-        return arrival::nothing;
-    if (length < static_cast<ssize_t>(sizeof(frame.header))) {
-        fail(length < 0    ? strerrordesc_np(errno)
-             : length == 0 ? "the service has closed the connection"
-                           : "the service has sent a frame without header");
-        return arrival::lost;
-    }
-    const size_t taken = std::min(static_cast<size_t>(length), room);
-    frame.payload_length = taken - sizeof(frame.header);
-    return static_cast<size_t>(length) > room ? arrival::cut : arrival::frame;
+    if (got.what == arrival::lost)
+        fail(got.error != 0    ? strerrordesc_np(got.error)
+             : got.length == 0 ? "the service has closed the connection"
+                               : "the service has sent a frame without header");
+    else if (got.what != arrival::nothing)
+        frame.payload_length = std::min(got.length, vynd::largest_frame) - sizeof(frame.header);
+    return got.what;
 }
 
 bool connection::send(const vynd::frame_header &header, const void *payload, size_t length)
@@ -191,29 +146,19 @@ bool connection::send(const vynd::frame_header &header, const void *payload, siz
     memcpy(frame, &header, sizeof(header));
     if (length != 0)
         memcpy(frame + sizeof(header), payload, length);
-    ssize_t sent;
-    do
-        sent = ::send(fd_, frame, sizeof(header) + length, MSG_NOSIGNAL | MSG_DONTWAIT);
-    while (sent < 0 && errno == EINTR);
-    return sent >= 0 || fail(strerrordesc_np(errno));
+    const int error = vynd::send_frame(fd(), {frame, sizeof(header) + length});
+    return error == 0 || fail(strerrordesc_np(error));
 }
 
-// With the whole timeout left, receives without a poll: the socket has that timeout. This saves one
-// of two system calls, which are most of what a read costs.
+// With the full timeout left, blocks in the first receive (SO_RCVTIMEO): one system call instead of
+// two, which are most of what a read costs.
 arrival connection::await(frame_buffer &frame, int64_t now, int64_t deadline)
 {
-    arrival got = receive(frame, deadline - now >= timeout_ms() ? 0 : MSG_DONTWAIT);
-    while (got == arrival::nothing) {
-        const int64_t left = deadline - now_ms();
-        if (left <= 0)
-            break;
-        pollfd readable{fd_, POLLIN, 0};
-        if (poll(&readable, 1, static_cast<int>(std::min<int64_t>(left, INT_MAX))) < 0 &&
-            errno != EINTR)
-            break;
-        got = receive(frame, MSG_DONTWAIT);
-    }
-    return got;
+    const int flags = deadline - now >= timeout_ms() ? 0 : MSG_DONTWAIT;
+    vynd::received got = vynd::receive_frame(fd(), &frame.header, flags);
+    if (got.what == arrival::nothing)
+        got = vynd::await_frame(fd(), &frame.header, deadline);
+    return take(got, frame);
 }
 
 } // namespace vyn_host

@@ -10,22 +10,19 @@
 
 #include <cstdint>
 
-#include <sys/socket.h>
 #include <sys/types.h>
 
-#include "vynd_protocol.h"
+#include "socket.h"
 
 namespace vyn_host {
 
-const char *socket_path();
+using vynd::arrival, vynd::now_ms;
+
 int64_t timeout_ms();
 
 // A connection that is silent when it should not be is given up after so many milliseconds; not
 // sooner, because every abandoned one leaves a stalled service something to do.
 int64_t give_up_after_ms();
-
-// Milliseconds of the monotonic clock.
-int64_t now_ms();
 
 // The two connections of the agent, as parties to an outage.
 enum class party { requests, events };
@@ -53,27 +50,23 @@ struct frame_buffer {
     }
 };
 
-enum class arrival { nothing, frame, cut, lost };
-
 class connection {
   public:
-    connection() = default;
-    connection(const connection &) = delete;
-    connection &operator=(const connection &) = delete;
-    ~connection() { close(); }
-
     // Connects, at once or not at all.
     bool open();
-    void close();
-    bool is_open() const { return fd_ >= 0; }
-    int fd() const { return fd_; }
+    void close() { socket_.reset(); }
+    bool is_open() const { return socket_.get() >= 0; }
+    int fd() const { return socket_.get(); }
 
     // The process that listened when the connection was made, also when it has ended since.
     pid_t peer() const;
 
     // The next frame that has arrived. cut: only its header is whole. lost: the connection is of no
     // more use; the caller closes it.
-    arrival receive(frame_buffer &frame) { return receive(frame, MSG_DONTWAIT); }
+    arrival receive(frame_buffer &frame)
+    {
+        return take(vynd::receive_frame(fd(), &frame.header, MSG_DONTWAIT), frame);
+    }
 
     // Receives the next frame. Waits for it from now until the deadline at most.
     arrival await(frame_buffer &frame, int64_t now, int64_t deadline);
@@ -86,10 +79,10 @@ class connection {
     void set_trouble(const char *trouble) { trouble_ = trouble; }
 
   private:
-    arrival receive(frame_buffer &frame, int flags);
+    arrival take(vynd::received got, frame_buffer &frame);
     bool fail(const char *trouble);
 
-    int fd_ = -1;
+    vynd::unique_fd socket_;
     const char *trouble_ = "";
 };
 

@@ -16,6 +16,7 @@
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
+#include "escape.h"
 #include "host.h"
 #include "snmp_context.h"
 
@@ -68,24 +69,6 @@ uint32_t requests_begun()
     return begun;
 }
 
-void copy_printable(char *out, size_t size, const char *text, size_t length)
-{
-    static const char digits[] = "0123456789abcdef";
-    size_t at = 0;
-    for (size_t i = 0; i < length && at + 4 < size; i++) { // 4: the longest that one byte becomes
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if (byte >= 0x20 && byte < 0x7f && byte != '\\' && byte != '"') {
-            out[at++] = text[i];
-            continue;
-        }
-        out[at++] = '\\';
-        out[at++] = 'x';
-        out[at++] = digits[byte >> 4];
-        out[at++] = digits[byte & 15];
-    }
-    out[at] = '\0';
-}
-
 } // namespace vyn_host
 
 VYN_EXPORT const char *get_snmp_username(int)
@@ -117,8 +100,8 @@ VYN_EXPORT int vacm_is_user_network_admin(void)
 
 VYN_EXPORT void log_set_error(u32 code, int)
 {
-    char who[4 * sizeof(vyn_host::user_buffer) + 1];
-    vyn_host::copy_printable(who, sizeof(who), vyn_host::user, strlen(vyn_host::user));
+    char who[vynd::max_escape * sizeof(vyn_host::user_buffer) + 1];
+    vynd::escape(who, sizeof(who), vyn_host::user);
     const vyn_host::syserr_entry *error = vyn_host::syserr_find(code);
     snmp_log(LOG_WARNING, "vyn: SET by \"%s\" failed: 0x%08X %s: %s\n", who, code, error->name,
              error->text);

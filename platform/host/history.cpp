@@ -33,6 +33,7 @@
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
+#include "escape.h"
 #include "host.h"
 #include "sdwrap.h"
 
@@ -90,13 +91,13 @@ void on_signal(int)
 
 void write_line(FILE *file, const record_head &record, const char *recorded)
 {
-    char when[32], text[4 * longest_text + 1];
+    char when[32], text[vynd::max_escape * longest_text + 1];
     tm local{};
     localtime_r(&record.when.tv_sec, &local);
     strftime(when, sizeof(when), "%Y-%m-%d %H:%M:%S", &local);
     const size_t length = strnlen(recorded, record.length);
     const bool ended = length > 0 && recorded[length - 1] == '\n';
-    copy_printable(text, sizeof(text), recorded, length - (ended ? 1 : 0));
+    vynd::escape(text, sizeof(text), {recorded, length - (ended ? 1 : 0)});
     const int milliseconds = static_cast<int>(record.when.tv_nsec / 1'000'000);
     if (file != nullptr)
         fprintf(file, "%s.%03d 0x%X %u %s\n", when, milliseconds, record.type, record.level, text);
@@ -218,13 +219,13 @@ VYN_EXPORT int sdwrap_chk_int(u32 level, int, int, int)
 
 VYN_EXPORT void buginf(int, const char *module, int, const char *format, ...)
 {
-    char text[1024], printable[4 * sizeof(text) + 1];
+    char text[1024], printable[vynd::max_escape * sizeof(text) + 1];
     va_list args;
     va_start(args, format);
     vsnprintf(text, sizeof(text), format, args);
     va_end(args);
     const size_t length = strlen(text);
     const bool ended = length > 0 && text[length - 1] == '\n';
-    copy_printable(printable, sizeof(printable), text, length - (ended ? 1 : 0));
+    vynd::escape(printable, sizeof(printable), {text, length - (ended ? 1 : 0)});
     snmp_log(LOG_DEBUG, "%s: %s\n", module, printable);
 }

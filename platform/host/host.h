@@ -101,7 +101,4 @@ void forget_identity();
 // count is not held by its callers under another.
 uint32_t requests_begun();
 
-// Copies text with everything escaped that could break or forge a line of a log; cut to fit.
-void copy_printable(char *out, size_t size, const char *text, size_t length);
-
 } // namespace vyn_host

@@ -1,8 +1,7 @@
 // For the programs of scripts/attack: random choices, which a seed repeats, and connections to a service.
 #pragma once
 
-#include <sys/socket.h>
-
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,6 +9,8 @@
 #include <vector>
 
 #include "socket.h"
+
+using bytes = std::vector<uint8_t>;
 
 inline std::mt19937_64 chance;
 
@@ -28,15 +29,15 @@ inline uint32_t any_word() {
                    1u << 31});
 }
 
-inline std::vector<uint8_t> any_bytes(size_t length) {
-    std::vector<uint8_t> made(length);
+inline bytes any_bytes(size_t length) {
+    bytes made(length);
     for (uint8_t &each : made) each = static_cast<uint8_t>(chance());
     return made;
 }
 
 // Returns big-endian words of that kind, as the records of the service have them.
-inline std::vector<uint8_t> any_words(size_t length) {
-    std::vector<uint8_t> made(length + sizeof(be32));
+inline bytes any_words(size_t length) {
+    bytes made(length + sizeof(be32));
     for (size_t at = 0; at < length; at += sizeof(be32)) {
         const be32 word = any_word();
         memcpy(made.data() + at, &word, sizeof(word));
@@ -45,11 +46,10 @@ inline std::vector<uint8_t> any_words(size_t length) {
     return made;
 }
 
-// Ends the program if nobody listens. If the backlog is full, the socket is not connected yet.
+// Returns none if the backlog is full, and ends the program if nobody listens.
 inline vynd::unique_fd connected(const char *path) {
-    const sockaddr_un address = vynd::address_of(std::string(path));
-    vynd::unique_fd made = vynd::make_socket();
-    if (connect(made.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0 && errno != EAGAIN)
-        perror(path), exit(1);
+    vynd::unique_fd made;
+    errno = vynd::connect_to(path, &made);
+    if (errno != 0 && errno != EAGAIN) perror(path), exit(1);
     return made;
 }

@@ -13,7 +13,7 @@
 
 namespace {
 
-using vynd::bytes, vynd::frame_header, vynd::frame_kind, vynd::unique_fd;
+using vynd::frame_header, vynd::frame_kind, vynd::unique_fd;
 
 bytes frame_of(frame_kind kind, const bytes &payload) {
     frame_header header = vynd::header_of(kind);

@@ -15,7 +15,7 @@
 
 namespace {
 
-using vynd::bytes, vynd::frame_header, vynd::frame_kind, vynd::registry_entry, vynd::unique_fd;
+using vynd::frame_header, vynd::frame_kind, vynd::registry_entry, vynd::unique_fd;
 
 constexpr size_t head = sizeof(frame_header), largest = vynd::largest_frame;
 
@@ -233,11 +233,9 @@ int main(int argc, char **argv) {
     for (const behaviour &each : behaviours) {
         if (argc != 5 || strcmp(argv[3], each.name) != 0) continue;
         chance.seed(strtoul(argv[4], nullptr, 10));
-        const sockaddr_un address = vynd::address_of(std::string(argv[1]));
-        const unique_fd listener = vynd::make_socket();
-        if (bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0 ||
-            listen(listener.get(), 4) != 0)
-            return perror(argv[1]), 1;
+        unique_fd listener;
+        errno = vynd::bind_to(argv[1], &listener);
+        if (errno != 0 || listen(listener.get(), 4) != 0) return perror(argv[1]), 1;
         hostile_service(each, argv[2]).serve(listener.get());
     }
     fputs("usage: vyn_attack_service SOCKET SOCKET-OF-VYND BEHAVIOUR SEED\n       vyn_attack_service --list\n", stderr);

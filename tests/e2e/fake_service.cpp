@@ -4,9 +4,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <vector>
@@ -15,58 +12,50 @@ template <typename Record> static std::string bytes_of(const Record &record) {
     return {reinterpret_cast<const char *>(&record), sizeof(record)};
 }
 
-static bool send_frame(int client, const vynd::frame_header &header, const std::string &payload) {
-    const std::string frame = bytes_of(header) + payload;
-    return send(client, frame.data(), frame.size(), MSG_NOSIGNAL) == ssize_t(frame.size());
-}
-
-fake_service::fake_service(const std::string &path, script given)
-    : script_(given), listener_(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address{AF_UNIX, {}};
-    strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
-    EXPECT_EQ(bind(listener_, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0) << path;
-    EXPECT_EQ(listen(listener_, 64), 0);
-    EXPECT_EQ(pipe2(stop_, O_CLOEXEC), 0);
-    thread_ = std::thread([this] { serve(); });
+fake_service::fake_service(const std::string &path, script given) : script_(given) {
+    EXPECT_EQ(vynd::bind_to(path.c_str(), &listener_), 0) << path;
+    EXPECT_EQ(listen(listener_.get(), 64), 0);
+    int stop[2];
+    EXPECT_EQ(pipe2(stop, O_CLOEXEC), 0);
+    stop_ = vynd::unique_fd(stop[1]);
+    thread_ = std::thread([this, end = vynd::unique_fd(stop[0])] { serve(end.get()); });
 }
 
 fake_service::~fake_service() {
-    close(stop_[1]);
+    stop_.reset();
     thread_.join();
-    close(stop_[0]);
-    close(listener_);
 }
 
-void fake_service::serve() {
-    std::vector<pollfd> polled{{stop_[0], POLLIN, 0}, {listener_, POLLIN, 0}};
+void fake_service::serve(int end) {
+    std::vector<vynd::unique_fd> clients;
+    std::vector<pollfd> polled{{end, POLLIN, 0}, {listener_.get(), POLLIN, 0}};
     while (poll(polled.data(), polled.size(), -1) > 0 && polled[0].revents == 0) {
-        for (size_t i = polled.size() - 1; i > 1; i--)
-            if (polled[i].revents != 0 && !take_frame(polled[i].fd)) {
-                close(polled[i].fd);
-                polled.erase(polled.begin() + long(i));
+        for (size_t i = clients.size(); i-- > 0;)
+            if (polled[i + 2].revents != 0 && !take_frame(clients[i].get())) {
+                clients.erase(clients.begin() + long(i));
+                polled.erase(polled.begin() + long(i) + 2);
             }
         if (polled[1].revents == 0) continue;
-        vynd::frame_header greeting{};
-        greeting.kind = uint32_t(vynd::frame_kind::greeting);
+        vynd::frame_header greeting = vynd::header_of(vynd::frame_kind::greeting);
         greeting.status = vynd::protocol_version;
-        polled.push_back({accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
-        send_frame(polled.back().fd, greeting, {});
+        clients.emplace_back(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        polled.push_back({clients.back().get(), POLLIN, 0});
+        vynd::send_frame(clients.back().get(), vynd::make_frame(greeting, {}));
     }
-    for (size_t i = 2; i < polled.size(); i++) close(polled[i].fd);
 }
 
 bool fake_service::take_frame(int client) {
-    char frame[vynd::largest_frame];
+    uint8_t frame[vynd::largest_frame];
     vynd::frame_header header;
-    const ssize_t length = recv(client, frame, sizeof(frame), 0);
-    if (length < ssize_t(sizeof(header))) return false;
+    const vynd::received got = vynd::receive_frame(client, frame, 0);
+    if (got.what != vynd::arrival::frame) return false;
     memcpy(&header, frame, sizeof(header));
     if (header.kind != uint32_t(vynd::frame_kind::request)) return true;
-    const auto given = script_(header, {frame + sizeof(header), frame + length});
+    const auto given = script_(header, {frame + sizeof(header), frame + got.length});
     if (!given) return false;
     header.kind = uint32_t(vynd::frame_kind::reply);
     header.status = given->status;
-    return send_frame(client, header, given->payload);
+    return vynd::send_frame(client, vynd::make_frame(header, vynd::as_bytes(given->payload))) == 0;
 }
 
 fake_service::answer fake_service::registry_of(const std::string &feature, const std::string &request) {

@@ -1,4 +1,4 @@
-// A service in this process that answers as a test says, for what vynd does not do on order. It greets each
+// A service in this process that answers as a test says, for what vynd cannot be told to do. It greets each
 // connection, takes subscriptions, and posts nothing.
 #pragma once
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "vynd_protocol.h"
+#include "socket.h"
 
 class fake_service {
   public:
@@ -25,10 +25,10 @@ class fake_service {
     static answer registry_of(const std::string &feature, const std::string &request);
 
   private:
-    void serve();
+    void serve(int end);
     bool take_frame(int client);
 
     script script_;
-    int listener_, stop_[2]; // the thread ends when there is something to read from stop_[0]
+    vynd::unique_fd listener_, stop_; // closing stop_ ends the thread
     std::thread thread_;
 };

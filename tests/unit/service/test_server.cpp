@@ -48,15 +48,12 @@ struct Server : testing::Test {
         return recv(client.get(), frame, sizeof frame, MSG_DONTWAIT);
     }
     unique_fd greeted_client() {
-        unique_fd client = make_socket();
-        const sockaddr_un address = address_of(path);
-        EXPECT_EQ(connect(client.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+        unique_fd client;
+        EXPECT_EQ(connect_to(path.c_str(), &client), 0);
         EXPECT_GT(received(client, 3), 0);
         return client;
     }
-    void say(const unique_fd &client, const bytes &frame) {
-        EXPECT_EQ(send(client.get(), frame.data(), frame.size(), MSG_NOSIGNAL), static_cast<ssize_t>(frame.size()));
-    }
+    void say(const unique_fd &client, const bytes &frame) { EXPECT_EQ(send_frame(client.get(), frame), 0); }
 };
 
 TEST(Start, SaysWhyALogCannotBeOpened) {
@@ -70,11 +67,11 @@ TEST(Start, SaysWhyALogCannotBeOpened) {
 
 TEST(Start, AnEmptySocketPathIsNone) {
     setenv("VYN_SOCKET", "/tmp/a", 1);
-    EXPECT_EQ(socket_path(), "/tmp/a");
+    EXPECT_STREQ(socket_path(), "/tmp/a");
     setenv("VYN_SOCKET", "", 1);
-    EXPECT_EQ(socket_path(), "/run/vynd/vynd.sock");
+    EXPECT_STREQ(socket_path(), "/run/vynd/vynd.sock");
     unsetenv("VYN_SOCKET");
-    EXPECT_EQ(socket_path(), "/run/vynd/vynd.sock");
+    EXPECT_STREQ(socket_path(), "/run/vynd/vynd.sock");
 }
 
 TEST_F(Server, MalformedFramesCostTheirSenderTheConnectionAndNobodyElse) {

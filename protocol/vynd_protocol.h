@@ -1,12 +1,13 @@
 // The socket protocol of vynd: AF_UNIX, SOCK_SEQPACKET, one frame in each packet.
 //
-// A frame is a header and, behind it, a payload that ends with the packet. The service greets every
-// connection before anything else, so that a client can tell a service that lives from a socket
-// whose owner is stopped. What a connection is for shows in what the client sends on it:
+// A frame is a header and a payload, which ends with the packet. The service greets a connection
+// before anything else: a client that gets no greeting knows that the service is stopped. The
+// first frame from the client decides what the connection is for:
 //
-//   request    -> reply      a request record of the VYN service, with who asks; replies to one
-//                            connection come in the order of the requests, and carry their sequence
-//   subscribe  -> event...   the opcode of the frame names the events wanted; one frame for each
+//   request    -> reply      a request record of the VYN service, and who sends it; the replies
+//   come
+//                            in the order of the requests and have their sequence numbers
+//   subscribe  -> event...   an opcode; the service sends a frame for each of its events
 //   command    -> answer     text for the operator of the stand-in (vynctl), not part of VYN
 #pragma once
 
@@ -19,7 +20,7 @@
 
 namespace vynd {
 
-inline constexpr char default_socket[] = "/run/vynd/vynd.sock"; // without VYN_SOCKET
+inline constexpr char default_socket[] = "/run/vynd/vynd.sock";
 inline constexpr uint32_t protocol_version = 1;
 inline constexpr size_t largest_frame = 64 * 1024; // in bytes, the header included
 
@@ -33,11 +34,10 @@ enum class frame_kind : uint32_t {
     answer,       // status: 0, or 1 for a command that failed; payload: text
 };
 
-// What the client library asks beside the queries of the MIB. The numbers lie outside of the VYN
-// service's own, which are below 10,000. The operation of a request (msg_type) is looked at where
-// it is named here.
+// The requests of the client library, besides the queries of the MIB. The opcodes of the VYN
+// service itself are below 10,000. The operation (msg_type) matters only where it is named here.
 enum client_opcode : uint32_t {
-    opcode_registry = 100001, // payload: be32 index of the first feature wanted; see registry_entry
+    opcode_registry = 100001, // payload: be32 index of the first feature; see registry_entry
     opcode_state,             // state_request, get or getnext; the reply is the 44-byte record
     opcode_run_action,        // registry_entry: runs its action in its scope
     opcode_store_entry,       // registry_entry: its options and scope become persistent
@@ -56,8 +56,16 @@ struct frame_header {
 static_assert(sizeof(frame_header) == 280 && offsetof(frame_header, user) == 24);
 static_assert(std::is_trivially_copyable_v<frame_header>);
 
-// The reply to opcode_registry: as many of these as fit, in strcmp order of their names; none
-// behind the last feature.
+// Returns a header of that kind, zero otherwise.
+inline frame_header header_of(frame_kind kind)
+{
+    frame_header header{};
+    header.kind = static_cast<uint32_t>(kind);
+    return header;
+}
+
+// The reply to opcode_registry: as many of these as fit, in strcmp order of their names. An empty
+// reply is the end.
 struct registry_entry {
     uint8_t name[84]; // one byte of length, at most 82 characters, NUL
     be32 show_cfg_option;
@@ -71,9 +79,9 @@ struct registry_entry {
 static_assert(sizeof(registry_entry) == 112 && offsetof(registry_entry, show_cfg_option) == 84);
 static_assert(std::is_trivially_copyable_v<registry_entry>);
 
-// The state of a feature. On entry, scope and VSAN of the record are those wanted. get: that row,
-// or with scope 0 the feature's last action in whatever scope. getnext: with scope 1 the physical
-// row, with scope 2 the row of the next VSAN behind the one given, with scope 0 none.
+// Asks for the state of a feature; scope and VSAN of the record are the key. get: the row of that
+// scope; with scope 0 that of the feature's last action. getnext: with scope 1 the physical row,
+// with scope 2 the row of the next VSAN after the key's, with scope 0 none.
 // VYN_ERR_NO_MORE_ENTRIES: there is no such row.
 struct state_request {
     uint8_t name[84]; // as in registry_entry
