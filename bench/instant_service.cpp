@@ -42,7 +42,8 @@ static std::map<uint32_t, bytes> make_replies() {
             {.app = {.name = OWN_NAME}, .scope = VYN_SERVICE_PHYSICAL, .taken = 1, OWN_ADDRESS, .user_name = "alice"}}};
     const vyn_resp_merge merge{.app_name = OWN_NAME, .entries = 1, .status = 1, .scope = VYN_SERVICE_PHYSICAL};
     const vyn_resp_feature_region assignment{.region_id = 7, .scope = VYN_SERVICE_PHYSICAL, .app_name = OWN_NAME};
-    const vyn_feature_state state{.last_action = 4, .scope = VYN_SCOPE_PHYSICAL, .result = 1};
+    const vyn_feature_state state{
+        .last_action = VYN_ACTION_COMMIT, .scope = VYN_SCOPE_PHYSICAL, .result = VYN_RESULT_NONE};
     std::map<uint32_t, bytes> replies = {
         {vynd::opcode_state, bytes{} + state},
     };
@@ -70,7 +71,8 @@ static bytes registry_page(size_t place) {
     for (size_t end = std::min(place + page_features, features_in_registry); place < end; place++) {
         vynd::registry_entry entry{
             .show_cfg_option = 1, .scope_type = VYN_SCOPE_PHYSICAL, .flags = VYN_FEATURE_PHYSICAL};
-        entry.name[0] = static_cast<uint8_t>(feature_name(place).copy(reinterpret_cast<char *>(entry.name) + 1, 82));
+        entry.name[0] = static_cast<uint8_t>(
+            feature_name(place).copy(reinterpret_cast<char *>(entry.name) + 1, VYN_MAX_FEATURE_NAME));
         page = std::move(page) + entry;
     }
     return page;

@@ -67,13 +67,13 @@ inline frame_header header_of(frame_kind kind)
 // The reply to opcode_registry: as many of these as fit, in strcmp order of their names. An empty
 // reply is the end.
 struct registry_entry {
-    uint8_t name[84]; // one byte of length, at most 82 characters, NUL
+    uint8_t name[VYN_MAX_FEATURE_NAME + 2]; // a length byte, the characters, NUL
     be32 show_cfg_option;
     be32 entry_attr;
     be32 action;
     be32 scope_type;
     be32 scope_value;
-    be32 flags; // scopes of its distribution: 0x2 physical, 0x4 logical
+    be32 flags; // vyn_feature_flags
     be32 flags2;
 };
 static_assert(sizeof(registry_entry) == 112 && offsetof(registry_entry, show_cfg_option) == 84);
@@ -84,14 +84,14 @@ static_assert(std::is_trivially_copyable_v<registry_entry>);
 // with scope 2 the row of the next VSAN after the key's, with scope 0 none.
 // VYN_ERR_NO_MORE_ENTRIES: there is no such row.
 struct state_request {
-    uint8_t name[84]; // as in registry_entry
+    uint8_t name[VYN_MAX_FEATURE_NAME + 2]; // as in registry_entry
     vyn_feature_state record;
 };
 static_assert(sizeof(state_request) == 128 && std::is_trivially_copyable_v<state_request>);
 
 struct option_request {
-    uint8_t name[84];
-    be32 option; // 7: the show-configuration option
+    uint8_t name[VYN_MAX_FEATURE_NAME + 2];
+    be32 option; // VYN_OPTION_SHOW_CFG
     be32 scope;
     be32 vsan;
     be32 value;

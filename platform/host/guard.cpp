@@ -31,12 +31,12 @@
 #include <net-snmp/agent/agent_callbacks.h>
 
 #include "host.h"
+#include "vyn_registration.h"
 
 namespace vyn_host {
 namespace {
 
-constexpr char module_name[] = "vyn_mib"; // which it registers under
-constexpr oid module_root[] = {1, 3, 6, 1, 4, 1, 57193, 12, 7};
+constexpr oid module_root[] = {VYN_MODULE_ROOT};
 
 // --- Reads ---
 
@@ -140,7 +140,7 @@ int serve(netsnmp_mib_handler *handler, netsnmp_handler_registration *registrati
 bool is_of_module(const netsnmp_handler_registration *made)
 {
     return made != nullptr && made->handlerName != nullptr &&
-           strcmp(made->handlerName, module_name) == 0 &&
+           strcmp(made->handlerName, VYN_MODULE_NAME) == 0 &&
            made->rootoid_len >= OID_LENGTH(module_root) &&
            netsnmp_oid_is_subtree(module_root, OID_LENGTH(module_root), made->rootoid,
                                   made->rootoid_len) == 0;

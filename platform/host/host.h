@@ -19,13 +19,14 @@ namespace vyn_host {
 
 // System errors of the transport itself. The service's own are 0x40B3....
 enum transport_error : uint32_t {
-    ERR_NO_CONNECTION = 0x41030001,   // no service, or it has gone before the request was sent
-    ERR_TIMED_OUT = 0x41030002,       // no answer in time; the request may yet be carried out
-    ERR_BAD_REPLY = 0x41030003,       // larger than a frame may be, or of no use
-    ERR_BAD_CALL = 0x41030004,        // the caller's request does not fit into a frame
-    ERR_CONNECTION_LOST = 0x41030005, // after the request was sent; it may have been carried out
-    ERR_BUDGET_USED_UP = 0x41030006,  // not sent: the SNMP request has waited long enough
-    ERR_CUT_SHORT = 0x41030007,       // sent, and the budget ended the wait; may yet be carried out
+    VYN_ERR_NO_CONNECTION = 0x41030001, // no service, or it has gone before the request was sent
+    VYN_ERR_TIMED_OUT = 0x41030002,     // no answer in time; the request may yet be carried out
+    VYN_ERR_BAD_REPLY = 0x41030003,     // larger than a frame may be, or of no use
+    VYN_ERR_BAD_CALL = 0x41030004,      // the caller's request does not fit into a frame
+    VYN_ERR_CONNECTION_LOST =
+        0x41030005,                      // after the request was sent; it may have been carried out
+    VYN_ERR_BUDGET_USED_UP = 0x41030006, // not sent: the SNMP request has waited long enough
+    VYN_ERR_CUT_SHORT = 0x41030007, // sent, and the budget ended the wait; may yet be carried out
 };
 
 struct syserr_entry {

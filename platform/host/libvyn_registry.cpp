@@ -42,7 +42,10 @@ namespace vyn_host {
 namespace {
 
 constexpr size_t most_features = 10'000; // the rest is left out, so that a reading always ends
-constexpr size_t longest_name = 82;
+
+using name_field = uint8_t[VYN_MAX_FEATURE_NAME + 2];
+static_assert(sizeof(vyn_feature_entry::name) == sizeof(name_field) &&
+              sizeof(vynd::registry_entry::name) == sizeof(name_field));
 
 using page = std::vector<vynd::registry_entry>;
 
@@ -62,7 +65,7 @@ uint32_t read_generation;
 int64_t pause_until; // after a reading that has failed
 
 // Works on both kinds of entry; the name is a valid one.
-std::string_view key_of(const uint8_t (&name)[84])
+std::string_view key_of(const name_field &name)
 {
     return {reinterpret_cast<const char *>(name), name[0] + size_t{1}};
 }
@@ -70,7 +73,7 @@ std::string_view key_of(const uint8_t (&name)[84])
 bool is_valid(const vynd::registry_entry &entry)
 {
     const size_t length = entry.name[0];
-    return length >= 1 && length <= longest_name &&
+    return length >= 1 && length <= VYN_MAX_FEATURE_NAME &&
            strnlen(reinterpret_cast<const char *>(entry.name) + 1, sizeof(entry.name) - 1) ==
                length;
 }
@@ -86,7 +89,7 @@ u32 read_page(size_t index, page *features, size_t *received)
     if (error != 0)
         return error;
     if (length % sizeof(vynd::registry_entry) != 0)
-        return ERR_BAD_REPLY;
+        return VYN_ERR_BAD_REPLY;
     *received = length / sizeof(vynd::registry_entry);
     for (size_t i = 0; i < *received; i++) {
         vynd::registry_entry entry;
@@ -237,10 +240,10 @@ VYN_EXPORT vyn_feature_entry *vyn_scanFeatureNext(void)
 VYN_EXPORT vyn_feature_entry *vyn_getFeatureEntry(const char *name)
 {
     refresh();
-    const size_t length = name != nullptr ? strnlen(name, longest_name + 1) : 0;
-    if (length == 0 || length > longest_name)
+    const size_t length = name != nullptr ? strnlen(name, VYN_MAX_FEATURE_NAME + 1) : 0;
+    if (length == 0 || length > VYN_MAX_FEATURE_NAME)
         return nullptr;
-    uint8_t wanted[84] = {static_cast<uint8_t>(length)};
+    name_field wanted = {static_cast<uint8_t>(length)};
     memcpy(wanted + 1, name, length);
     const auto found = known.find(key_of(wanted));
     return found != known.end() && found->second->in_use ? &found->second->entry : nullptr;

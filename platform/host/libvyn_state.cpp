@@ -68,18 +68,20 @@ VYN_EXPORT int get_vyn_entry_from_module(vyn_feature_entry *entry, void *state, 
 
 VYN_EXPORT int set_vyn_entry_to_module(vyn_feature_entry *entry)
 {
-    return entry != nullptr ? change(vynd::opcode_run_action, wire_of(*entry)) : int{ERR_BAD_CALL};
+    return entry != nullptr ? change(vynd::opcode_run_action, wire_of(*entry))
+                            : int{VYN_ERR_BAD_CALL};
 }
 
 VYN_EXPORT int pss_update_vyn_feature_entry_rt(vyn_feature_entry *entry, int)
 {
-    return entry != nullptr ? change(vynd::opcode_store_entry, wire_of(*entry)) : int{ERR_BAD_CALL};
+    return entry != nullptr ? change(vynd::opcode_store_entry, wire_of(*entry))
+                            : int{VYN_ERR_BAD_CALL};
 }
 
 VYN_EXPORT int set_vyn_cfg_option_to_module(vyn_feature_entry *entry, const vyn_cfg_option *option)
 {
     if (entry == nullptr || option == nullptr)
-        return ERR_BAD_CALL;
+        return VYN_ERR_BAD_CALL;
     vynd::option_request request{{}, option->option, option->scope, option->vsan, option->value};
     memcpy(request.name, entry->name, sizeof(request.name));
     return change(vynd::opcode_store_option, request);
@@ -87,5 +89,5 @@ VYN_EXPORT int set_vyn_cfg_option_to_module(vyn_feature_entry *entry, const vyn_
 
 VYN_EXPORT u32 vyn_mr_status2syserr(u32 code, u32 flag)
 {
-    return flag != 0 ? 0x40B40000 | (code & 0xffff) : 0;
+    return flag != 0 ? VYN_ERR_MERGE + (code & 0xffff) : 0;
 }

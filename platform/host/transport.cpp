@@ -160,7 +160,7 @@ u32 requester::make_ready(int64_t limit, bool *may_connect)
 {
     while (state_ != state::ready) {
         if (state_ == state::closed && (!std::exchange(*may_connect, false) || !connect()))
-            return ERR_NO_CONNECTION;
+            return VYN_ERR_NO_CONNECTION;
         if (state_ == state::ungreeted)
             await_greeting(limit);
         else
@@ -171,10 +171,10 @@ u32 requester::make_ready(int64_t limit, bool *may_connect)
             continue;
         const int64_t now = now_ms();
         if (now < due_by_)
-            return ERR_BUDGET_USED_UP;
+            return VYN_ERR_BUDGET_USED_UP;
         patient_ = false;
         if (now < give_up_at_)
-            return ERR_TIMED_OUT;
+            return VYN_ERR_TIMED_OUT;
         drop();
     }
     return 0;
@@ -189,21 +189,21 @@ u32 requester::await_reply(int64_t sent, int64_t limit)
         const arrival got = next_reply(now, deadline);
         if (got == arrival::lost) {
             drop();
-            return ERR_CONNECTION_LOST;
+            return VYN_ERR_CONNECTION_LOST;
         }
         if (got == arrival::nothing)
             break;
         if (frame_.header.sequence == sequence_)
-            return got == arrival::cut ? u32{ERR_BAD_REPLY} : u32{frame_.header.status};
+            return got == arrival::cut ? u32{VYN_ERR_BAD_REPLY} : u32{frame_.header.status};
         now = now_ms();
     } while (now < deadline);
     state_ = state::overdue;
     give_up_at_ = sent + give_up_after_ms();
     link_.set_trouble("no answer in time");
     if (deadline < due_by_)
-        return ERR_CUT_SHORT;
+        return VYN_ERR_CUT_SHORT;
     patient_ = false;
-    return ERR_TIMED_OUT;
+    return VYN_ERR_TIMED_OUT;
 }
 
 u32 requester::send_and_wait(request &r, int64_t now, int64_t limit)
@@ -215,7 +215,7 @@ u32 requester::send_and_wait(request &r, int64_t now, int64_t limit)
                 return error;
             now = now_ms();
             if (now >= limit)
-                return ERR_BUDGET_USED_UP;
+                return VYN_ERR_BUDGET_USED_UP;
         }
         r.header.sequence = ++sequence_;
         if (link_.send(r.header, r.payload, r.length))
@@ -228,18 +228,19 @@ u32 requester::call(request &r)
 {
     const int64_t left = the_budget.left();
     const int64_t begin = now_ms();
-    const u32 error = left > 0 ? send_and_wait(r, begin, begin + left) : u32{ERR_BUDGET_USED_UP};
+    const u32 error =
+        left > 0 ? send_and_wait(r, begin, begin + left) : u32{VYN_ERR_BUDGET_USED_UP};
     const int64_t end = now_ms();
     the_budget.charge(end - begin);
     switch (error) {
-    case ERR_CUT_SHORT:
+    case VYN_ERR_CUT_SHORT:
         if (r.header.msg_type == VYN_MSG_SET)
             break;
         [[fallthrough]];
-    case ERR_BUDGET_USED_UP: the_budget.refuse(); break;
-    case ERR_NO_CONNECTION:
-    case ERR_TIMED_OUT:
-    case ERR_CONNECTION_LOST: note_failure(error); break;
+    case VYN_ERR_BUDGET_USED_UP: the_budget.refuse(); break;
+    case VYN_ERR_NO_CONNECTION:
+    case VYN_ERR_TIMED_OUT:
+    case VYN_ERR_CONNECTION_LOST: note_failure(error); break;
     default:
         if (in_trouble(party::requests))
             note_answer(end);
@@ -262,7 +263,7 @@ void requester::set_alarm(bool wanted)
 
 void requester::note_failure(u32 error)
 {
-    found_nobody_ = error == ERR_NO_CONNECTION;
+    found_nobody_ = error == VYN_ERR_NO_CONNECTION;
     note_trouble(party::requests, link_.trouble());
 }
 
@@ -332,11 +333,11 @@ VYN_EXPORT u32 cmi_req_resp(u32 opcode, u32 msg_type, void *request, void **resp
     if (response_out != nullptr)
         *response_out = nullptr;
     if (length_inout == nullptr)
-        return ERR_BAD_CALL;
+        return VYN_ERR_BAD_CALL;
     vyn_host::request r{{}, request, *length_inout};
     *length_inout = 0;
     if (r.length > vynd::largest_frame - sizeof(r.header) || (request == nullptr && r.length != 0))
-        return ERR_BAD_CALL;
+        return VYN_ERR_BAD_CALL;
     r.header.kind = static_cast<uint32_t>(vynd::frame_kind::request);
     r.header.opcode = opcode;
     r.header.msg_type = msg_type;
@@ -350,7 +351,7 @@ VYN_EXPORT u32 cmi_req_resp(u32 opcode, u32 msg_type, void *request, void **resp
         return error;
     *response_out = malloc(reply.payload_length);
     if (*response_out == nullptr)
-        return ERR_BAD_REPLY;
+        return VYN_ERR_BAD_REPLY;
     memcpy(*response_out, reply.payload, reply.payload_length);
     *length_inout = static_cast<u32>(reply.payload_length);
     return 0;

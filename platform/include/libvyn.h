@@ -11,10 +11,6 @@ extern "C" {
 
 typedef uint32_t u32;
 
-/* flags: scopes in which the feature is distributed */
-#define VYN_FEATURE_PHYSICAL 0x2u
-#define VYN_FEATURE_LOGICAL 0x4u
-
 typedef struct vyn_feature_entry {
     uint8_t name[84]; /* one byte of length, at most 82 characters, NUL */
     u32 show_cfg_option;
@@ -22,7 +18,7 @@ typedef struct vyn_feature_entry {
     u32 action; /* pending: stored first, run by set_vyn_entry_to_module */
     u32 scope_type;
     u32 scope_value;
-    u32 flags;
+    u32 flags; /* vyn_feature_flags of vyn_wire.h: the scopes in which it is distributed */
     u32 flags2;
     struct vyn_feature_entry *next;
 } vyn_feature_entry;

@@ -64,6 +64,6 @@ fake_service::answer fake_service::registry_of(const std::string &feature, const
     entry.name[0] = uint8_t(feature.size());
     memcpy(entry.name + 1, feature.data(), feature.size());
     entry.scope_type = entry.show_cfg_option = 1;
-    entry.flags = 6;
+    entry.flags = VYN_FEATURE_PHYSICAL | VYN_FEATURE_LOGICAL;
     return {0, bytes_of(entry)};
 }

@@ -7,9 +7,6 @@
 
 #include <cstring>
 
-// The address type of every text in an index. In a record, a text may have any other type.
-static constexpr oid text_addr_type = 16;
-
 size_t vyn_addr_length(uint32_t addr_type, const char (&addr)[256])
 {
     switch (addr_type) {
@@ -77,7 +74,7 @@ bool vyn_take_feature_peer(vyn_oid_cursor index, vyn_app_peer *peer, const char 
 void vyn_put_address(vyn_oid_builder *index, uint32_t addr_type, const char (&addr)[256])
 {
     const bool text = addr_type != VYN_ADDR_IPV4 && addr_type != VYN_ADDR_IPV6;
-    index->put(text ? text_addr_type : addr_type);
+    index->put(text ? uint32_t{VYN_ADDR_TEXT} : addr_type);
     index->put_name(addr, vyn_addr_length(addr_type, addr));
 }
 

@@ -286,7 +286,6 @@ int set_vynFeatureOpShowCfgOption(int action, u_char *var_val, u_char var_val_ty
 static int store_scope_value(const u_char *var_val, size_t var_val_len, const oid *name,
                              size_t length)
 {
-    constexpr u32 min_vsan = 1, max_vsan = 4093;
     vyn_feature_entry *entry = vyn_parse_FeatureEntry(name, length);
     if (entry == nullptr)
         return SNMP_NOSUCHINSTANCE;
@@ -296,7 +295,7 @@ static int store_scope_value(const u_char *var_val, size_t var_val_len, const oi
     // Quirk: the entry keeps the value even if it is refused or not stored, as in write_field.
     entry->scope_value = value;
     if (entry->scope_type == VYN_SCOPE_LOGICAL &&
-        (entry->scope_value < min_vsan || entry->scope_value > max_vsan))
+        (entry->scope_value < VYN_MIN_VSAN || entry->scope_value > VYN_MAX_VSAN))
         return SNMP_ERR_WRONGVALUE;
     return store_entry(entry);
 }

@@ -1,5 +1,5 @@
-// Shared by the two feature operation tables: the operations, actions and results of the client
-// library, and the value of a failure reason.
+// Shared by the two feature operation tables: the operations of the client library, and the value
+// of a failure reason.
 #pragma once
 
 #include "libvyn.h"
@@ -9,19 +9,6 @@
 enum vyn_state_op : int {
     VYN_STATE_EXACT = 1,
     VYN_STATE_NEXT = 2,
-};
-
-// The actions and results that the module interprets; the library has more.
-enum vyn_feature_action : u32 {
-    VYN_ACTION_ENABLE = 2,
-    VYN_ACTION_DISABLE = 3,
-    VYN_ACTION_CLEAR = 6,
-};
-
-enum vyn_feature_result : u32 {
-    VYN_RESULT_FAILED = 3,
-    VYN_RESULT_IN_PROGRESS = 4,
-    VYN_RESULT_FAILED_PARTLY = 5,
 };
 
 // Returns the text of the error if the result is a failure, else an empty string.

@@ -12,9 +12,6 @@
 #include "vyn_set.h"
 #include "vyn_values.h"
 
-// The number of the option in set_vyn_cfg_option_to_module.
-static constexpr u32 show_cfg_option_number = 7;
-
 // The retained row: the last one read.
 static vyn_feature_state row_state;
 
@@ -274,7 +271,7 @@ static int store_option(u32 value, const oid *name, size_t length)
         return SNMP_NOSUCHINSTANCE;
     int failed;
     if (key.scope == VYN_SCOPE_LOGICAL) {
-        const vyn_cfg_option option = {show_cfg_option_number, key.scope, key.vsan, value};
+        const vyn_cfg_option option = {VYN_OPTION_SHOW_CFG, key.scope, key.vsan, value};
         failed = set_vyn_cfg_option_to_module(key.feature, &option);
     } else {
         key.feature->show_cfg_option = value;

@@ -18,10 +18,6 @@
 // vynMIB.1.1.<table>.1.<column>, or vynMIB.1.4.2.1.<column> for vynDistCtrlTable.
 inline constexpr size_t VYN_INDEX_START = 14;
 
-// The maximum length of a feature's name in the registry, and in a message to the service.
-inline constexpr size_t VYN_MAX_FEATURE_NAME = 82;
-inline constexpr size_t VYN_MAX_APP_NAME = 80;
-
 // The maximum number of octets of an address or a VSAN that are read from a GETNEXT index.
 inline constexpr size_t VYN_MAX_OCTETS = 255;
 

@@ -9,9 +9,10 @@
 #include <cstring>
 
 #include "libvyn.h"
+#include "vyn_registration.h"
 #include "vyn_trace.h"
 
-oid vyn_mib_variables_oid[VYN_MIB_ROOT_LENGTH] = {1, 3, 6, 1, 4, 1, 57193, 12, 7};
+oid vyn_mib_variables_oid[VYN_MIB_ROOT_LENGTH] = {VYN_MODULE_ROOT};
 
 // The declaration in vyn_mib.h makes the compiler check the number of rows.
 // clang-format off
@@ -90,7 +91,7 @@ indxobj *vyn_app_regions;
 
 static void register_objects()
 {
-    if (register_mib("vyn_mib", reinterpret_cast<struct variable *>(vyn_mib_variables),
+    if (register_mib(VYN_MODULE_NAME, reinterpret_cast<struct variable *>(vyn_mib_variables),
                      sizeof(vyn_mib_variables[0]), VYN_MIB_OBJECTS, vyn_mib_variables_oid,
                      VYN_MIB_ROOT_LENGTH) == 0 ||
         !snmp_get_do_debugging())
@@ -166,7 +167,7 @@ int vyn_mib_region_compare(const void *row, const void *key)
 
 int vyn_mib_app_region_compare(const void *row, const void *key)
 {
-    const char(&name)[81] = static_cast<const vyn_feature_region_rec *>(row)->app_name;
+    const auto &name = static_cast<const vyn_feature_region_rec *>(row)->app_name;
     const char *key_name = static_cast<const char *>(key);
     const size_t name_length = strnlen(name, sizeof(name));
     const size_t key_length = strlen(key_name);

@@ -10,9 +10,7 @@
 #include "vyn_service.h"
 #include "vyn_values.h"
 
-static constexpr char merge_process[] = "$VYN$Merge";
 static constexpr char merge_process_shown[] = "VYN";
-static constexpr char user_mark = '\xF9'; // precedes the name of a marked user
 
 // The retained row: the last one read.
 static vyn_resp_lock_state row_state;
@@ -111,8 +109,8 @@ static int header_vynPendingConfOwnerEntry(const struct variable *vp, oid *name,
 static bool held_by_merge_process()
 {
     const vyn_field user(row_lock.user_name);
-    return user.length() == strlen(merge_process) &&
-           memcmp(user.text, merge_process, user.length()) == 0;
+    return user.length() == strlen(VYN_LOCK_MERGE_USER) &&
+           memcmp(user.text, VYN_LOCK_MERGE_USER, user.length()) == 0;
 }
 
 static u_char *address_value(size_t *var_len)
@@ -124,9 +122,9 @@ static u_char *address_value(size_t *var_len)
 // Returns a bit string: 0x80 the merge process, 0x40 a marked user, 0x30 another user.
 static u_char *user_type_value(size_t *var_len)
 {
-    const u_char user_type = held_by_merge_process()              ? 0x80
-                             : row_lock.user_name[0] != user_mark ? 0x30
-                                                                  : 0x40;
+    const u_char user_type = held_by_merge_process()                       ? 0x80
+                             : row_lock.user_name[0] != VYN_LOCK_USER_MARK ? 0x30
+                                                                           : 0x40;
     return vyn_octets_value(&user_type, sizeof(user_type), var_len);
 }
 
@@ -135,7 +133,7 @@ static u_char *user_name_value(size_t *var_len)
     // Quirk: this changes the retained row, which then reads as a lock of the user "VYN".
     if (held_by_merge_process())
         memcpy(row_lock.user_name, merge_process_shown, sizeof(merge_process_shown));
-    const size_t mark_length = row_lock.user_name[0] == user_mark ? 1 : 0;
+    const size_t mark_length = row_lock.user_name[0] == VYN_LOCK_USER_MARK ? 1 : 0;
     *var_len = vyn_field(row_lock.user_name).length() - mark_length;
     return reinterpret_cast<u_char *>(row_lock.user_name) + mark_length;
 }

@@ -1,5 +1,5 @@
 // The messages between the module and the VYN service: opcodes, operations, query types, records
-// and the system error codes that have a name.
+// and the numbers in them that have a name.
 //
 // The layouts are fixed, because every record crosses a process boundary. Assertions below each
 // record state its size and offsets. Nothing here depends on the SNMP agent.
@@ -48,21 +48,74 @@ enum vyn_query_type : uint32_t {
     VYN_SNMP_STATIC_PEER = 66,
 };
 
-// The discovery status values that the module interprets; the service may send others.
+// The maximum length of a feature's name: in the registry, and in a message.
+inline constexpr size_t VYN_MAX_FEATURE_NAME = 82;
+inline constexpr size_t VYN_MAX_APP_NAME = 80;
+
+inline constexpr uint32_t VYN_MIN_VSAN = 1;
+inline constexpr uint32_t VYN_MAX_VSAN = 4093;
+
+// The status of the discovery; the service may send others.
 enum vyn_disc_status : uint8_t {
+    VYN_DISC_IDLE = 1,
     VYN_DISC_RUNNING = 2,
+    VYN_DISC_COMPLETED = 3,
     VYN_DISC_FAILED = 4,
 };
 
-// The system error codes that the module reports or interprets.
+// The actions on a feature and their results; the service may send others.
+enum vyn_feature_action : uint32_t {
+    VYN_ACTION_NONE = 1,
+    VYN_ACTION_ENABLE = 2,
+    VYN_ACTION_DISABLE = 3,
+    VYN_ACTION_COMMIT = 4,
+    VYN_ACTION_ABORT = 5,
+    VYN_ACTION_CLEAR = 6,
+};
+
+enum vyn_feature_result : uint32_t {
+    VYN_RESULT_NONE = 1,
+    VYN_RESULT_SUCCESS = 2,
+    VYN_RESULT_FAILED = 3,
+    VYN_RESULT_IN_PROGRESS = 4,
+    VYN_RESULT_FAILED_PARTLY = 5,
+};
+
+// The flags of a feature: the scopes in which it is distributed.
+enum vyn_feature_flags : uint32_t {
+    VYN_FEATURE_PHYSICAL = 0x2,
+    VYN_FEATURE_LOGICAL = 0x4,
+};
+
+// The show-configuration option, among the options of a feature.
+inline constexpr uint32_t VYN_OPTION_SHOW_CFG = 7;
+
+// System error codes. A merge that failed with the code N of its reply has VYN_ERR_MERGE + N.
 enum vyn_syserr : uint32_t {
+    VYN_ERR_UNKNOWN_REQUEST = 0x40B30002,    // no such opcode or query type
+    VYN_ERR_BAD_REQUEST = 0x40B30003,        // its operation, size or a value does not fit
+    VYN_ERR_NO_SUCH_FEATURE = 0x40B30004,    // it names a feature that is not registered
     VYN_ERR_NO_MORE_ENTRIES = 0x40B3001C,    // a GETNEXT has reached the end
     VYN_ERR_ACTION_UNSUPPORTED = 0x40B30035, // the feature has no such action in its scope
     VYN_ERR_ACTION_IN_PROGRESS = 0x40B3003A, // the feature's last action has not ended
+    VYN_ERR_DISCOVERY_RUNNING = 0x40B30042,  // only one discovery may run
+    VYN_ERR_NO_SUCH_PEER = 0x40B30043,       // a static peer to remove does not exist
+    VYN_ERR_PEER_EXISTS = 0x40B30044,        // a static peer to add exists already
+    VYN_ERR_NO_FAILED_MERGE = 0x40B30045,    // there is none to resolve in that scope
+    VYN_ERR_NO_PEER_ANSWERED = 0x40B30050,   // a discovery has found nothing
+    VYN_ERR_FABRIC_BUSY = 0x40B30051,        // the fabric is being reconfigured
+    VYN_ERR_NO_SUCH_REGION = 0x40B30060,     // a region to remove or to assign to does not exist
     VYN_ERR_NO_FEATURE_REGION = 0x40B30061,  // the feature is assigned to no region
+    VYN_ERR_REGION_EXISTS = 0x40B30062,      // a region to add exists already
+    VYN_ERR_REGION_IN_USE = 0x40B30063,      // features are assigned to a region to remove
     VYN_ERR_PEER_NOT_IPV4 = 0x40B30070,      // a static peer must have an IPv4 address
     VYN_ERR_NPV_DISABLED = 0x40B30071,       // static peers need NPV mode
     VYN_ERR_BOTH_IP_FAMILIES = 0x40B30074,   // only one IP family may be enabled
+    VYN_ERR_MERGE = 0x40B40000,
+    VYN_MERGE_CONFIG_DIFFERS = VYN_ERR_MERGE + 1,
+    VYN_MERGE_LOCKED = VYN_ERR_MERGE + 2,
+    VYN_MERGE_VERSION = VYN_ERR_MERGE + 3,
+    VYN_MERGE_TIMED_OUT = VYN_ERR_MERGE + 4,
 };
 
 // Scope in the records of merges, locks and regions. In OID indexes 1 is physical and 2 logical.
@@ -79,15 +132,16 @@ enum vyn_scope_type : uint32_t {
     VYN_SCOPE_LOGICAL = 2,
 };
 
-// Address types. Every other type is a text.
+// Address types. Every type but the first two is a text; in an index a text has VYN_ADDR_TEXT.
 enum vyn_addr_type : uint32_t {
     VYN_ADDR_IPV4 = 1,
     VYN_ADDR_IPV6 = 2,
+    VYN_ADDR_TEXT = 16,
 };
 
 // A feature in a message.
 struct vyn_app_descriptor {
-    char name[81]; // at most 80 characters, NUL
+    char name[VYN_MAX_APP_NAME + 1];
     uint8_t rest[3];
 };
 static_assert(sizeof(vyn_app_descriptor) == 84 && std::is_trivially_copyable_v<vyn_app_descriptor>);
@@ -128,7 +182,7 @@ static_assert(std::is_trivially_copyable_v<vyn_peer_key>);
 // The key of a merge query and of the resolution of a failed merge, at offset 8 of the request.
 struct vyn_merge_key {
     be32 zero;
-    char app_name[81]; // at most 80 characters, NUL
+    char app_name[VYN_MAX_APP_NAME + 1];
     uint8_t app_rest[3];
     be32 vsan;
     be32 query_mark; // VYN_MERGE_QUERY_MARK in a query
@@ -176,7 +230,7 @@ struct vyn_feature_region_rec {
     be32 scope; // vyn_service_scope
     be32 vsan;
     be32 zero;
-    char app_name[81]; // at most 80 characters, NUL
+    char app_name[VYN_MAX_APP_NAME + 1];
     uint8_t pad[3];
     be32 create_mark; // 4 if a createAndGo of this SET has added the row, else 0
 };
@@ -246,6 +300,10 @@ struct vyn_resp_dist_status {
 static_assert(sizeof(vyn_resp_dist_status) == 4 &&
               std::is_trivially_copyable_v<vyn_resp_dist_status>);
 
+// The user of a lock: a mark may precede the name. A merge holds its lock under a name of its own.
+inline constexpr char VYN_LOCK_USER_MARK = '\xF9';
+inline constexpr char VYN_LOCK_MERGE_USER[] = "$VYN$Merge";
+
 // A lock and its owner.
 struct vyn_lock_info {
     vyn_app_descriptor app;
@@ -298,7 +356,7 @@ static_assert(std::is_trivially_copyable_v<vyn_resp_merge_member>);
 struct vyn_resp_merge {
     uint8_t pad1[2];
     uint8_t failure_code[2]; // most significant byte first; see vyn_mr_status2syserr
-    char app_name[81];
+    char app_name[VYN_MAX_APP_NAME + 1];
     uint8_t pad2[3];
     be32 entries; // 0: there is no such row
     be32 status;
@@ -338,7 +396,7 @@ struct vyn_resp_feature_region {
     be32 region_id;
     be32 scope; // vyn_service_scope
     be32 vsan;
-    char app_name[81];
+    char app_name[VYN_MAX_APP_NAME + 1];
     uint8_t pad[11];
 };
 static_assert(sizeof(vyn_resp_feature_region) == 104 &&
@@ -397,7 +455,7 @@ enum vyn_notification_type : uint32_t {
 };
 
 struct vyn_merge_fail_notif {
-    char feature_name[81];
+    char feature_name[VYN_MAX_APP_NAME + 1];
     uint8_t pad[3];
     be32 scope; // vyn_service_scope
     be32 vsan;
@@ -411,7 +469,7 @@ inline constexpr size_t VYN_NOTIF_VAL = 4; // offset of the type's record
 
 // The event MTS_OPC_VYN_FEATURE_ACTION.
 struct vyn_feature_action_notif {
-    char feature_name[81];
+    char feature_name[VYN_MAX_APP_NAME + 1];
     be32 last_action;
     be32 scope_type; // vyn_scope_type; 0 means physical
     be32 scope_value;
