@@ -78,15 +78,27 @@ bool may_answer(oid *row, size_t length, const netsnmp_variable_list &asked, siz
            in_a_view(row, &length, pdu, type) == VACM_SUCCESS;
 }
 
-void report_end_of_walk(const struct variable &object)
+// Logs that a walk of the object has ended before its last row, once on each connection of the
+// service.
+void report_end_of_walk(const struct variable &object, const char *reason)
 {
     const uint32_t connection = service_generation() + 1;
     if (std::exchange(objects[object.magic].reported, connection) == connection)
         return;
     char column[256];
     snprint_objid(column, sizeof(column), object.name, object.namelen);
-    snmp_log(LOG_WARNING,
-             "vyn: walk of %s ended: the answer does not come after the OID asked for\n", column);
+    snmp_log(LOG_WARNING, "vyn: walk of %s ended: %s\n", column, reason);
+}
+
+// Reports whether the row that the service has just sent has no value because its OID would be too
+// long. Only the OIDs of tables with an address in their index can be.
+bool is_oid_too_long(const struct variable &object)
+{
+    constexpr size_t table = OID_LENGTH(module_root) + 2;
+    constexpr oid merge_members = 4, peers = 5, feature_peers = 6, static_peers = 11;
+    const oid number = object.namelen > table ? object.name[table] : 0;
+    return last_reply_had_payload() && (number == merge_members || number == peers ||
+                                        number == feature_peers || number == static_peers);
 }
 
 int refuse_write(int action, u_char *, u_char, size_t, u_char *, oid *, size_t)
@@ -104,12 +116,14 @@ u_char *read_object(struct variable *object, oid *name, size_t *length, int exac
     u_char *value =
         objects[object->magic].read(object, name, length, exact, value_length, write_method);
     if (exact ? may_answer(name, *length, asked, object->namelen, static_cast<u_char>(object->type))
-              : value == nullptr || comes_after(name, *length, asked, object->namelen))
+              : value != nullptr && comes_after(name, *length, asked, object->namelen))
         return value;
     if (exact)
         *write_method = refuse_write;
-    else
-        report_end_of_walk(*object);
+    else if (value != nullptr)
+        report_end_of_walk(*object, "the answer does not come after the OID asked for");
+    else if (is_oid_too_long(*object))
+        report_end_of_walk(*object, "the OID of the next row is too long");
     memcpy(name, asked.name, asked.name_length * sizeof(oid));
     *length = asked.name_length;
     return nullptr;

@@ -94,6 +94,9 @@ void renew_events(pid_t service);
 // Whether the last request has found no service at all.
 bool requests_found_nobody();
 
+// Whether the last request was answered with a payload.
+bool last_reply_had_payload();
+
 // Notes who has sent a request, until forget_identity() is called after it has been served.
 void note_identity(const netsnmp_agent_session_s *session);
 void forget_identity();

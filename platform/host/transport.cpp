@@ -312,6 +312,13 @@ bool requests_found_nobody()
     return the_requester.found_nobody();
 }
 
+static bool had_payload;
+
+bool last_reply_had_payload()
+{
+    return had_payload;
+}
+
 } // namespace vyn_host
 
 // The one queue there is. Nobody looks into it.
@@ -347,7 +354,8 @@ VYN_EXPORT u32 cmi_req_resp(u32 opcode, u32 msg_type, void *request, void **resp
 
     const u32 error = the_requester.call(r);
     const frame_buffer &reply = the_requester.reply();
-    if (error != 0 || response_out == nullptr || reply.payload_length == 0)
+    had_payload = error == 0 && reply.payload_length != 0;
+    if (!had_payload || response_out == nullptr)
         return error;
     *response_out = malloc(reply.payload_length);
     if (*response_out == nullptr)
