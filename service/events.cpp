@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "fabric.h"
+#include "state.h"
 #include "vyn_wire.h"
 
 namespace vynd {

@@ -9,11 +9,10 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "bytes.h"
 
 namespace vynd {
-
-using bytes = std::vector<uint8_t>;
 
 // What subscribers of an opcode receive; the text is for the log.
 struct event {

@@ -11,7 +11,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "fabric.h"
+#include "state.h"
 
 namespace vynd {
 
