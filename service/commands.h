@@ -14,8 +14,6 @@
 
 namespace vynd {
 
-extern const char command_help[];
-
 struct command_target {
     fabric &model;
     fault_board &faults;

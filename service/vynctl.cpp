@@ -14,8 +14,9 @@
 #include <system_error>
 #include <vector>
 
-#include "commands.h"
+#include "command_help.h"
 #include "socket.h"
+#include "text.h"
 
 namespace {
 
