@@ -61,16 +61,15 @@ void remove_stale(const std::string &path, const sockaddr_un &address)
 // What the faults make of the reply to a request that succeeded.
 void distort(bytes &reply, const active_faults &faults)
 {
-    const auto value = [&](fault which) { return faults[static_cast<size_t>(which)]; };
-    if (const auto query_type = value(fault::wrong_query); query_type && reply.size() >= 4) {
+    if (const auto query_type = faults.value(fault::wrong_query); query_type && reply.size() >= 4) {
         const be32 word = *query_type;
         std::memcpy(reply.data(), &word, sizeof word);
     }
-    if (const auto size = value(fault::oversize))
+    if (const auto size = faults.value(fault::oversize))
         reply.resize(std::max<size_t>(reply.size(), *size));
-    if (const auto size = value(fault::shorten))
+    if (const auto size = faults.value(fault::shorten))
         reply.resize(std::min<size_t>(reply.size(), *size));
-    if (value(fault::empty))
+    if (faults.value(fault::empty))
         reply.clear();
 }
 
@@ -286,24 +285,23 @@ void server::serve(connection &client, const frame_header &header, std::span<con
     const std::string_view user = reinterpret_cast<const char *>(header.user);
     const request asked{header.opcode, header.msg_type, record, user};
     const active_faults faults = faults_.meet_request();
-    const auto value = [&](fault which) { return faults[static_cast<size_t>(which)]; };
     const auto log_request = [&](const std::string &end) {
         if (log_.wants_requests())
             log_.line("request " + describe(asked) + " user \"" + escaped(user) + "\" session " +
-                      std::to_string(header.session) + " -> " + end + fault_text(faults));
+                      std::to_string(header.session) + " -> " + end + faults.text());
     };
-    if (value(fault::disconnect)) {
+    if (faults.value(fault::disconnect)) {
         log_request("nothing");
         client.closed = true;
         return;
     }
     outcome result;
-    if (const auto code = value(fault::error))
+    if (const auto code = faults.value(fault::error))
         result.status = *code;
     else
         result = answer(model_, asked, now);
     log_request(code_text(result.status) + (result.note.empty() ? "" : " " + result.note));
-    if (value(fault::drop))
+    if (faults.value(fault::drop))
         return;
     if (result.status == 0)
         distort(result.reply, faults);
@@ -312,7 +310,7 @@ void server::serve(connection &client, const frame_header &header, std::span<con
     reply.sequence = header.sequence;
     reply.opcode = header.opcode;
     reply.status = result.status;
-    const auto late = std::chrono::milliseconds(value(fault::delay).value_or(0));
+    const auto late = std::chrono::milliseconds(faults.value(fault::delay).value_or(0));
     client.last_due = std::max(client.last_due, now + late);
     enqueue(client, &connection::replies, {make_frame(reply, result.reply), client.last_due}, now);
 }
