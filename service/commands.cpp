@@ -106,7 +106,7 @@ event discovery_of(words rest)
 }
 
 // The type and the value of a scope; the events do not agree on the types of the two scopes.
-place scope_of(const std::string &text, uint32_t physical, uint32_t logical)
+scope scope_of(const std::string &text, uint32_t physical, uint32_t logical)
 {
     if (text == "physical")
         return {physical, 0};
@@ -123,18 +123,18 @@ event action_of(words rest)
 {
     if (rest.size() != 4)
         refuse("expected action FEATURE SCOPE ACTION RESULT");
-    const place scope = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
+    const scope where = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
     const uint32_t action = named_word("an action", action_names, rest[2]);
     const uint32_t result = named_word("a result", result_names, rest[3]);
-    return action_event(rest[0], action, scope.scope, scope.vsan, result);
+    return action_event(rest[0], action, where.type, where.vsan, result);
 }
 
 event merge_failure_of(words rest)
 {
     if (rest.size() < 2)
         refuse("expected merge-failure FEATURE SCOPE [TEXT...]");
-    const place scope = scope_of(rest[1], VYN_SERVICE_PHYSICAL, VYN_SERVICE_LOGICAL);
-    return merge_failure_event(rest[0], scope.scope, scope.vsan, joined(rest.subspan(2)));
+    const scope where = scope_of(rest[1], VYN_SERVICE_PHYSICAL, VYN_SERVICE_LOGICAL);
+    return merge_failure_event(rest[0], where.type, where.vsan, joined(rest.subspan(2)));
 }
 
 event raw_of(words rest)
@@ -167,20 +167,20 @@ merge_failure failure_of(words rest)
 {
     if (rest.empty())
         return {};
-    const auto code = parse_number(rest[0], highest_merge_failure);
+    const auto code = parse_number(rest[0], max_merge_failure);
     if (code == 0)
         refuse("codes count from 1");
-    return {code.value_or(usual_merge_failure), joined(rest.subspan(code ? 1 : 0))};
+    return {code.value_or(default_merge_failure), joined(rest.subspan(code ? 1 : 0))};
 }
 
 std::string merge(words rest, const command_target &target)
 {
-    const auto takes = rest.size() >= 3 ? parse_number(rest[2], longest_wait_ms) : std::nullopt;
+    const auto takes = rest.size() >= 3 ? parse_number(rest[2], max_wait_ms) : std::nullopt;
     if (!takes)
         refuse("expected merge FEATURE SCOPE MS [CODE] [TEXT...]");
-    const place where = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
-    if (where != place{} &&
-        (where.scope != VYN_SCOPE_LOGICAL || where.vsan == 0 || where.vsan > highest_vsan))
+    const scope where = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
+    if (where != scope{} &&
+        (where.type != VYN_SCOPE_LOGICAL || where.vsan == 0 || where.vsan > max_vsan))
         refuse("expected physical or a VSAN");
     if (!target.model.start_merge(rest[0], where, std::chrono::milliseconds(*takes),
                                   failure_of(rest.subspan(3)), target.now))

@@ -15,7 +15,7 @@
 
 namespace vynd {
 
-inline constexpr uint32_t longest_wait_ms = 24 * 60 * 60 * 1000;
+inline constexpr uint32_t max_wait_ms = 24 * 60 * 60 * 1000;
 
 // One value of the document and where it is.
 class node {

@@ -1,6 +1,4 @@
-// Finding features by their names.
-//
-// Nothing here changes a feature: what requests change is in the fabric, which owns them.
+// Finds features by their names. The fabric, which owns them, is the only one that changes them.
 #include "feature.h"
 
 #include <algorithm>
@@ -16,14 +14,14 @@ std::vector<feature>::const_iterator first_from(const std::vector<feature> &feat
         [](const feature &entry, std::string_view key) { return registry_order(entry.name, key); });
 }
 
-std::string place_text(const place &where)
+std::string scope_text(const scope &where)
 {
-    return where.scope == VYN_SCOPE_PHYSICAL ? "physical" : "vsan " + std::to_string(where.vsan);
+    return where.type == VYN_SCOPE_PHYSICAL ? "physical" : "vsan " + std::to_string(where.vsan);
 }
 
-region_rows::const_iterator find_assignment(const region_rows &regions, const place &where)
+region_rows::const_iterator find_assignment(const region_rows &regions, const scope &where)
 {
-    return where.scope == 0 ? regions.begin() : regions.find(where);
+    return where.type == 0 ? regions.begin() : regions.find(where);
 }
 
 bool registry_order(std::string_view a, std::string_view b)

@@ -22,7 +22,7 @@ discovery_end read_discovery_end(const node &value)
     discovery_end end;
     value.expect_keys({"after_ms", "status", "failure_reason"});
     value.with("after_ms", [&](const node &member) {
-        end.after = std::chrono::milliseconds(member.number(longest_wait_ms));
+        end.after = std::chrono::milliseconds(member.number(max_wait_ms));
     });
     value.with("status", [&](const node &member) {
         static constexpr named_value ends[] = {{"completed", 3}, {"failed", 4}};
@@ -60,7 +60,7 @@ void read_ip_family(const node &value, uint32_t type, ip_distribution &family)
     value.expect_keys({"enabled", "address"});
     value.with("enabled", [&](const node &member) { family.enabled = member.flag(); });
     value.with("address", [&](const node &member) {
-        family.multicast = address_of(member.byte_text(longest_address));
+        family.multicast = address_of(member.byte_text(max_address));
         if (family.multicast.type != type || !is_multicast(family.multicast))
             member.refuse("expected a multicast address of this family");
     });

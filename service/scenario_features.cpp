@@ -41,7 +41,7 @@ action_end read_action_end(const node &value)
     action_end end;
     value.expect_keys({"after_ms", "result", "failure"});
     value.with("after_ms", [&](const node &member) {
-        end.after = std::chrono::milliseconds(member.number(longest_wait_ms));
+        end.after = std::chrono::milliseconds(member.number(max_wait_ms));
     });
     value.with("result", [&](const node &member) {
         static constexpr named_value ends[] = {
@@ -64,7 +64,7 @@ void read_state(const node &value, feature &owner)
     scope_state state;
     value.expect_keys({"scope", "vsan", "action", "result", "failure", "seconds", "microseconds",
                        "show_cfg_option", "last"});
-    const place where = read_free_place(value, owner.states);
+    const scope where = read_free_scope(value, owner.states);
     value.with("action",
                [&](const node &member) { state.action = member.named_number(action_names); });
     value.with("result",
@@ -86,7 +86,7 @@ json states_to_json(const feature &owner)
 {
     json result = json::array();
     for (const auto &[where, state] : owner.states) {
-        json &entry = result.emplace_back(place_to_json(where));
+        json &entry = result.emplace_back(scope_to_json(where));
         entry["action"] = named_to_json(action_names, state.action);
         entry["result"] = named_to_json(result_names, state.result);
         if (state.failure != 0)
@@ -104,7 +104,7 @@ void read_lock(const node &value, feature &owner)
 {
     lock holder;
     value.expect_keys({"scope", "vsan", "user", "kind", "marked", "address"});
-    const place where = read_free_place(value, owner.locks);
+    const scope where = read_free_scope(value, owner.locks);
     if (value.has("kind") && (value.has("user") || value.has("marked")))
         value.refuse("a lock of a kind has no user");
     expect_short_name(value, owner, "locks");
@@ -118,7 +118,7 @@ void read_lock(const node &value, feature &owner)
             holder.user = user_mark;
     });
     value.with("user", [&](const node &member) {
-        holder.user += member.byte_text(longest_user - holder.user.size());
+        holder.user += member.byte_text(max_user - holder.user.size());
     });
     value.with("address", [&](const node &member) { holder.address = read_address(member); });
     owner.locks.emplace(where, std::move(holder));
@@ -128,7 +128,7 @@ json locks_to_json(const feature &owner)
 {
     json result = json::array();
     for (const auto &[where, holder] : owner.locks) {
-        json &entry = result.emplace_back(place_to_json(where));
+        json &entry = result.emplace_back(scope_to_json(where));
         const bool marked = holder.user.starts_with(user_mark);
         if (holder.user == merge_user)
             entry["kind"] = "merge";
@@ -144,7 +144,7 @@ json locks_to_json(const feature &owner)
 
 } // namespace
 
-feature read_feature(const node &value, const std::map<uint32_t, place> &regions,
+feature read_feature(const node &value, const std::map<uint32_t, scope> &regions,
                      std::set<std::string> &names)
 {
     feature result;
@@ -158,7 +158,7 @@ feature read_feature(const node &value, const std::map<uint32_t, place> &regions
         scopes.each([&](const node &scope) { result.flags |= scope.one_of(feature_scopes); });
     });
     value.with("name", [&](const node &name) {
-        result.name = name.byte_text(longest_feature_name);
+        result.name = name.byte_text(max_feature_name);
         if (!names.insert(result.name).second)
             name.refuse("another feature has this name");
     });

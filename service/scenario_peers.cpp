@@ -22,7 +22,7 @@ constexpr struct {
     uint8_t member_state::*member;
 } member_numbers[] = {{"attr1", &member_state::attr1}, {"attr2", &member_state::attr2}};
 
-void read_member(const node &value, const place &where, feature &owner)
+void read_member(const node &value, const scope &where, feature &owner)
 {
     member_state state;
     value.expect_keys({"address", "type", "attr1", "attr2"});
@@ -38,12 +38,12 @@ void read_merge_of(const node &value, feature &owner)
 {
     merge_state merge;
     value.expect_keys({"scope", "vsan", "status", "failure", "members"});
-    const place where = read_free_place(value, owner.merges);
+    const scope where = read_free_scope(value, owner.merges);
     expect_short_name(value, owner, "merges");
     value.with("status",
                [&](const node &member) { merge.status = member.named_number(merge_status_names); });
     value.with("failure",
-               [&](const node &member) { merge.failure = member.number(highest_merge_failure); });
+               [&](const node &member) { merge.failure = member.number(max_merge_failure); });
     value.with("members", [&](const node &members) {
         members.each([&](const node &member) { read_member(member, where, owner); });
     });
@@ -89,10 +89,10 @@ json static_peers_to_json(const std::map<net_address, uint32_t> &peers)
 
 void read_feature_peers(const node &list, feature &owner)
 {
-    std::set<place> groups;
+    std::set<scope> groups;
     list.each([&](const node &value) {
         value.expect_keys({"scope", "vsan", "peers"});
-        const place where = read_free_place(value, groups);
+        const scope where = read_free_scope(value, groups);
         expect_short_name(value, owner, "peers");
         groups.insert(where);
         value.with("peers", [&](const node &peers) {
@@ -105,10 +105,10 @@ void read_feature_peers(const node &list, feature &owner)
 json feature_peers_to_json(const feature &owner)
 {
     json result = json::array();
-    std::optional<place> last;
+    std::optional<scope> last;
     for (const auto &[where, peer] : owner.peers) {
         if (last != where)
-            result.push_back(place_to_json(where));
+            result.push_back(scope_to_json(where));
         last = where;
         result.back()["peers"].push_back(address_to_json(peer));
     }
@@ -125,7 +125,7 @@ json merges_to_json(const feature &owner)
     json result = json::array();
     auto member = owner.members.begin(); // in the order of the merges, of which each is
     for (const auto &[where, merge] : owner.merges) {
-        json &entry = result.emplace_back(place_to_json(where));
+        json &entry = result.emplace_back(scope_to_json(where));
         entry["status"] = named_to_json(merge_status_names, merge.status);
         entry["failure"] = merge.failure;
         json &members = entry["members"] = json::array();

@@ -5,27 +5,27 @@
 
 namespace vynd {
 
-place read_place(const node &value)
+scope read_scope(const node &value)
 {
     if (value.has("scope") == value.has("vsan"))
         value.refuse("expected either \"scope\": \"physical\" or a \"vsan\"");
-    place where;
+    scope where;
     value.with("scope", [&](const node &member) {
         static constexpr named_value physical[] = {{"physical", VYN_SCOPE_PHYSICAL}};
-        where.scope = member.one_of(physical);
+        where.type = member.one_of(physical);
     });
     value.with("vsan", [&](const node &member) {
-        where = {VYN_SCOPE_LOGICAL, member.number(highest_vsan)};
+        where = {VYN_SCOPE_LOGICAL, member.number(max_vsan)};
         if (where.vsan == 0)
             member.refuse("VSANs count from 1");
     });
     return where;
 }
 
-json place_to_json(const place &where)
+json scope_to_json(const scope &where)
 {
     json result = json::object();
-    if (where.scope == VYN_SCOPE_PHYSICAL)
+    if (where.type == VYN_SCOPE_PHYSICAL)
         result["scope"] = "physical";
     else
         result["vsan"] = where.vsan;
@@ -34,9 +34,9 @@ json place_to_json(const place &where)
 
 void expect_short_name(const node &value, const feature &owner, const char *what)
 {
-    if (owner.name.size() > longest_record_name)
+    if (owner.name.size() > max_record_name)
         value.refuse(std::string("a feature with ") + what + " has a name of at most " +
-                     std::to_string(longest_record_name) + " characters");
+                     std::to_string(max_record_name) + " characters");
 }
 
 net_address read_member_address(const node &value)
@@ -45,7 +45,7 @@ net_address read_member_address(const node &value)
         value.refuse("expected an \"address\"");
     net_address address;
     value.with("address", [&](const node &member) {
-        const std::string text = member.byte_text(longest_address);
+        const std::string text = member.byte_text(max_address);
         address = value.has("type") ? net_address{address_text, text} : address_of(text);
     });
     value.with("type", [&](const node &member) {
@@ -59,7 +59,7 @@ net_address read_member_address(const node &value)
 net_address read_address(const node &value)
 {
     if (value.is_text())
-        return address_of(value.byte_text(longest_address));
+        return address_of(value.byte_text(max_address));
     value.expect_keys({"address", "type"});
     return read_member_address(value);
 }

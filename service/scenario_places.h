@@ -8,18 +8,18 @@
 
 namespace vynd {
 
-place read_place(const node &value);
+scope read_scope(const node &value);
 
 // The place of an element of a list; `taken` knows the places of those before it.
-template <typename Places> place read_free_place(const node &value, const Places &taken)
+template <typename Scopes> scope read_free_scope(const node &value, const Scopes &taken)
 {
-    const place where = read_place(value);
+    const scope where = read_scope(value);
     if (taken.contains(where))
-        value.refuse("another one has this place: " + place_text(where));
+        value.refuse("another one has this scope: " + scope_text(where));
     return where;
 }
 
-json place_to_json(const place &where);
+json scope_to_json(const scope &where);
 
 // Refuses an element of a list that features with a long name cannot have; `what` the list is of.
 void expect_short_name(const node &value, const feature &owner, const char *what);

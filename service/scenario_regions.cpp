@@ -22,33 +22,33 @@ uint32_t read_id(const node &value, const char *key)
 
 } // namespace
 
-std::map<uint32_t, place> read_regions(const node &list)
+std::map<uint32_t, scope> read_regions(const node &list)
 {
-    std::map<uint32_t, place> regions;
+    std::map<uint32_t, scope> regions;
     list.each([&](const node &value) {
         value.expect_keys({"id", "scope", "vsan"});
-        if (!regions.emplace(read_id(value, "id"), read_place(value)).second)
+        if (!regions.emplace(read_id(value, "id"), read_scope(value)).second)
             value.refuse("another one has this id");
     });
     return regions;
 }
 
-json regions_to_json(const std::map<uint32_t, place> &regions)
+json regions_to_json(const std::map<uint32_t, scope> &regions)
 {
     json result = json::array();
     for (const auto &[id, where] : regions) {
         json &entry = result.emplace_back(json{{"id", id}});
-        entry.update(place_to_json(where));
+        entry.update(scope_to_json(where));
     }
     return result;
 }
 
-void read_feature_regions(const node &list, const std::map<uint32_t, place> &regions,
+void read_feature_regions(const node &list, const std::map<uint32_t, scope> &regions,
                           feature &owner)
 {
     list.each([&](const node &value) {
         value.expect_keys({"scope", "vsan", "region"});
-        const place where = read_free_place(value, owner.regions);
+        const scope where = read_free_scope(value, owner.regions);
         expect_short_name(value, owner, "regions");
         const uint32_t id = read_id(value, "region");
         if (!regions.contains(id))
@@ -61,7 +61,7 @@ json feature_regions_to_json(const feature &owner)
 {
     json result = json::array();
     for (const auto &[where, region] : owner.regions)
-        result.emplace_back(place_to_json(where))["region"] = region;
+        result.emplace_back(scope_to_json(where))["region"] = region;
     return result;
 }
 

@@ -18,7 +18,7 @@
 #include <system_error>
 
 #include "commands.h"
-#include "queries.h"
+#include "dispatcher.h"
 
 namespace vynd {
 
@@ -52,7 +52,7 @@ void remove_stale(const std::string &path, const sockaddr_un &address)
         fail(path + ": not a socket", EEXIST);
     const unique_fd probe = make_socket();
     const auto *to = reinterpret_cast<const sockaddr *>(&address);
-    if (connect(probe.get(), to, sizeof address) == 0 || errno == EAGAIN)
+    if (connect(probe.get(), to, sizeof(address)) == 0 || errno == EAGAIN)
         fail(path + ": in use by a running service", EADDRINUSE);
     if (errno != ECONNREFUSED || unlink(path.c_str()) != 0)
         fail(path);
@@ -63,7 +63,7 @@ void distort(bytes &reply, const active_faults &faults)
 {
     if (const auto query_type = faults.value(fault::wrong_query); query_type && reply.size() >= 4) {
         const be32 word = *query_type;
-        std::memcpy(reply.data(), &word, sizeof word);
+        std::memcpy(reply.data(), &word, sizeof(word));
     }
     if (const auto size = faults.value(fault::oversize))
         reply.resize(std::max<size_t>(reply.size(), *size));
@@ -82,7 +82,7 @@ server::server(std::string path, fabric &model, event_log &log)
     remove_stale(path_, address);
     const mode_t before = umask(0177);
     const int bound =
-        bind(listener_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+        bind(listener_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address));
     const int error = errno;
     umask(before);
     struct stat file;
@@ -157,9 +157,9 @@ bool server::step(int stop, bool wait)
 
     now = advance();
     uint32_t alone = 0;
-    auto place = polled.begin() + 2;
+    auto it = polled.begin() + 2;
     for (connection &client : connections_) {
-        const auto &[fd, events, revents] = *place++;
+        const auto &[fd, events, revents] = *it++;
         if (revents & (POLLOUT | POLLHUP | POLLERR))
             flush(client, now);
         client.closed |= !(events & POLLIN) && (revents & (POLLHUP | POLLERR));
@@ -224,7 +224,7 @@ void server::accept_one(time_point now)
         accept_again_ = now + accept_pause;
         return;
     }
-    if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &longest_pause, sizeof longest_pause) !=
+    if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &longest_pause, sizeof(longest_pause)) !=
         0)
         fail("SO_RCVTIMEO");
     accept_again_ = {};
@@ -241,14 +241,14 @@ bool server::receive(connection &client, int flags)
 {
     be32 kind;
     if (faults_.stalled() &&
-        recv(client.socket.get(), &kind, sizeof kind, MSG_PEEK | MSG_DONTWAIT) == sizeof kind &&
+        recv(client.socket.get(), &kind, sizeof(kind), MSG_PEEK | MSG_DONTWAIT) == sizeof(kind) &&
         kind != static_cast<uint32_t>(frame_kind::command)) {
         client.parked = true;
         return false;
     }
     static uint8_t buffer[largest_frame];
-    const ssize_t size = recv(client.socket.get(), buffer, sizeof buffer, flags | MSG_TRUNC);
-    if (size > 0 && static_cast<size_t>(size) <= sizeof buffer)
+    const ssize_t size = recv(client.socket.get(), buffer, sizeof(buffer), flags | MSG_TRUNC);
+    if (size > 0 && static_cast<size_t>(size) <= sizeof(buffer))
         take_frame(client, {buffer, static_cast<size_t>(size)}, advance());
     else if (size > 0)
         abandon(client, "frame of " + std::to_string(size) + " bytes");
@@ -262,12 +262,12 @@ bool server::receive(connection &client, int flags)
 void server::take_frame(connection &client, std::span<const uint8_t> frame, time_point now)
 {
     frame_header header;
-    if (frame.size() < sizeof header)
+    if (frame.size() < sizeof(header))
         return abandon(client, "frame of " + std::to_string(frame.size()) + " bytes");
-    std::memcpy(&header, frame.data(), sizeof header);
-    if (!std::memchr(header.user, 0, sizeof header.user))
+    std::memcpy(&header, frame.data(), sizeof(header));
+    if (!std::memchr(header.user, 0, sizeof(header.user)))
         return abandon(client, "user without an end");
-    const std::span<const uint8_t> payload = frame.subspan(sizeof header);
+    const std::span<const uint8_t> payload = frame.subspan(sizeof(header));
 
     switch (static_cast<frame_kind>(uint32_t{header.kind})) {
     case frame_kind::request: return serve(client, header, payload, now);
@@ -283,11 +283,11 @@ void server::serve(connection &client, const frame_header &header, std::span<con
                    time_point now)
 {
     const std::string_view user = reinterpret_cast<const char *>(header.user);
-    const request asked{header.opcode, header.msg_type, record, user};
+    const request received{header.opcode, header.msg_type, record, user};
     const active_faults faults = faults_.meet_request();
     const auto log_request = [&](const std::string &end) {
         if (log_.wants_requests())
-            log_.line("request " + describe(asked) + " user \"" + escaped(user) + "\" session " +
+            log_.line("request " + describe(received) + " user \"" + escaped(user) + "\" session " +
                       std::to_string(header.session) + " -> " + end + faults.text());
     };
     if (faults.value(fault::disconnect)) {
@@ -299,7 +299,7 @@ void server::serve(connection &client, const frame_header &header, std::span<con
     if (const auto code = faults.value(fault::error))
         result.status = *code;
     else
-        result = answer(model_, asked, now);
+        result = answer(model_, received, now);
     log_request(code_text(result.status) + (result.note.empty() ? "" : " " + result.note));
     if (faults.value(fault::drop))
         return;

@@ -29,8 +29,8 @@ inline void ask_for_short_turns()
         uint32_t priority;
         uint64_t turn, deadline, period;
     } scheduling{};
-    static_assert(sizeof scheduling == 48);
-    if (syscall(SYS_sched_getattr, 0, &scheduling, sizeof scheduling, 0) != 0 ||
+    static_assert(sizeof(scheduling) == 48);
+    if (syscall(SYS_sched_getattr, 0, &scheduling, sizeof(scheduling), 0) != 0 ||
         scheduling.policy != SCHED_OTHER)
         return;
     scheduling.turn = shortest_ns;

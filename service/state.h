@@ -1,5 +1,5 @@
-// The state of the fabric: plain data with the shape of a scenario, which can be written out,
-// edited and read back.
+// The state of the fabric: plain data with the shape of a scenario, which can be written, edited
+// and read back.
 #pragma once
 
 #include <chrono>
@@ -44,12 +44,12 @@ struct fabric_state {
     std::map<uint32_t, ip_distribution> ip_families{
         {VYN_ADDR_IPV4, {address_of("239.255.70.83")}},
         {VYN_ADDR_IPV6, {address_of("ff15::efff:4653")}}};
-    std::set<net_address> peers;                  // that physical discovery has found
+    std::set<net_address> peers;                  // found by physical discovery
     std::map<net_address, uint32_t> static_peers; // and their status
-    std::map<uint32_t, place> regions;            // by their ids
+    std::map<uint32_t, scope> regions;            // by their ids
     std::vector<feature> features;                // in registry order
 };
 
-inline constexpr uint32_t static_peer_added = 1; // the status of one that a client has added
+inline constexpr uint32_t static_peer_added = 1; // the status of a peer that a client added
 
 } // namespace vynd

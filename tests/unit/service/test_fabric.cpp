@@ -9,7 +9,7 @@
 #include <sstream>
 
 #include "commands.h"
-#include "queries.h"
+#include "dispatcher.h"
 #include "scenario.h"
 #include "vynd_protocol.h"
 
@@ -241,7 +241,7 @@ TEST_F(Queries, CommandsThatMeanNothingAreRefusedAndSayWhy) {
         {"set features.0.name \"\\u0100\"", "/features/0/name: expected characters up to \\u00ff"},
         {"set features.3.states.0.vsan 1", "/features/3/states/0: expected either \"scope\": "},
         {"set features.3.states.1.vsan 0", "/features/3/states/1/vsan: VSANs count from 1"},
-        {"set features.3.regions.1.vsan 300", "/features/3/regions/2: another one has this place: vsan 300"},
+        {"set features.3.regions.1.vsan 300", "/features/3/regions/2: another one has this scope: vsan 300"},
         {"set features.2.locks.0.user b", "/features/2/locks/0: a lock of a kind has no user"},
         {"set features.2.locks.2.user " + endless + endless, "/features/2/locks/2/user: expected at most 126 "},
         {"set peers.- {\"address\": \"zz\", \"type\": 7}", "/peers/3: another one has this address"},
