@@ -141,7 +141,7 @@ uint32_t fabric::store_show_option(std::string_view name, const scope &where, ui
 
 uint32_t fabric::add_static_peer(const net_address &peer)
 {
-    if (!state_.static_peers.emplace(peer, static_peer_added).second)
+    if (!state_.static_peers.try_emplace(peer).second)
         return VYN_ERR_PEER_EXISTS;
     return 0;
 }

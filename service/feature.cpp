@@ -6,12 +6,18 @@
 
 namespace vynd {
 
+static bool is_before(std::string_view a, std::string_view b)
+{
+    // Characters of strings are compared as unsigned, as strcmp does.
+    return a.size() != b.size() ? a.size() < b.size() : a < b;
+}
+
 std::vector<feature>::const_iterator first_from(const std::vector<feature> &features,
                                                 std::string_view name)
 {
     return std::lower_bound(
         features.begin(), features.end(), name,
-        [](const feature &entry, std::string_view key) { return registry_order(entry.name, key); });
+        [](const feature &entry, std::string_view key) { return is_before(entry.name, key); });
 }
 
 std::string scope_text(const scope &where)
@@ -22,18 +28,6 @@ std::string scope_text(const scope &where)
 region_rows::const_iterator find_assignment(const region_rows &regions, const scope &where)
 {
     return where.type == 0 ? regions.begin() : regions.find(where);
-}
-
-bool registry_order(std::string_view a, std::string_view b)
-{
-    // Characters of strings are compared as unsigned, as strcmp does.
-    return a.size() != b.size() ? a.size() < b.size() : a < b;
-}
-
-void sort_features(std::vector<feature> &features)
-{
-    std::sort(features.begin(), features.end(),
-              [](const feature &a, const feature &b) { return registry_order(a.name, b.name); });
 }
 
 const feature *find_feature(const std::vector<feature> &features, std::string_view name)

@@ -138,16 +138,12 @@ inline constexpr size_t max_feature_name = 82;
 inline constexpr size_t max_record_name = 80; // of a feature with locks, peers, merges or regions
 inline constexpr named_value feature_scopes[] = {{"physical", 0x2}, {"logical", 0x4}}; // in flags
 
-// The order of the registry: strcmp of the names, each with its length as the first byte.
-bool registry_order(std::string_view a, std::string_view b);
-
-void sort_features(std::vector<feature> &features);
-
 // Returns the feature of that name, or null. `features` are in registry order.
 const feature *find_feature(const std::vector<feature> &features, std::string_view name);
 feature *find_feature(std::vector<feature> &features, std::string_view name);
 
-// Returns the first feature with that name or a later one.
+// Returns the first feature with that name or a later one. Registry order is strcmp of the names,
+// each with its length as the first byte.
 std::vector<feature>::const_iterator first_from(const std::vector<feature> &features,
                                                 std::string_view name);
 

@@ -99,7 +99,7 @@ outcome read_static_peer(fabric &model, const query &received)
         return no_row(received);
     vyn_resp_static_peer reply{};
     fill_address(row->first, reply.addr_type, reply.addr);
-    reply.status = row->second;
+    reply.status = row->second.status;
     return read_reply(received, reply);
 }
 

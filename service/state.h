@@ -35,7 +35,9 @@ struct ip_distribution {
     bool enabled = false;
 };
 
-inline constexpr named_value ip_family_names[] = {{"ipv4", VYN_ADDR_IPV4}, {"ipv6", VYN_ADDR_IPV6}};
+struct static_peer {
+    uint32_t status = 1;
+};
 
 struct fabric_state {
     discovery_state discovery;
@@ -44,12 +46,10 @@ struct fabric_state {
     std::map<uint32_t, ip_distribution> ip_families{
         {VYN_ADDR_IPV4, {address_of("239.255.70.83")}},
         {VYN_ADDR_IPV6, {address_of("ff15::efff:4653")}}};
-    std::set<net_address> peers;                  // found by physical discovery
-    std::map<net_address, uint32_t> static_peers; // and their status
-    std::map<uint32_t, scope> regions;            // by their ids
-    std::vector<feature> features;                // in registry order
+    std::set<net_address> peers; // found by physical discovery
+    std::map<net_address, static_peer> static_peers;
+    std::map<uint32_t, scope> regions; // by their ids
+    std::vector<feature> features;     // in registry order
 };
-
-inline constexpr uint32_t static_peer_added = 1; // the status of a peer that a client added
 
 } // namespace vynd
