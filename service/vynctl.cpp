@@ -1,7 +1,8 @@
-// vynctl: commands to a running vynd, their answers, and an exit status that scripts can use.
+// vynctl: sends commands to a running vynd, prints the answers, and exits with a status for
+// scripts.
 //
-// It sends without waiting for the greeting, which a stalled service does not send, and passes
-// over it when it comes. What the words mean is the service's business.
+// It does not wait for the greeting, which a stalled service does not send, and ignores it. Only
+// the service knows the commands.
 #include <getopt.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -11,8 +12,9 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <optional>
+#include <string>
 #include <system_error>
-#include <vector>
 
 #include "command_help.h"
 #include "socket.h"
@@ -23,12 +25,13 @@ namespace {
 constexpr char usage[] =
     "usage: vynctl [--socket PATH] [--timeout MS] COMMAND...\n"
     "Controls a running vynd: changes its fabric, posts events, switches faults on and off.\n"
-    "With - for the command, reads commands from standard input, one a line, up to one refused.\n"
+    "With - as the command, reads commands from standard input: one per line, stops at the first\n"
+    "refused.\n"
     "  --socket PATH  where it listens: by default $VYN_SOCKET, or else /run/vynd/vynd.sock\n"
-    "  --timeout MS   how long to wait for it, 5000 by default\n"
+    "  --timeout MS   how long to wait for an answer, 5000 by default\n"
     "  --help         this text\n"
     "  --version      the version\n"
-    "Exit status: 0 done, 1 refused, 2 usage, 3 no service there, or no answer in time.\n";
+    "Exit status: 0 done, 1 refused, 2 usage, 3 no service or no answer in time.\n";
 
 enum exit_status { done, refused, wrong_usage, no_service };
 
@@ -39,7 +42,7 @@ using steady = std::chrono::steady_clock;
     throw std::system_error(code, std::generic_category(), what);
 }
 
-// The next frame; throws when the service has gone, or none comes in time.
+// Returns the next frame. Throws if the service closes the connection, or on a timeout.
 vynd::bytes next_frame(int socket, steady::time_point deadline)
 {
     for (;;) {
@@ -66,20 +69,20 @@ vynd::unique_fd connect_to(const std::string &path)
 {
     const sockaddr_un address = vynd::address_of(path);
     vynd::unique_fd socket = vynd::make_socket();
-    if (connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+    if (connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0)
         fail(errno, path);
     return socket;
 }
 
-exit_status ask(int socket, const std::string &command, std::chrono::milliseconds timeout)
+exit_status execute(int socket, const std::string &command, std::chrono::milliseconds timeout)
 {
-    const vynd::bytes asked =
+    const vynd::bytes request =
         vynd::make_frame(vynd::header_of(vynd::frame_kind::command), vynd::as_bytes(command));
-    if (asked.size() > vynd::largest_frame) {
+    if (request.size() > vynd::largest_frame) {
         std::fputs("vynctl: the command is too long\n", stderr);
         return refused;
     }
-    if (send(socket, asked.data(), asked.size(), MSG_NOSIGNAL) < 0)
+    if (send(socket, request.data(), request.size(), MSG_NOSIGNAL) < 0)
         fail(errno, "not sent");
 
     const steady::time_point deadline = steady::now() + timeout;
@@ -87,10 +90,10 @@ exit_status ask(int socket, const std::string &command, std::chrono::millisecond
     vynd::bytes frame;
     do {
         frame = next_frame(socket, deadline);
-        std::memcpy(&header, frame.data(), sizeof header);
+        std::memcpy(&header, frame.data(), sizeof(header));
     } while (header.kind != static_cast<uint32_t>(vynd::frame_kind::answer));
 
-    const std::string text(frame.begin() + sizeof header, frame.end());
+    const std::string text(frame.begin() + sizeof(header), frame.end());
     if (header.status != 0) {
         std::fprintf(stderr, "vynctl: %s\n", text.c_str());
         return refused;
@@ -105,10 +108,10 @@ exit_status run(const std::string &path, const std::string &command,
 {
     const vynd::unique_fd socket = connect_to(path);
     if (command != "-")
-        return ask(socket.get(), command, timeout);
+        return execute(socket.get(), command, timeout);
     exit_status status = done;
     for (std::string line; status == done && std::getline(std::cin, line);)
-        status = ask(socket.get(), line, timeout);
+        status = execute(socket.get(), line, timeout);
     return status;
 }
 
@@ -144,8 +147,8 @@ int main(int argc, char **argv)
     if (optind == argc || path.empty() || !timeout)
         return show_usage(stderr, wrong_usage);
     std::string command = argv[optind];
-    for (int word = optind + 1; word < argc; ++word)
-        command += std::string(" ") + argv[word];
+    for (int i = optind + 1; i < argc; i++)
+        command += std::string(" ") + argv[i];
     try {
         return run(path, command, std::chrono::milliseconds(*timeout));
     } catch (const std::exception &error) {

@@ -228,7 +228,7 @@ TEST_F(Queries, MergesRunAndHoldTheLockAndLeaveTheirResult) {
 TEST_F(Queries, CommandsThatMeanNothingAreRefusedAndSayWhy) {
     pairs commands = {
         {"merge none 30 5", "no such feature"},
-        {"merge ntp 10 5 0", "codes count from 1"},
+        {"merge ntp 10 5 0", "codes start at 1"},
         {"set discovery []", "/discovery: expected an object"},
         {"set feature []", "/feature: unknown key"},
         {"set distribution.enabled 1", "/distribution/enabled: expected true or false"},
