@@ -45,12 +45,12 @@ struct Server : testing::Test {
     ssize_t received(const unique_fd &client, int steps) { // the size of a frame, 0: the connection is closed
         static char frame[largest_frame];
         while (steps-- > 0) served.step(-1, false);
-        return recv(client.get(), frame, sizeof frame, MSG_DONTWAIT);
+        return recv(client.get(), frame, sizeof(frame), MSG_DONTWAIT);
     }
     unique_fd greeted_client() {
         unique_fd client = make_socket();
         const sockaddr_un address = address_of(path);
-        EXPECT_EQ(connect(client.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+        EXPECT_EQ(connect(client.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)), 0);
         EXPECT_GT(received(client, 3), 0);
         return client;
     }
@@ -79,7 +79,7 @@ TEST(Start, AnEmptySocketPathIsNone) {
 
 TEST_F(Server, MalformedFramesCostTheirSenderTheConnectionAndNobodyElse) {
     frame_header endless_user = header_of(frame_kind::request), no_kind = header_of(frame_kind{9});
-    std::memset(endless_user.user, 'u', sizeof endless_user.user);
+    std::memset(endless_user.user, 'u', sizeof(endless_user.user));
     const unique_fd bystander = greeted_client();
     for (const bytes &frame : {bytes(1), bytes{0, 0, 0, 2}, bytes(280), make_frame(header_of(frame_kind::reply), {}),
                                make_frame(header_of(frame_kind::request), bytes(largest_frame)),
