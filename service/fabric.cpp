@@ -263,7 +263,7 @@ void fabric::end_action(feature &owner, scope where, uint32_t result, uint32_t f
 void fabric::end_merge(const running_merge &merge)
 {
     const bool failed = merge.failure.code != 0;
-    if (feature *owner = find_feature(state_.features, merge.feature)) {
+    if (feature *owner = find_feature(state_.features, merge.feature); owner != nullptr) {
         const auto held = owner->locks.find(merge.where);
         if (held != owner->locks.end() && held->second.user == merge_user)
             owner->locks.erase(held);

@@ -12,7 +12,7 @@ namespace vynd {
 class listener {
   public:
     // Listens at `path`; only this user can connect. Replaces the socket of a service that has
-    // ended. Throws std::system_error if one is running, or if the path is another file's.
+    // ended. Throws std::system_error if one is running, or if the file is not a socket.
     explicit listener(std::string path);
 
     // Removes the socket's file, unless another file has replaced it.

@@ -50,7 +50,7 @@ region_map::const_iterator next_region(const region_map &regions, const region_p
 {
     const auto position = [](const auto &row) { return region_position(row.second, row.first); };
     auto next = regions.end();
-    for (auto row = regions.begin(); row != regions.end(); ++row)
+    for (auto row = regions.begin(); row != regions.end(); row++)
         if (position(*row) > after && (next == regions.end() || position(*row) < position(*next)))
             next = row;
     return next;
@@ -126,7 +126,7 @@ outcome read_assignment(fabric &model, const query &received)
     feature_row<region_rows> row;
     if (received.next())
         row = next_row(features, &feature::regions, name, where);
-    else if (const feature *owner = find_feature(features, name))
+    else if (const feature *owner = find_feature(features, name); owner != nullptr)
         row = {owner, find_assignment(owner->regions, where)};
     if (row.owner == nullptr || row.row == row.owner->regions.end())
         return received.next() ? no_row(received) : outcome_of(received, VYN_ERR_NO_FEATURE_REGION);
