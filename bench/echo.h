@@ -6,7 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "short_turns.h"
+#include "short_time_slice.h"
 #include "vyn_wire.h"
 #include "vynd_protocol.h"
 
@@ -18,7 +18,7 @@ class echo {
         process_ = fork();
         if (process_ == 0) {
             close(ends[0]);
-            vynd::ask_for_short_turns();
+            vynd::request_short_time_slice();
             while (recv(ends[1], message_, sizeof(message_), 0) > 0)
                 send(ends[1], message_, sizeof(message_), MSG_NOSIGNAL);
             _exit(0);

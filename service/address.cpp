@@ -1,7 +1,7 @@
-// Addresses between texts, records and keys.
+// Converts addresses between texts, records and keys.
 //
-// The family of an address decides how many octets it has, so that a record or a key needs no
-// length: a text ends at its NUL, or at the end of its field.
+// Records and keys have no length: a family has a fixed number of octets, and a text ends at its
+// NUL or at the end of the field.
 #include "address.h"
 
 #include <arpa/inet.h>
@@ -48,7 +48,7 @@ std::string text_of(const net_address &address)
     char text[INET6_ADDRSTRLEN];
     for (const auto &known : families)
         if (address.type == known.type)
-            return inet_ntop(known.family, address.octets.data(), text, sizeof text);
+            return inet_ntop(known.family, address.octets.data(), text, sizeof(text));
     return address.octets;
 }
 
@@ -64,7 +64,7 @@ bool is_multicast(const net_address &address)
 
 net_address key_address(uint32_t type, const address_field &field)
 {
-    size_t length = strnlen(field, sizeof field);
+    size_t length = strnlen(field, sizeof(field));
     for (const auto &family : families)
         if (family.type == type)
             length = family.size;

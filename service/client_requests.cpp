@@ -1,8 +1,8 @@
-// The requests of the client library, one function for each and one for its line in the log.
+// The requests of the client library: each has a function that runs it and one for the log.
 //
-// Only the state is read with a get or a getnext; what the others do is in their opcode, and their
-// operation is not looked at. Refusals say whose fault it is: a malformed record is the client's,
-// everything else is the state of the fabric.
+// Only the state has a get and a getnext. The opcode alone says what the other requests do, and
+// their operation is ignored. VYN_ERR_BAD_REQUEST means a malformed record; any other refusal is
+// due to the state of the fabric.
 #include "client_requests.h"
 
 #include <algorithm>
@@ -16,36 +16,34 @@ namespace vynd {
 namespace {
 
 constexpr uint32_t option_show_cfg = 7;
-constexpr uint32_t most_show_cfg = 2; // its values are 1 and 2; 0 in an entry: never set
+constexpr uint32_t max_show_cfg = 2; // the values are 1 and 2; 0 in an entry: never set
 
 using name_field = uint8_t[84];
 
-// The plain name; empty, which no feature is called, where its length does not fit.
+// Returns the name without its length. It is empty, like no feature's, if the length is invalid.
 std::string_view plain(const name_field &name)
 {
-    const size_t length = name[0] <= longest_feature_name ? name[0] : 0;
+    const size_t length = name[0] <= max_feature_name ? name[0] : 0;
     return {reinterpret_cast<const char *>(name + 1), length};
 }
 
-// The place that a scope and its value name; a value means nothing in physical scope, and a
-// feature whose scope has never been set acts physically.
-std::optional<place> place_of(uint32_t scope, uint32_t value)
+// A scope that was never set (0) counts as physical. A physical scope ignores the value.
+std::optional<scope> scope_of(uint32_t type, uint32_t value)
 {
-    if (scope <= VYN_SCOPE_PHYSICAL)
-        return place{};
-    if (scope == VYN_SCOPE_LOGICAL && value >= 1 && value <= highest_vsan)
-        return place{scope, value};
+    if (type <= VYN_SCOPE_PHYSICAL)
+        return scope{};
+    if (type == VYN_SCOPE_LOGICAL && value >= 1 && value <= max_vsan)
+        return scope{type, value};
     return std::nullopt;
 }
 
-// What the fabric has answered to a change, in words for the log.
-outcome done(uint32_t status)
+outcome outcome_of(uint32_t status)
 {
     switch (status) {
     case 0: return {};
     case VYN_ERR_NO_SUCH_FEATURE: return refused(status, "no such feature");
     case VYN_ERR_NO_MORE_ENTRIES: return refused(status, "no such state");
-    case VYN_ERR_ACTION_UNSUPPORTED: return refused(status, "not distributed there");
+    case VYN_ERR_ACTION_UNSUPPORTED: return refused(status, "not distributed in this scope");
     case VYN_ERR_ACTION_IN_PROGRESS: return refused(status, "an action is in progress");
     default: return refused(status, "refused");
     }
@@ -53,83 +51,85 @@ outcome done(uint32_t status)
 
 outcome read_registry(fabric &model, const be32 &index, const request &, time_point)
 {
-    constexpr size_t most = (largest_frame - sizeof(frame_header)) / sizeof(registry_entry);
+    constexpr size_t max_entries = (largest_frame - sizeof(frame_header)) / sizeof(registry_entry);
     const std::vector<feature> &features = model.state().features;
     const size_t first = std::min<size_t>(index, features.size());
-    const size_t count = std::min(most, features.size() - first);
+    const size_t count = std::min(max_entries, features.size() - first);
 
     outcome result{0, bytes(count * sizeof(registry_entry)), {}};
-    for (size_t at = 0; at < count; ++at) {
-        const feature &from = features[first + at];
+    for (size_t i = 0; i < count; i++) {
+        const feature &from = features[first + i];
         registry_entry entry{{},          from.show_cfg_option, from.entry_attr,
                              from.action, from.scope_type,      from.scope_value,
                              from.flags,  from.flags2};
         entry.name[0] = static_cast<uint8_t>(from.name.size());
         std::memcpy(entry.name + 1, from.name.data(), from.name.size());
-        std::memcpy(result.reply.data() + at * sizeof entry, &entry, sizeof entry);
+        std::memcpy(result.reply.data() + i * sizeof(entry), &entry, sizeof(entry));
     }
     return result;
 }
 
-outcome read_state(fabric &model, const state_request &key, const request &asked, time_point)
+outcome read_state(fabric &model, const state_request &key, const request &received, time_point)
 {
-    const bool next = asked.msg_type == VYN_MSG_GETNEXT;
-    const uint32_t scope = key.record.scope;
-    const uint32_t vsan = scope == VYN_SCOPE_LOGICAL ? uint32_t{key.record.vsan} : 0;
-    if ((!next && asked.msg_type != VYN_MSG_GET) || scope > VYN_SCOPE_LOGICAL)
-        return refused(VYN_ERR_BAD_REQUEST, "operation or scope does not fit");
+    const bool next = received.msg_type == VYN_MSG_GETNEXT;
+    const uint32_t type = key.record.scope;
+    const uint32_t vsan = type == VYN_SCOPE_LOGICAL ? uint32_t{key.record.vsan} : 0;
+    if ((!next && received.msg_type != VYN_MSG_GET) || type > VYN_SCOPE_LOGICAL)
+        return refused(VYN_ERR_BAD_REQUEST, "wrong operation or scope");
     const feature *owner = find_feature(model.state().features, plain(key.name));
-    if (!owner)
-        return done(VYN_ERR_NO_SUCH_FEATURE);
+    if (owner == nullptr)
+        return outcome_of(VYN_ERR_NO_SUCH_FEATURE);
 
     auto row = owner->states.end();
-    if (next && scope == VYN_SCOPE_LOGICAL)
-        row = owner->states.upper_bound({scope, vsan});
-    else if (scope != 0)
-        row = owner->states.find({scope, vsan});
+    if (next && type == VYN_SCOPE_LOGICAL)
+        row = owner->states.upper_bound({type, vsan});
+    else if (type != 0)
+        row = owner->states.find({type, vsan});
     else if (!next && owner->last)
         row = owner->states.find(*owner->last);
     if (row == owner->states.end())
-        return done(VYN_ERR_NO_MORE_ENTRIES);
+        return outcome_of(VYN_ERR_NO_MORE_ENTRIES);
 
     const auto &[where, state] = *row;
     const vyn_feature_state record{{},
                                    state.action,
-                                   where.scope,
+                                   where.type,
                                    where.vsan,
                                    state.result,
                                    state.failure,
                                    state.seconds,
                                    state.microseconds,
                                    state.show_cfg_option};
-    outcome result{0, bytes(sizeof record), {}};
-    std::memcpy(result.reply.data(), &record, sizeof record);
+    outcome result{0, bytes(sizeof(record)), {}};
+    std::memcpy(result.reply.data(), &record, sizeof(record));
     return result;
 }
 
-outcome run_action(fabric &model, const registry_entry &entry, const request &asked, time_point now)
+outcome run_action(fabric &model, const registry_entry &entry, const request &received,
+                   time_point now)
 {
-    const auto where = place_of(entry.scope_type, entry.scope_value);
+    const auto where = scope_of(entry.scope_type, entry.scope_value);
     if (!where || entry.action < action_enable || entry.action > action_clear)
         return refused(VYN_ERR_BAD_REQUEST, "no such action or scope");
-    return done(model.start_action(plain(entry.name), *where, entry.action, asked.user, now));
+    return outcome_of(
+        model.start_action(plain(entry.name), *where, entry.action, received.user, now));
 }
 
 outcome store_entry(fabric &model, const registry_entry &entry, const request &, time_point)
 {
-    if (entry.show_cfg_option > most_show_cfg || entry.scope_type > VYN_SCOPE_LOGICAL)
+    if (entry.show_cfg_option > max_show_cfg || entry.scope_type > VYN_SCOPE_LOGICAL)
         return refused(VYN_ERR_BAD_REQUEST, "no such option or scope");
-    return done(model.store_entry(plain(entry.name), entry.show_cfg_option, entry.scope_type,
-                                  entry.scope_value));
+    return outcome_of(model.store_entry(plain(entry.name), entry.show_cfg_option, entry.scope_type,
+                                        entry.scope_value));
 }
 
 outcome store_option(fabric &model, const option_request &change, const request &, time_point)
 {
-    const auto where = place_of(change.scope, change.vsan);
-    if (change.option != option_show_cfg || !where || where->scope != VYN_SCOPE_LOGICAL ||
-        change.value == 0 || change.value > most_show_cfg)
+    const auto where = scope_of(change.scope, change.vsan);
+    if (change.option != option_show_cfg || !where || where->type != VYN_SCOPE_LOGICAL ||
+        change.value == 0 || change.value > max_show_cfg)
         return refused(VYN_ERR_BAD_REQUEST, "expected the show option of a VSAN");
-    return done(model.store_show_option(plain(change.name), *where, change.value));
+    return outcome_of(model.store_show_option(plain(change.name), *where, change.value));
 }
 
 std::string quoted(const name_field &name)
@@ -137,14 +137,14 @@ std::string quoted(const name_field &name)
     return "\"" + escaped(plain(name)) + "\" ";
 }
 
-// Any scope, as the record has it; `none` is what scope 0 means.
-std::string scope_text(uint32_t scope, uint32_t vsan, const char *none)
+// The scope of a record, which may be invalid. `none` is the text of type 0.
+std::string record_scope_text(uint32_t type, uint32_t vsan, const char *none)
 {
-    if (scope == 0)
+    if (type == 0)
         return none;
-    return scope <= VYN_SCOPE_LOGICAL
-               ? place_text({scope, vsan})
-               : "scope " + std::to_string(scope) + " vsan " + std::to_string(vsan);
+    return type <= VYN_SCOPE_LOGICAL
+               ? scope_text({type, vsan})
+               : "scope " + std::to_string(type) + " vsan " + std::to_string(vsan);
 }
 
 std::string registry_text(const be32 &index)
@@ -154,13 +154,14 @@ std::string registry_text(const be32 &index)
 
 std::string state_text(const state_request &key)
 {
-    return "state of " + quoted(key.name) + scope_text(key.record.scope, key.record.vsan, "last");
+    return "state of " + quoted(key.name) +
+           record_scope_text(key.record.scope, key.record.vsan, "last");
 }
 
 std::string action_text(const registry_entry &entry)
 {
     return "action " + named_text(action_names, entry.action) + " of " + quoted(entry.name) +
-           scope_text(entry.scope_type, entry.scope_value, "physical");
+           record_scope_text(entry.scope_type, entry.scope_value, "physical");
 }
 
 std::string entry_text(const registry_entry &entry)
@@ -173,25 +174,25 @@ std::string entry_text(const registry_entry &entry)
 std::string option_text(const option_request &change)
 {
     return "option " + std::to_string(change.option) + " of " + quoted(change.name) +
-           scope_text(change.scope, change.vsan, "scope 0") + " value " +
+           record_scope_text(change.scope, change.vsan, "scope 0") + " value " +
            std::to_string(change.value);
 }
 
 template <typename Record, outcome (*run)(fabric &, const Record &, const request &, time_point)>
-outcome with(fabric &model, const request &asked, time_point now)
+outcome with(fabric &model, const request &received, time_point now)
 {
     Record record;
-    if (!take(asked.record, record))
-        return refused(VYN_ERR_BAD_REQUEST, "the record has another size");
-    return run(model, record, asked, now);
+    if (!take(received.record, record))
+        return refused(VYN_ERR_BAD_REQUEST, "wrong record size");
+    return run(model, record, received, now);
 }
 
 template <typename Record, std::string (*describe)(const Record &)>
-std::string text(const request &asked)
+std::string text(const request &received)
 {
     Record record;
-    return take(asked.record, record) ? describe(record)
-                                      : std::to_string(asked.record.size()) + " bytes";
+    return take(received.record, record) ? describe(record)
+                                         : std::to_string(received.record.size()) + " bytes";
 }
 
 constexpr struct client_row {
@@ -222,14 +223,14 @@ bool is_client_request(uint32_t opcode)
     return row_of(opcode) != nullptr;
 }
 
-outcome answer_client(fabric &model, const request &asked, time_point now)
+outcome answer_client(fabric &model, const request &received, time_point now)
 {
-    return row_of(asked.opcode)->run(model, asked, now);
+    return row_of(received.opcode)->run(model, received, now);
 }
 
-std::string describe_client(const request &asked)
+std::string describe_client(const request &received)
 {
-    return row_of(asked.opcode)->describe(asked);
+    return row_of(received.opcode)->describe(received);
 }
 
 } // namespace vynd

@@ -1,7 +1,6 @@
-// One function for each word of vynctl.
+// The commands of vynctl: one function for each.
 //
-// A command that cannot be carried out throws, with the reason as its text, and leaves everything
-// as it was: the fabric is replaced as a whole, after its document has been read without error.
+// A refused command throws the reason, and changes nothing.
 #include "commands.h"
 
 #include <algorithm>
@@ -12,43 +11,6 @@
 #include "vynd_protocol.h"
 
 namespace vynd {
-
-const char command_help[] =
-    "commands:\n"
-    "  ping                         answers, also while the service is stalled\n"
-    "  show [PATH]                  the fabric, or a part of it, as in a scenario file\n"
-    "  set PATH VALUE               changes it: set discovery.status failed,\n"
-    "                               set features.0.scopes [\"logical\"], set features.- {...}\n"
-    "  remove PATH                  takes out an element, or sets a field to its default\n"
-    "  merge FEATURE SCOPE MS [CODE] [TEXT...]\n"
-    "                               a merge that takes so long, and fails if a code from 1 to\n"
-    "                               65535 or a text says why; a text alone has the code 1\n"
-    "  event discovery STATUS [REASON]\n"
-    "                               posts the end of a discovery; the fabric stays as it is\n"
-    "  event action FEATURE SCOPE ACTION RESULT\n"
-    "                               posts the end of an action: event action ntp 10 commit failed\n"
-    "  event merge-failure FEATURE SCOPE [TEXT...]\n"
-    "                               posts the failure of a merge\n"
-    "  event raw OPCODE [HEX]       posts any event\n"
-    "  fault list                   the faults that are on\n"
-    "  fault off                    all faults off\n"
-    "  fault NAME off               one fault off\n"
-    "  fault NAME [ARG] [on|COUNT]  on, or on for so many requests:\n"
-    "    stall                      serve nobody but vynctl; what waits goes on afterwards\n"
-    "    delay MS                   send replies so much later\n"
-    "    drop                       carry out requests, never reply\n"
-    "    short N                    cut replies to N bytes\n"
-    "    oversize N                 fill replies up to N bytes\n"
-    "    empty                      reply success without a byte\n"
-    "    error CODE                 refuse requests with this system error code\n"
-    "    disconnect                 close the connection instead of a reply\n"
-    "    wrong-query N              repeat query type N in replies instead of their own\n"
-    "SCOPE is physical, a VSAN, or TYPE/VALUE as an event is to carry them. ACTION\n"
-    "is none, enable, disable, commit, abort, clear or a number; RESULT is none, success, failed,\n"
-    "in-progress, partly or a number. FEATURE and TEXT are posted byte for byte as far as they "
-    "fit.\n"
-    "PATH is the way down the document, with dots; features are counted from 0 in registry\n"
-    "order, and - is behind the last. Numbers are decimal, or hexadecimal with 0x.\n";
 
 namespace {
 
@@ -85,31 +47,37 @@ std::string show(words rest, const command_target &target)
     return text;
 }
 
-void edit(const char *operation, const std::string &path, const json &value, fabric &model)
+// Sets the value at a path of the fabric's document, or removes it if `value` is null. The fabric
+// changes only if the result is a valid scenario.
+void edit(fabric &model, const std::string &path, const json *value)
 {
-    const json change = {
-        {"op", operation}, {"path", pointer_of(path).to_string()}, {"value", value}};
     const json document = state_to_json(model.state());
+    const json::json_pointer pointer = pointer_of(path);
+    // "add" would insert a new element before an existing one.
+    const char *set = document.contains(pointer) ? "replace" : "add";
+    const json change = {{"op", value != nullptr ? set : "remove"},
+                         {"path", pointer.to_string()},
+                         {"value", value != nullptr ? *value : json()}};
     model.replace(state_from_json(document.patch(json::array({change}))));
 }
 
-// A value is JSON; what is not JSON is a string, so that words need no quotes.
+// Returns a string for what is not JSON, so that words need no quotes.
+json parse_value(const std::string &text)
+{
+    // Copying a document recurses, so this refuses values nested deeper than any fabric.
+    const auto shallow = [](int depth, json::parse_event_t, const json &) {
+        return depth <= 16 ? true : throw std::invalid_argument("nested too deep");
+    };
+    const json value = json::parse(text, shallow, false);
+    return value.is_discarded() ? json(text) : value;
+}
+
 std::string set(words rest, const command_target &target)
 {
     if (rest.size() < 2)
         refuse("set needs a path and a value");
-    const std::string text = joined(rest.subspan(1));
-    // Copying a document recurses, so one nested deeper than any fabric is refused here.
-    const auto shallow = [](int depth, json::parse_event_t, const json &) {
-        return depth <= 16 ? true : throw std::invalid_argument("nested too deep");
-    };
-    json value = json::parse(text, shallow, false);
-    if (value.is_discarded())
-        value = text;
-    // An "add" would insert into an array where an element is meant to be replaced.
-    const json document = state_to_json(target.model.state());
-    const bool there = document.contains(pointer_of(rest[0]));
-    edit(there ? "replace" : "add", rest[0], value, target.model);
+    const json value = parse_value(joined(rest.subspan(1)));
+    edit(target.model, rest[0], &value);
     return "";
 }
 
@@ -117,17 +85,17 @@ std::string remove(words rest, const command_target &target)
 {
     if (rest.size() != 1)
         refuse("remove needs a path");
-    edit("remove", rest[0], nullptr, target.model);
+    edit(target.model, rest[0], nullptr);
     return "";
 }
 
 uint32_t named_word(const char *what, std::span<const named_value> names, const std::string &word,
-                    uint32_t most = UINT32_MAX)
+                    uint32_t max = UINT32_MAX)
 {
-    const auto value = parse_named(names, word, most);
+    const auto value = parse_named(names, word, max);
     if (!value)
         refuse(std::string("expected ") + what + ": " + list_of(names) + ", or a number up to " +
-               std::to_string(most));
+               std::to_string(max));
     return *value;
 }
 
@@ -142,8 +110,8 @@ event discovery_of(words rest)
     return discovery_event(static_cast<uint8_t>(status), *reason);
 }
 
-// The type and the value of a scope; the events do not agree on the types of the two scopes.
-place scope_of(const std::string &text, uint32_t physical, uint32_t logical)
+// `physical` and `logical`: the types of these scopes, which differ between events.
+scope scope_of(const std::string &text, uint32_t physical, uint32_t logical)
 {
     if (text == "physical")
         return {physical, 0};
@@ -160,18 +128,18 @@ event action_of(words rest)
 {
     if (rest.size() != 4)
         refuse("expected action FEATURE SCOPE ACTION RESULT");
-    const place scope = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
+    const scope where = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
     const uint32_t action = named_word("an action", action_names, rest[2]);
     const uint32_t result = named_word("a result", result_names, rest[3]);
-    return action_event(rest[0], action, scope.scope, scope.vsan, result);
+    return action_event(rest[0], action, where.type, where.vsan, result);
 }
 
 event merge_failure_of(words rest)
 {
     if (rest.size() < 2)
         refuse("expected merge-failure FEATURE SCOPE [TEXT...]");
-    const place scope = scope_of(rest[1], VYN_SERVICE_PHYSICAL, VYN_SERVICE_LOGICAL);
-    return merge_failure_event(rest[0], scope.scope, scope.vsan, joined(rest.subspan(2)));
+    const scope where = scope_of(rest[1], VYN_SERVICE_PHYSICAL, VYN_SERVICE_LOGICAL);
+    return merge_failure_event(rest[0], where.type, where.vsan, joined(rest.subspan(2)));
 }
 
 event raw_of(words rest)
@@ -199,27 +167,27 @@ event event_of(words rest)
     refuse("expected discovery, action, merge-failure or raw");
 }
 
-// A number in front is the code, unless it is too large for one.
+// A leading number is the code, if it is small enough.
 merge_failure failure_of(words rest)
 {
     if (rest.empty())
         return {};
-    const auto code = parse_number(rest[0], highest_merge_failure);
+    const auto code = parse_number(rest[0], max_merge_failure);
     if (code == 0)
-        refuse("codes count from 1");
-    return {code.value_or(usual_merge_failure), joined(rest.subspan(code ? 1 : 0))};
+        refuse("codes start at 1");
+    return {code.value_or(default_merge_failure), joined(rest.subspan(code ? 1 : 0))};
 }
 
 std::string merge(words rest, const command_target &target)
 {
-    const auto takes = rest.size() >= 3 ? parse_number(rest[2], longest_wait_ms) : std::nullopt;
-    if (!takes)
+    const auto duration = rest.size() >= 3 ? parse_number(rest[2], max_wait_ms) : std::nullopt;
+    if (!duration)
         refuse("expected merge FEATURE SCOPE MS [CODE] [TEXT...]");
-    const place where = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
-    if (where != place{} &&
-        (where.scope != VYN_SCOPE_LOGICAL || where.vsan == 0 || where.vsan > highest_vsan))
+    const scope where = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
+    if (where != scope{} &&
+        (where.type != VYN_SCOPE_LOGICAL || where.vsan == 0 || where.vsan > max_vsan))
         refuse("expected physical or a VSAN");
-    if (!target.model.start_merge(rest[0], where, std::chrono::milliseconds(*takes),
+    if (!target.model.start_merge(rest[0], where, std::chrono::milliseconds(*duration),
                                   failure_of(rest.subspan(3)), target.now))
         refuse("no such feature");
     return "";

@@ -1,8 +1,7 @@
-// The words that vynctl sends, carried out: faults, changes of the fabric, events.
+// Runs the commands that vynctl sends: faults, changes of the fabric, events.
 //
-// The service carries them out, not vynctl, so that there is one place that knows them; vynctl
-// only shows the text below. Changes of the fabric are edits of its document (see scenario.h):
-// what a scenario can say, a command can set.
+// vynctl only sends the words. Changes of the fabric are edits of its document (see scenario.h), so
+// a command can set all that a scenario can contain.
 #pragma once
 
 #include <functional>
@@ -14,13 +13,11 @@
 
 namespace vynd {
 
-extern const char command_help[];
-
 struct command_target {
     fabric &model;
     fault_board &faults;
     time_point now;
-    std::function<size_t(const event &)> post; // returns how many subscribers there are
+    std::function<size_t(const event &)> post; // returns the number of subscribers
 };
 
 struct command_answer {
@@ -28,7 +25,7 @@ struct command_answer {
     std::string text; // may be empty
 };
 
-// Never throws for what the line says: a refusal is an answer.
+// A refusal is an answer, not an exception.
 command_answer run_command(std::string_view line, const command_target &target);
 
 } // namespace vynd

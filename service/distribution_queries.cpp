@@ -1,8 +1,7 @@
 // Distribution as records of the wire.
 //
-// The status of distribution as a whole is told and set the other way around: 1 is disabled. A
-// family is enabled by a 1. The record that sets a multicast address has a word for that as well,
-// which is not looked at.
+// In the status of distribution as a whole 1 is disabled, in that of a family 1 is enabled. The
+// record that sets a multicast address has an enable word too; the service ignores it.
 #include "distribution_queries.h"
 
 #include "replies.h"
@@ -18,50 +17,49 @@ net_address address_in(const vyn_dist_ctrl_entry &entry)
 
 } // namespace
 
-outcome get_distribution(fabric &model, const query &asked)
+outcome get_distribution(fabric &model, const query &received)
 {
     const uint32_t disabled = model.state().distribution_enabled ? 0 : 1;
-    return found(asked.record.query_type, vyn_resp_dist_status{disabled});
+    return read_reply(received, vyn_resp_dist_status{disabled});
 }
 
-outcome set_distribution(fabric &model, const query &asked)
+outcome set_distribution(fabric &model, const query &received)
 {
-    const uint32_t disable = asked.record.request.dist_disable;
+    const uint32_t disable = received.record.request.dist_disable;
     if (disable > 1)
-        return refused(VYN_ERR_BAD_REQUEST, "distribution is 0 or 1");
-    return changed(asked.record.query_type, model.enable_distribution(disable == 0), "");
+        return refused(VYN_ERR_BAD_REQUEST, "expected 0 or 1");
+    return change_reply(received, model.enable_distribution(disable == 0), "");
 }
 
-outcome read_ip_family(fabric &model, const query &asked)
+outcome read_ip_family(fabric &model, const query &received)
 {
-    const uint32_t key = asked.record.request.dist_ctrl_key;
+    const uint32_t key = received.record.request.dist_ctrl_key;
     const auto &families = model.state().ip_families;
-    const auto row = asked.next() ? families.upper_bound(key) : families.find(key);
+    const auto row = received.next() ? families.upper_bound(key) : families.find(key);
     if (row == families.end())
-        return nothing(asked);
+        return no_row(received);
     vyn_dist_ctrl_entry reply{};
     fill_address(row->second.multicast, reply.addr_type,
                  reinterpret_cast<address_field &>(reply.addr));
     reply.enabled = row->second.enabled;
-    return found(asked.record.query_type, reply);
+    return read_reply(received, reply);
 }
 
-outcome enable_ip_family(fabric &model, const query &asked)
+outcome enable_ip_family(fabric &model, const query &received)
 {
-    const vyn_ip_dist_enable &change = asked.record.request.ip_dist_enable;
+    const vyn_ip_dist_enable &change = received.record.request.ip_dist_enable;
     if (change.enable > 1 || !model.state().ip_families.contains(change.addr_type))
-        return refused(VYN_ERR_BAD_REQUEST, "expected 0 or 1, and a family");
-    return changed(asked.record.query_type,
-                   model.enable_ip_family(change.addr_type, change.enable == 1),
-                   "the other family is enabled");
+        return refused(VYN_ERR_BAD_REQUEST, "expected a family, and 0 or 1");
+    return change_reply(received, model.enable_ip_family(change.addr_type, change.enable == 1),
+                        "the other family is enabled");
 }
 
-outcome set_multicast(fabric &model, const query &asked)
+outcome set_multicast(fabric &model, const query &received)
 {
-    const net_address address = address_in(asked.record.request.dist_ctrl);
+    const net_address address = address_in(received.record.request.dist_ctrl);
     if (!is_multicast(address))
         return refused(VYN_ERR_BAD_REQUEST, "not a multicast address");
-    return changed(asked.record.query_type, model.set_multicast(address), "");
+    return change_reply(received, model.set_multicast(address), "");
 }
 
 std::string ip_family_key(const vyn_snmp_req &record)

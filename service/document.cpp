@@ -1,21 +1,32 @@
-// Reading and writing the values of the document.
+// Reads and writes the values of the document.
 //
-// Numbers may be strings, because JSON has no hexadecimal and system error codes are unreadable
-// without. Everything that is written here is read back as the same.
+// Numbers may be strings, because JSON has no hexadecimal numbers, and system error codes are
+// unreadable in decimal. All that is written here reads back as the same value.
 #include "document.h"
+
+#include <algorithm>
 
 namespace vynd {
 
-uint32_t node::number(uint32_t most) const
+void node::expect_keys(const std::vector<const char *> &keys) const
+{
+    if (!value_.is_object())
+        refuse("expected an object");
+    for (const auto &[key, value] : value_.items())
+        if (std::find(keys.begin(), keys.end(), key) == keys.end())
+            at(key.c_str()).refuse("unknown key");
+}
+
+uint32_t node::number(uint32_t max) const
 {
     std::optional<uint32_t> number;
     // The library keeps numbers that were read as unsigned and others as signed.
-    if (value_.is_number_integer() && value_ >= 0 && value_ <= most)
+    if (value_.is_number_integer() && value_ >= 0 && value_ <= max)
         number = value_.get<uint32_t>();
     else if (value_.is_string())
-        number = parse_number(value_.get_ref<const std::string &>(), most);
+        number = parse_number(value_.get_ref<const std::string &>(), max);
     if (!number)
-        refuse("expected a number from 0 to " + std::to_string(most) + ", or \"0x...\"");
+        refuse("expected a number from 0 to " + std::to_string(max) + ", or \"0x...\"");
     return *number;
 }
 
@@ -43,28 +54,28 @@ uint32_t node::one_of(std::span<const named_value> names) const
     return *value;
 }
 
-uint32_t node::named_number(std::span<const named_value> names, uint32_t most) const
+uint32_t node::named_number(std::span<const named_value> names, uint32_t max) const
 {
-    return value_.is_number() ? number(most) : one_of(names);
+    return value_.is_number() ? number(max) : one_of(names);
 }
 
-std::string node::byte_text(size_t most) const
+std::string node::byte_text(size_t max) const
 {
-    const std::string &utf8 = text(); // the library has made sure that it is UTF-8
+    const std::string &utf8 = text(); // the library has checked that it is UTF-8
     std::string result;
-    for (size_t at = 0; at < utf8.size(); ++at) {
-        const auto lead = static_cast<unsigned char>(utf8[at]);
+    for (size_t i = 0; i < utf8.size(); i++) {
+        const auto lead = static_cast<unsigned char>(utf8[i]);
         if (lead == 0)
             refuse("a NUL cannot be part of a name");
         if (lead > 0xC3)
-            refuse("expected characters up to \\u00ff, which stand for one byte each");
+            refuse("expected characters up to \\u00ff, one byte each");
         if (lead < 0x80)
-            result += utf8[at];
+            result += utf8[i];
         else
-            result += static_cast<char>((lead & 3) << 6 | (utf8[++at] & 0x3F));
+            result += static_cast<char>((lead & 3) << 6 | (utf8[++i] & 0x3F));
     }
-    if (result.size() > most)
-        refuse("expected at most " + std::to_string(most) + " characters");
+    if (result.size() > max)
+        refuse("expected at most " + std::to_string(max) + " characters");
     return result;
 }
 
@@ -89,7 +100,7 @@ json code_to_json(uint32_t code)
 json named_to_json(std::span<const named_value> names, uint32_t value)
 {
     const char *name = name_of(names, value);
-    return name ? json(name) : json(value);
+    return name != nullptr ? json(name) : json(value);
 }
 
 } // namespace vynd

@@ -1,23 +1,21 @@
-// The document that a scenario is, value by value, and the way its values are read and written.
+// The values of a scenario's document.
 //
-// Names in JSON are Unicode, names in the fabric are bytes: the characters up to U+00FF stand for
-// one byte each, and others cannot be named. A value knows where in the document it is, so every
-// refusal names its place.
+// Names in JSON are Unicode, names in the fabric are bytes: a character up to U+00FF is one byte,
+// and others are refused. A value knows its path in the document, and every refusal names it.
 #pragma once
 
-#include <algorithm>
-#include <initializer_list>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "scenario.h"
 #include "text.h"
 
 namespace vynd {
 
-inline constexpr uint32_t longest_wait_ms = 24 * 60 * 60 * 1000;
+inline constexpr uint32_t max_wait_ms = 24 * 60 * 60 * 1000;
 
-// One value of the document and where it is.
+// One value of the document, and its path.
 class node {
   public:
     node(const json &value, std::string path) : value_(value), path_(std::move(path)) {}
@@ -27,58 +25,54 @@ class node {
         throw scenario_error((path_.empty() ? "/" : path_) + ": " + reason);
     }
 
-    // Makes sure that this is an object with no other keys than these.
-    void expect_keys(std::initializer_list<const char *> keys) const
-    {
-        if (!value_.is_object())
-            refuse("expected an object");
-        for (const auto &[key, value] : value_.items()) {
-            const auto matches = [&key = key](const char *known) { return key == known; };
-            if (std::none_of(keys.begin(), keys.end(), matches))
-                node(value, path_ + "/" + key).refuse("unknown key");
-        }
-    }
+    // Refuses anything but an object with no other keys than these.
+    void expect_keys(const std::vector<const char *> &keys) const;
 
-    // Calls `use` with the member of that name, if there is one.
+    bool has(const char *key) const { return value_.contains(key); }
+
+    // Returns a member that the object has.
+    node at(const char *key) const { return node(value_.at(key), path_ + "/" + key); }
+
+    // Calls `use` with a member if the object has it.
     template <typename Use> void with(const char *key, Use use) const
     {
-        if (const auto found = value_.find(key); found != value_.end())
-            use(node(*found, path_ + "/" + key));
+        if (has(key))
+            use(at(key));
     }
 
+    // Calls `use` with each element. Refuses anything but an array.
     template <typename Use> void each(Use use) const
     {
         if (!value_.is_array())
             refuse("expected an array");
-        for (size_t index = 0; index < value_.size(); ++index)
+        for (size_t index = 0; index < value_.size(); index++)
             use(node(value_[index], path_ + "/" + std::to_string(index)));
     }
 
-    bool has(const char *key) const { return value_.contains(key); }
     bool is_text() const { return value_.is_string(); }
 
-    // All of these refuse a value of another kind.
-    uint32_t number(uint32_t most = UINT32_MAX) const;
+    // These refuse a value of another kind.
+    uint32_t number(uint32_t max = UINT32_MAX) const;
     bool flag() const;
     const std::string &text() const;
     uint32_t one_of(std::span<const named_value> names) const;
 
-    // A name or, for what has none, a number.
-    uint32_t named_number(std::span<const named_value> names, uint32_t most = UINT32_MAX) const;
+    // Takes one of the names or, for a value without one, a number.
+    uint32_t named_number(std::span<const named_value> names, uint32_t max) const;
 
-    // The bytes that a string stands for, at most so many.
-    std::string byte_text(size_t most) const;
+    // Returns the bytes of a string, at most `max`.
+    std::string byte_text(size_t max) const;
 
   private:
     const json &value_;
     std::string path_;
 };
 
-// The characters that stand for these bytes.
+// The inverse of byte_text(), and of named_number().
 std::string utf8_of(std::string_view name);
-
-// The inverse of named_number(), and a system error code as people read it.
 json named_to_json(std::span<const named_value> names, uint32_t value);
+
+// Writes a system error code in hexadecimal.
 json code_to_json(uint32_t code);
 
 } // namespace vynd

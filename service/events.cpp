@@ -1,13 +1,13 @@
-// The payloads of events, from the records of the wire.
+// Builds the payloads of events from the records of the wire.
 //
-// The event of a notification has its type in front of the type's own record, and is as long as
-// that record and no longer; the event of an action is its record alone, which is packed.
+// The event of a notification is its type and the record of that type, without padding. The event
+// of an action is only its record.
 #include "events.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "fabric.h"
+#include "state.h"
 #include "vyn_wire.h"
 
 namespace vynd {
@@ -23,8 +23,8 @@ static_assert(sizeof(notification<vyn_merge_fail_notif>) == 352);
 
 template <typename Payload> bytes bytes_of(const Payload &payload)
 {
-    bytes result(sizeof payload);
-    std::memcpy(result.data(), &payload, sizeof payload);
+    bytes result(sizeof(payload));
+    std::memcpy(result.data(), &payload, sizeof(payload));
     return result;
 }
 
@@ -55,14 +55,15 @@ event action_event(std::string_view feature, uint32_t action, uint32_t scope_typ
                 " result " + named_text(result_names, result)};
 }
 
-event merge_failure_event(std::string_view feature, uint32_t scope, uint32_t vsan,
+event merge_failure_event(std::string_view feature, uint32_t scope_type, uint32_t vsan,
                           std::string_view reason)
 {
-    notification<vyn_merge_fail_notif> payload{VYN_NOTIF_MERGE_FAIL, {{}, {}, scope, vsan, {}}};
+    notification<vyn_merge_fail_notif> payload{VYN_NOTIF_MERGE_FAIL,
+                                               {{}, {}, scope_type, vsan, {}}};
     fill(payload.record.feature_name, feature);
     fill(payload.record.failure_text, reason);
     return {MTS_OPC_VYN_NOTIFICATION, bytes_of(payload),
-            "merge failure of \"" + escaped(feature) + "\" scope " + std::to_string(scope) +
+            "merge failure of \"" + escaped(feature) + "\" scope " + std::to_string(scope_type) +
                 " vsan " + std::to_string(vsan) + " \"" + escaped(reason) + "\""};
 }
 

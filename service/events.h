@@ -1,21 +1,19 @@
-// What the service posts to subscribers: the end of a discovery, the end of a feature action, the
-// failure of a merge.
+// The events that the service posts to subscribers: the end of a discovery, the end of a feature
+// action, the failure of a merge.
 //
-// The functions build any event that the wire can carry, not only those that the fabric posts by
-// itself, because the operator posts odd ones on purpose: values are not checked, and a name that
-// fills its field has no NUL behind it.
+// The functions build any event that the wire can carry, because vynctl also posts invalid ones:
+// values are not checked, and a name that fills its field has no NUL.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "bytes.h"
 
 namespace vynd {
 
-using bytes = std::vector<uint8_t>;
-
-// What subscribers of an opcode receive; the text is for the log.
+// Subscribers of the opcode receive the payload; the text is for the log.
 struct event {
     uint32_t opcode;
     bytes payload;
@@ -29,8 +27,8 @@ event discovery_event(uint8_t status, uint32_t failure_reason);
 event action_event(std::string_view feature, uint32_t action, uint32_t scope_type,
                    uint32_t scope_value, uint32_t result);
 
-// scope: 2 physical, 1 logical.
-event merge_failure_event(std::string_view feature, uint32_t scope, uint32_t vsan,
+// scope_type: 2 physical, 1 logical.
+event merge_failure_event(std::string_view feature, uint32_t scope_type, uint32_t vsan,
                           std::string_view reason);
 
 } // namespace vynd

@@ -1,9 +1,8 @@
-// The fabric's changes: requests that alter it, and what happens in it as time passes.
+// The changes that requests make, and those that come with time.
 //
-// How a discovery or an action ends is taken from the state when the end comes, not at the start,
-// so that a test can still decide how the running one ends; only its time is settled at the start.
-// An action runs for as long as its state says "in progress": running_ only knows when that ends.
-// Refusals are values, not exceptions: they are answers of the service like any other.
+// The result of a discovery or an action is read from the state at its end, its duration at its
+// start. So a test can still choose the result of a running one. An action runs while its state is
+// "in progress": running_ only knows when it ends.
 #include "fabric.h"
 
 #include <algorithm>
@@ -15,14 +14,14 @@ namespace vynd {
 
 namespace {
 
-// Whether the feature is distributed there. Enabling and disabling do not ask.
-bool supports(const feature &owner, const place &where, uint32_t action)
+// A feature can be enabled and disabled in any scope, other actions need its distribution there.
+bool supports(const feature &owner, const scope &where, uint32_t action)
 {
-    const uint32_t flag = where.scope == VYN_SCOPE_PHYSICAL ? 0x2 : 0x4;
+    const uint32_t flag = where.type == VYN_SCOPE_PHYSICAL ? 0x2 : 0x4;
     return action < action_commit || (owner.flags & flag) != 0;
 }
 
-bool runs_at(const feature &owner, const place &where)
+bool runs_in(const feature &owner, const scope &where)
 {
     const auto state = owner.states.find(where);
     return state != owner.states.end() && state->second.result == result_in_progress;
@@ -43,7 +42,7 @@ void fabric::replace(fabric_state state)
         discovery_ends_.reset();
     std::erase_if(running_, [&](const running_action &running) {
         const feature *owner = find_feature(state_.features, running.feature);
-        return !owner || !runs_at(*owner, running.where);
+        return owner == nullptr || !runs_in(*owner, running.where);
     });
 }
 
@@ -80,28 +79,28 @@ uint32_t fabric::set_multicast(const net_address &address)
     return 0;
 }
 
-uint32_t fabric::start_action(std::string_view name, const place &where, uint32_t action,
+uint32_t fabric::start_action(std::string_view name, const scope &where, uint32_t action,
                               std::string_view user, time_point now)
 {
     feature *owner = find_feature(state_.features, name);
-    if (!owner)
+    if (owner == nullptr)
         return VYN_ERR_NO_SUCH_FEATURE;
     if (!supports(*owner, where, action))
         return VYN_ERR_ACTION_UNSUPPORTED;
     if (action == action_clear) {
-        if (runs_at(*owner, where))
+        if (runs_in(*owner, where))
             end_action(*owner, where, result_failed, 0);
         owner->locks.erase(where);
     }
-    if (runs_at(*owner, where))
+    if (runs_in(*owner, where))
         return VYN_ERR_ACTION_IN_PROGRESS;
 
     running_action running{owner->name, where, now + owner->next_action.after, {}};
-    const bool locks = action == action_commit || action == action_abort;
-    const lock mine{std::string(user.substr(0, longest_user)), address_of("127.0.0.1")};
-    if (locks && owner->name.size() <= longest_record_name &&
-        owner->locks.emplace(where, mine).second)
-        running.held = mine;
+    const bool needs_lock = action == action_commit || action == action_abort;
+    const lock taken{std::string(user.substr(0, max_user)), address_of("127.0.0.1")};
+    if (needs_lock && owner->name.size() <= max_record_name &&
+        owner->locks.emplace(where, taken).second)
+        running.held = taken;
     scope_state &state = owner->states[where];
     state.action = action;
     state.result = result_in_progress;
@@ -120,7 +119,7 @@ uint32_t fabric::store_entry(std::string_view name, uint32_t show_cfg_option, ui
                              uint32_t scope_value)
 {
     feature *owner = find_feature(state_.features, name);
-    if (!owner)
+    if (owner == nullptr)
         return VYN_ERR_NO_SUCH_FEATURE;
     owner->show_cfg_option = show_cfg_option;
     owner->scope_type = scope_type;
@@ -128,10 +127,10 @@ uint32_t fabric::store_entry(std::string_view name, uint32_t show_cfg_option, ui
     return 0;
 }
 
-uint32_t fabric::store_show_option(std::string_view name, const place &where, uint32_t value)
+uint32_t fabric::store_show_option(std::string_view name, const scope &where, uint32_t value)
 {
     feature *owner = find_feature(state_.features, name);
-    if (!owner)
+    if (owner == nullptr)
         return VYN_ERR_NO_SUCH_FEATURE;
     const auto state = owner->states.find(where);
     if (state == owner->states.end())
@@ -142,7 +141,7 @@ uint32_t fabric::store_show_option(std::string_view name, const place &where, ui
 
 uint32_t fabric::add_static_peer(const net_address &peer)
 {
-    if (!state_.static_peers.emplace(peer, static_peer_added).second)
+    if (!state_.static_peers.try_emplace(peer).second)
         return VYN_ERR_PEER_EXISTS;
     return 0;
 }
@@ -154,10 +153,10 @@ uint32_t fabric::remove_static_peer(const net_address &peer)
     return 0;
 }
 
-uint32_t fabric::resolve_merge(std::string_view name, const place &where)
+uint32_t fabric::resolve_merge(std::string_view name, const scope &where)
 {
     feature *owner = find_feature(state_.features, name);
-    if (!owner)
+    if (owner == nullptr)
         return VYN_ERR_NO_SUCH_FEATURE;
     const auto merge = owner->merges.find(where);
     if (merge == owner->merges.end() || !merge->second.failed())
@@ -166,7 +165,7 @@ uint32_t fabric::resolve_merge(std::string_view name, const place &where)
     return 0;
 }
 
-uint32_t fabric::add_region(uint32_t id, const place &where)
+uint32_t fabric::add_region(uint32_t id, const scope &where)
 {
     if (!state_.regions.emplace(id, where).second)
         return VYN_ERR_REGION_EXISTS;
@@ -186,41 +185,42 @@ uint32_t fabric::remove_region(uint32_t id)
     return 0;
 }
 
-uint32_t fabric::assign_region(std::string_view name, const place &where, uint32_t region)
+uint32_t fabric::assign_region(std::string_view name, const scope &where, uint32_t region)
 {
     feature *owner = find_feature(state_.features, name);
-    if (!owner)
+    if (owner == nullptr)
         return VYN_ERR_NO_SUCH_FEATURE;
     if (!state_.regions.contains(region))
         return VYN_ERR_NO_SUCH_REGION;
-    const place first = owner->regions.empty() ? place{} : owner->regions.begin()->first;
-    owner->regions[where.scope == 0 ? first : where] = region;
+    const scope first = owner->regions.empty() ? scope{} : owner->regions.begin()->first;
+    owner->regions[where.type == 0 ? first : where] = region;
     return 0;
 }
 
-uint32_t fabric::unassign_region(std::string_view name, const place &where)
+uint32_t fabric::unassign_region(std::string_view name, const scope &where)
 {
     feature *owner = find_feature(state_.features, name);
-    if (!owner)
+    if (owner == nullptr)
         return VYN_ERR_NO_FEATURE_REGION;
-    const auto there = find_assignment(owner->regions, where);
-    if (there == owner->regions.end())
+    const auto assigned = find_assignment(owner->regions, where);
+    if (assigned == owner->regions.end())
         return VYN_ERR_NO_FEATURE_REGION;
-    owner->regions.erase(there);
+    owner->regions.erase(assigned);
     return 0;
 }
 
-bool fabric::start_merge(std::string_view name, const place &where, std::chrono::milliseconds takes,
-                         const merge_failure &failure, time_point now)
+bool fabric::start_merge(std::string_view name, const scope &where,
+                         std::chrono::milliseconds duration, const merge_failure &failure,
+                         time_point now)
 {
     feature *owner = find_feature(state_.features, name);
-    if (!owner)
+    if (owner == nullptr)
         return false;
-    if (owner->name.size() <= longest_record_name) {
+    if (owner->name.size() <= max_record_name) {
         owner->locks.emplace(where, lock{merge_user, address_of("127.0.0.1")});
         owner->merges[where] = {merge_in_progress, 0};
     }
-    merges_.emplace(now + takes, running_merge{owner->name, where, failure});
+    merges_.emplace(now + duration, running_merge{owner->name, where, failure});
     return true;
 }
 
@@ -240,31 +240,30 @@ void fabric::end_discovery()
     pending_.push_back(discovery_event(discovery.status, discovery.failure_reason));
 }
 
-void fabric::end_action(feature &owner, place where, uint32_t result, uint32_t failure)
+void fabric::end_action(feature &owner, scope where, uint32_t result, uint32_t failure)
 {
     const auto running = std::find_if(running_.begin(), running_.end(), [&](const auto &entry) {
         return entry.where == where && entry.feature == owner.name;
     });
     if (running != running_.end()) {
-        // The operator may have given the lock to somebody else in the meantime.
-        const auto now_held = owner.locks.find(where);
-        if (now_held != owner.locks.end() && now_held->second == running->held)
-            owner.locks.erase(now_held);
+        // An edit may have given the lock to another user meanwhile.
+        const auto held = owner.locks.find(where);
+        if (held != owner.locks.end() && held->second == running->held)
+            owner.locks.erase(held);
         running_.erase(running);
     }
     scope_state &state = owner.states[where];
     state.result = result;
     state.failure = failure;
     stamp(state);
-    pending_.push_back(action_event(owner.name, state.action, where.scope, where.vsan, result));
+    pending_.push_back(action_event(owner.name, state.action, where.type, where.vsan, result));
 }
 
-// The feature or its row may have gone in the meantime, and does not come back for it; what is told
-// of its merge is true all the same.
+// A feature or row removed meanwhile is not recreated; the failure event is posted anyway.
 void fabric::end_merge(const running_merge &merge)
 {
     const bool failed = merge.failure.code != 0;
-    if (feature *owner = find_feature(state_.features, merge.feature)) {
+    if (feature *owner = find_feature(state_.features, merge.feature); owner != nullptr) {
         const auto held = owner->locks.find(merge.where);
         if (held != owner->locks.end() && held->second.user == merge_user)
             owner->locks.erase(held);
@@ -273,7 +272,7 @@ void fabric::end_merge(const running_merge &merge)
             row->second = {failed ? merge_failed : merge_success, merge.failure.code};
     }
     if (failed)
-        pending_.push_back(merge_failure_event(merge.feature, service_scope(merge.where),
+        pending_.push_back(merge_failure_event(merge.feature, service_scope_type(merge.where),
                                                merge.where.vsan, merge.failure.text));
 }
 
@@ -300,7 +299,7 @@ std::vector<event> fabric::advance(time_point now)
         if (next.first() == next.discovery) {
             end_discovery();
         } else if (next.first() == next.action) {
-            // There is one of that name: replace() drops the actions of features that go.
+            // The feature exists: replace() drops the actions of removed features.
             feature &owner = *find_feature(state_.features, running_.front().feature);
             end_action(owner, running_.front().where, owner.next_action.result,
                        owner.next_action.failure);

@@ -1,11 +1,8 @@
-// The fabric that the stand-in service serves: its state, and everything that changes it.
+// The fabric that the stand-in service serves: its state, and all that changes it.
 //
-// There are no sockets here and nothing waits: whoever calls passes the time in, so a test plays
-// an hour in no time. What changes by itself (a discovery or an action that ends) changes in
-// advance(), which the server calls before each request and when next_change() has come; nothing
-// else looks at the time. The wall clock is asked for the times that states show, and nothing is
-// decided by it. The state is plain data with the shape of the scenario file, so that it can be
-// written out, edited and read back as one.
+// There are no sockets here and nothing waits: the caller passes the time, so a test can run an
+// hour at once. Discoveries, actions and merges end in advance(), which the server calls before
+// each request and at next_change(). The wall clock is only for the times that states show.
 #pragma once
 
 #include <algorithm>
@@ -17,73 +14,34 @@
 #include <vector>
 
 #include "events.h"
-#include "feature.h"
-#include "text.h"
+#include "state.h"
 
 namespace vynd {
 
 using time_point = std::chrono::steady_clock::time_point;
 
-// System error codes with which this service refuses, beside those that the module knows.
+// System error codes of this service's refusals that the module does not know.
 enum service_syserr : uint32_t {
-    VYN_ERR_UNKNOWN_REQUEST = 0x40B30002,   // no such opcode or query type
-    VYN_ERR_BAD_REQUEST = 0x40B30003,       // its operation, size or a value does not fit
-    VYN_ERR_NO_SUCH_FEATURE = 0x40B30004,   // it names a feature that is not registered
-    VYN_ERR_DISCOVERY_RUNNING = 0x40B30042, // one discovery at a time
-    VYN_ERR_NO_SUCH_PEER = 0x40B30043,      // a static peer to remove is not there
-    VYN_ERR_PEER_EXISTS = 0x40B30044,       // a static peer to add is there already
-    VYN_ERR_NO_FAILED_MERGE = 0x40B30045,   // there is none to resolve in that place
-    VYN_ERR_NO_SUCH_REGION = 0x40B30060,    // a region to remove or to assign to is not there
-    VYN_ERR_REGION_EXISTS = 0x40B30062,     // a region to add is there already
-    VYN_ERR_REGION_IN_USE = 0x40B30063,     // features are assigned to a region to remove
+    VYN_ERR_UNKNOWN_REQUEST = 0x40B30002,   // unknown opcode or query type
+    VYN_ERR_BAD_REQUEST = 0x40B30003,       // wrong operation, size or value
+    VYN_ERR_NO_SUCH_FEATURE = 0x40B30004,   // the feature is not registered
+    VYN_ERR_DISCOVERY_RUNNING = 0x40B30042, // only one discovery runs at a time
+    VYN_ERR_NO_SUCH_PEER = 0x40B30043,      // the static peer to remove does not exist
+    VYN_ERR_PEER_EXISTS = 0x40B30044,       // the static peer to add exists
+    VYN_ERR_NO_FAILED_MERGE = 0x40B30045,   // no failed merge to resolve in the scope
+    VYN_ERR_NO_SUCH_REGION = 0x40B30060,    // the region does not exist
+    VYN_ERR_REGION_EXISTS = 0x40B30062,     // the region to add exists
+    VYN_ERR_REGION_IN_USE = 0x40B30063,     // the region to remove has features
 };
 
-inline constexpr named_value disc_status_names[] = {
-    {"idle", 1}, {"running", 2}, {"completed", 3}, {"failed", 4}};
-
-struct discovery_end {
-    std::chrono::milliseconds after{1000};
-    uint8_t status = 3;
-    uint32_t failure_reason = 0;
-};
-
-struct discovery_state {
-    uint8_t status = 1;
-    uint32_t failure_reason = 0;
-    discovery_end next; // how discoveries end; `after` counts from their start
-};
-
-// The distribution over one IP family.
-struct ip_distribution {
-    net_address multicast; // of that family
-    bool enabled = false;
-};
-
-inline constexpr named_value ip_family_names[] = {{"ipv4", VYN_ADDR_IPV4}, {"ipv6", VYN_ADDR_IPV6}};
-
-struct fabric_state {
-    discovery_state discovery;
-    bool distribution_enabled = true;
-    // By address types, always both; at most one of them is enabled.
-    std::map<uint32_t, ip_distribution> ip_families{
-        {VYN_ADDR_IPV4, {address_of("239.255.70.83")}},
-        {VYN_ADDR_IPV6, {address_of("ff15::efff:4653")}}};
-    std::set<net_address> peers;                  // that physical discovery has found
-    std::map<net_address, uint32_t> static_peers; // and their status
-    std::map<uint32_t, place> regions;            // by their ids
-    std::vector<feature> features;                // in registry order
-};
-
-inline constexpr uint32_t static_peer_added = 1; // the status of one that a client has added
-
-// Why a merge is going to fail.
+// How a merge will end; code 0 is success.
 struct merge_failure {
-    uint32_t code = 0; // the service's; 0: it will not
+    uint32_t code = 0;
     std::string text;
 };
-inline constexpr uint32_t usual_merge_failure = 1; // the code where nothing else is said
+inline constexpr uint32_t default_merge_failure = 1; // the code of a text without one
 
-// The wall clock, since 1970.
+// Returns the time since 1970.
 using wall_clock = std::chrono::microseconds (*)();
 std::chrono::microseconds system_wall_clock();
 
@@ -96,66 +54,65 @@ class fabric {
 
     const fabric_state &state() const { return state_; }
 
-    // Changes the fabric from outside. A discovery or an action under way goes on, unless the new
-    // state says that it does not run; one that is declared running here never ends by itself.
+    // Replaces the state. A running discovery or action continues if the new state shows it. One
+    // that only the new state shows never ends.
     void replace(fabric_state state);
 
-    // What requests change. All return 0 or the system error code of the refusal.
+    // The changes that requests make. All return 0 or the system error code of the refusal.
     uint32_t start_discovery(time_point now);
     uint32_t enable_distribution(bool enabled);
 
-    // The family is an address type that ip_families has; so is that of the address.
+    // The family, and the type of the address, must be a key of ip_families.
     uint32_t enable_ip_family(uint32_t family, bool enabled);
     uint32_t set_multicast(const net_address &address);
 
     // Starts an action, one of feature_action, for a user. A commit or an abort holds the lock of
-    // its place while it runs, unless somebody holds it already. A clear first ends what runs
-    // there as failed, and takes away the lock whoever holds it.
-    uint32_t start_action(std::string_view name, const place &where, uint32_t action,
+    // its scope while it runs, unless the lock is taken. A clear first ends the action that runs in
+    // its scope as failed, and removes the lock of any holder.
+    uint32_t start_action(std::string_view name, const scope &where, uint32_t action,
                           std::string_view user, time_point now);
     uint32_t store_entry(std::string_view name, uint32_t show_cfg_option, uint32_t scope_type,
                          uint32_t scope_value);
-    uint32_t store_show_option(std::string_view name, const place &where, uint32_t value);
+    uint32_t store_show_option(std::string_view name, const scope &where, uint32_t value);
 
     uint32_t add_static_peer(const net_address &peer);
     uint32_t remove_static_peer(const net_address &peer);
-    uint32_t resolve_merge(std::string_view name, const place &where);
+    uint32_t resolve_merge(std::string_view name, const scope &where);
 
-    uint32_t add_region(uint32_t id, const place &where);
+    uint32_t add_region(uint32_t id, const scope &where);
     uint32_t remove_region(uint32_t id);
 
-    // At scope 0 these change and end the feature's first assignment; where it has none, it is
-    // assigned in physical scope.
-    uint32_t assign_region(std::string_view name, const place &where, uint32_t region);
-    uint32_t unassign_region(std::string_view name, const place &where);
+    // With scope type 0 these change and end the feature's first assignment. A feature without one
+    // is assigned in physical scope.
+    uint32_t assign_region(std::string_view name, const scope &where, uint32_t region);
+    uint32_t unassign_region(std::string_view name, const scope &where);
 
-    // Starts a merge of a feature's configuration there: it is in progress and holds the lock of
-    // its place, unless somebody holds it already, for as long as it takes. What is known of its
-    // members stays. False when there is no such feature.
-    bool start_merge(std::string_view name, const place &where, std::chrono::milliseconds takes,
+    // Starts a merge of a feature's configuration. Until it ends it is in progress and holds the
+    // lock of its scope, unless the lock is taken. Its members stay. Returns false if there is no
+    // such feature.
+    bool start_merge(std::string_view name, const scope &where, std::chrono::milliseconds duration,
                      const merge_failure &failure, time_point now);
 
-    // When advance() will next have something to do, if ever.
+    // Returns the time of the next change or event for advance(), if any.
     std::optional<time_point> next_change() const;
 
-    // Lets everything happen whose time has come, and returns the events of it, oldest first.
+    // Ends all that is due, and returns the events, oldest first.
     std::vector<event> advance(time_point now);
 
   private:
     struct running_action {
         std::string feature;
-        place where;
+        scope where;
         time_point ends;
-        std::optional<lock> held; // as it was taken for this action
+        std::optional<lock> held; // the lock that it took
     };
 
     struct running_merge {
         std::string feature;
-        place where;
+        scope where;
         merge_failure failure;
     };
 
-    // When what runs will end; never, where nothing does.
     static constexpr time_point never = time_point::max();
     struct ends {
         time_point discovery, action, merge;
@@ -165,14 +122,14 @@ class fabric {
     ends next_ends() const;
     void end_discovery();
     void end_merge(const running_merge &merge);
-    void end_action(feature &owner, place where, uint32_t result, uint32_t failure);
+    void end_action(feature &owner, scope where, uint32_t result, uint32_t failure);
     void stamp(scope_state &state) const;
 
     fabric_state state_;
     wall_clock clock_;
     std::optional<time_point> discovery_ends_;
-    std::vector<running_action> running_;             // in the order of their ends
-    std::multimap<time_point, running_merge> merges_; // by the time of their end
+    std::vector<running_action> running_;             // ordered by their ends
+    std::multimap<time_point, running_merge> merges_; // by their ends
     std::vector<event> pending_;                      // for the next advance()
 };
 

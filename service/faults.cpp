@@ -1,10 +1,12 @@
-// The board of faults and its words. What a fault does to a reply is the server's business; here
-// is only which are on, with what value and for how long.
+// The faults that are on, and the words that switch them.
 //
-// The table below is the one place that knows the words and their ranges. Every change answers with
-// the whole list of what is on, so that whoever switches one sees what else was left on.
+// The table below is the one place that knows the names and the ranges. The server knows what a
+// fault does to a reply. Every change returns the list of all faults that are on, so the operator
+// also sees a fault that was left on.
 #include "faults.h"
 
+#include <algorithm>
+#include <iterator>
 #include <stdexcept>
 
 #include "text.h"
@@ -13,120 +15,133 @@ namespace vynd {
 
 namespace {
 
-// In the order of the enumeration.
-constexpr struct {
+constexpr struct fault_row {
+    fault which;
     const char *name;
-    const char *argument; // what the number behind the name is; null: there is none
-    uint32_t least;
-    uint32_t most;
-} fault_words[] = {
-    {"stall", nullptr, 0, 0},
-    {"delay", "milliseconds", 0, 600'000},
-    {"drop", nullptr, 0, 0},
-    {"short", "bytes", 0, 65'536},
-    {"oversize", "bytes", 0, 1'048'576},
-    {"empty", nullptr, 0, 0},
-    {"error", "system error code", 1, UINT32_MAX},
-    {"disconnect", nullptr, 0, 0},
-    {"wrong-query", "query type", 0, UINT32_MAX},
+    const char *argument; // the number that follows the name; null: none does
+    uint32_t min;
+    uint32_t max;
+} fault_rows[] = {
+    // clang-format off
+    {fault::stall,       "stall",       nullptr,             0, 0},
+    {fault::delay,       "delay",       "milliseconds",      0, 600'000},
+    {fault::drop,        "drop",        nullptr,             0, 0},
+    {fault::shorten,     "short",       "bytes",             0, 65'536},
+    {fault::oversize,    "oversize",    "bytes",             0, 1'048'576},
+    {fault::empty,       "empty",       nullptr,             0, 0},
+    {fault::error,       "error",       "system error code", 1, UINT32_MAX},
+    {fault::disconnect,  "disconnect",  nullptr,             0, 0},
+    {fault::wrong_query, "wrong-query", "query type",        0, UINT32_MAX},
+    // clang-format on
 };
-static_assert(std::size(fault_words) == fault_count);
 
-std::string value_text(size_t index, uint32_t value)
+std::string value_text(fault which, uint32_t value)
 {
-    if (!fault_words[index].argument)
-        return fault_words[index].name;
-    return std::string(fault_words[index].name) + " " +
-           (index == static_cast<size_t>(fault::error) ? code_text(value) : std::to_string(value));
+    const auto &row = *std::find_if(std::begin(fault_rows), std::end(fault_rows),
+                                    [&](const fault_row &known) { return known.which == which; });
+    if (row.argument == nullptr)
+        return row.name;
+    return std::string(row.name) + " " +
+           (which == fault::error ? code_text(value) : std::to_string(value));
 }
 
-size_t index_of(const std::string &name)
+const fault_row &row_of(const std::string &name)
 {
     std::string names;
-    for (size_t index = 0; index < fault_count; ++index) {
-        if (name == fault_words[index].name)
-            return index;
-        names += std::string(" ") + fault_words[index].name;
+    for (const fault_row &row : fault_rows) {
+        if (name == row.name)
+            return row;
+        names += std::string(" ") + row.name;
     }
     throw std::invalid_argument("no fault \"" + escaped(name) + "\"; there are" + names);
 }
 
+uint32_t parse_argument(const fault_row &known, const std::string &word)
+{
+    const auto value = parse_number(word, known.max);
+    if (!value || *value < known.min)
+        throw std::invalid_argument(std::string(known.name) + " needs its " + known.argument +
+                                    ", " + std::to_string(known.min) + " to " +
+                                    std::to_string(known.max));
+    return *value;
+}
+
+uint32_t parse_count(const fault_row &known, const std::string &word)
+{
+    const auto count = parse_number(word);
+    if (!count || *count == 0 || known.which == fault::stall)
+        throw std::invalid_argument(std::string(known.name) +
+                                    ": expected on, off or a number of requests");
+    return *count;
+}
+
 } // namespace
+
+std::optional<uint32_t> active_faults::value(fault which) const
+{
+    const auto it = values_.find(which);
+    return it == values_.end() ? std::nullopt : std::optional(it->second);
+}
+
+std::string active_faults::text() const
+{
+    std::string text;
+    for (const auto &[which, value] : values_)
+        text += (text.empty() ? " (" : ", ") + value_text(which, value);
+    return text.empty() ? text : text + ")";
+}
 
 active_faults fault_board::meet_request()
 {
     active_faults faults;
-    for (size_t index = 0; index < fault_count; ++index) {
-        setting &current = settings_[index];
-        if (!current.on)
-            continue;
-        faults[index] = current.value;
-        if (current.left != 0 && --current.left == 0)
-            current.on = false;
+    for (auto &[which, current] : settings_) {
+        faults.add(which, current.value);
+        if (current.left)
+            --*current.left;
     }
+    std::erase_if(settings_, [](const auto &entry) { return entry.second.left == 0u; });
     return faults;
 }
 
 std::string fault_board::list() const
 {
     std::string text;
-    for (size_t index = 0; index < fault_count; ++index) {
-        if (!settings_[index].on)
-            continue;
-        text += (text.empty() ? "" : "\n") + value_text(index, settings_[index].value);
-        if (settings_[index].left != 0)
-            text += " for " + std::to_string(settings_[index].left) + " more";
+    for (const auto &[which, current] : settings_) {
+        text += (text.empty() ? "" : "\n") + value_text(which, current.value);
+        if (current.left)
+            text += " for " + std::to_string(*current.left) + " more";
     }
     return text.empty() ? "no faults" : text;
 }
 
 std::string fault_board::change(std::span<const std::string> words)
 {
+    if (words.empty())
+        throw std::invalid_argument("fault needs a name, \"off\" or \"list\"");
     if (words.size() == 1 && words[0] == "list")
         return list();
     if (words.size() == 1 && words[0] == "off") {
-        settings_ = {};
+        settings_.clear();
         return list();
     }
-    if (words.empty())
-        throw std::invalid_argument("fault needs a name, \"off\" or \"list\"");
 
-    const size_t index = index_of(words[0]);
-    const auto &known = fault_words[index];
-    const std::string name = known.name;
+    const fault_row &known = row_of(words[0]);
     words = words.subspan(1);
-    setting changed{.on = true};
     if (words.size() == 1 && words[0] == "off") {
-        changed.on = false;
-        words = {};
-    } else if (known.argument) {
-        const auto value = words.empty() ? std::nullopt : parse_number(words[0], known.most);
-        if (!value || *value < known.least)
-            throw std::invalid_argument(name + " needs its " + known.argument + ", " +
-                                        std::to_string(known.least) + " to " +
-                                        std::to_string(known.most));
-        changed.value = *value;
-        words = words.subspan(1);
+        settings_.erase(known.which);
+        return list();
     }
-    if (words.size() == 1 && words[0] != "on") {
-        const auto count = parse_number(words[0]);
-        if (!count || *count == 0 || index == static_cast<size_t>(fault::stall))
-            throw std::invalid_argument(name + ": expected on, off or a number of requests");
-        changed.left = *count;
-    } else if (words.size() > 1) {
-        throw std::invalid_argument(name + ": too many words");
+    setting changed;
+    if (known.argument != nullptr) {
+        changed.value = parse_argument(known, words.empty() ? "" : words[0]);
+        words = words.subspan(words.empty() ? 0 : 1);
     }
-    settings_[index] = changed;
+    if (words.size() > 1)
+        throw std::invalid_argument(std::string(known.name) + ": too many words");
+    if (words.size() == 1 && words[0] != "on")
+        changed.left = parse_count(known, words[0]);
+    settings_[known.which] = changed;
     return list();
-}
-
-std::string fault_text(const active_faults &faults)
-{
-    std::string text;
-    for (size_t index = 0; index < fault_count; ++index)
-        if (faults[index])
-            text += (text.empty() ? " (" : ", ") + value_text(index, *faults[index]);
-    return text.empty() ? text : text + ")";
 }
 
 } // namespace vynd

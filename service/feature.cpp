@@ -1,6 +1,4 @@
-// Finding features by their names.
-//
-// Nothing here changes a feature: what requests change is in the fabric, which owns them.
+// Finds features by their names. The fabric, which owns them, is the only one that changes them.
 #include "feature.h"
 
 #include <algorithm>
@@ -8,34 +6,28 @@
 
 namespace vynd {
 
-std::vector<feature>::const_iterator first_from(const std::vector<feature> &features,
-                                                std::string_view name)
-{
-    return std::lower_bound(
-        features.begin(), features.end(), name,
-        [](const feature &entry, std::string_view key) { return registry_order(entry.name, key); });
-}
-
-std::string place_text(const place &where)
-{
-    return where.scope == VYN_SCOPE_PHYSICAL ? "physical" : "vsan " + std::to_string(where.vsan);
-}
-
-region_rows::const_iterator find_assignment(const region_rows &regions, const place &where)
-{
-    return where.scope == 0 ? regions.begin() : regions.find(where);
-}
-
-bool registry_order(std::string_view a, std::string_view b)
+static bool is_before(std::string_view a, std::string_view b)
 {
     // Characters of strings are compared as unsigned, as strcmp does.
     return a.size() != b.size() ? a.size() < b.size() : a < b;
 }
 
-void sort_features(std::vector<feature> &features)
+std::vector<feature>::const_iterator first_from(const std::vector<feature> &features,
+                                                std::string_view name)
 {
-    std::sort(features.begin(), features.end(),
-              [](const feature &a, const feature &b) { return registry_order(a.name, b.name); });
+    return std::lower_bound(
+        features.begin(), features.end(), name,
+        [](const feature &entry, std::string_view key) { return is_before(entry.name, key); });
+}
+
+std::string scope_text(const scope &where)
+{
+    return where.type == VYN_SCOPE_PHYSICAL ? "physical" : "vsan " + std::to_string(where.vsan);
+}
+
+region_rows::const_iterator find_assignment(const region_rows &regions, const scope &where)
+{
+    return where.type == 0 ? regions.begin() : regions.find(where);
 }
 
 const feature *find_feature(const std::vector<feature> &features, std::string_view name)

@@ -1,9 +1,8 @@
-// A feature as the service knows it: its entry in the registry, its state in each scope, the locks
-// on its configuration, its peers, its merges and their members, and its regions.
+// A feature of the service: its entry in the registry, its state in each scope, the locks on its
+// configuration, its peers, its merges and their members, and its regions.
 //
-// All of them are kept in the order of the OID index, physical first and then by VSAN, so that the
-// next one behind a key is found without a search through all of them. Features are kept in
-// registry order, which is that of the index as well.
+// The rows are in the order of the OID index, physical first and then by VSAN, so that a map finds
+// the next row after a key. Features are in registry order, which is also that of the index.
 #pragma once
 
 #include <algorithm>
@@ -23,18 +22,17 @@
 
 namespace vynd {
 
-// Where something happens: in the whole fabric, or in one VSAN. As a key, scope 0 comes before
-// every place.
-struct place {
-    uint32_t scope = VYN_SCOPE_PHYSICAL;
+// The whole fabric, or one VSAN. As a key, type 0 is before every scope.
+struct scope {
+    uint32_t type = VYN_SCOPE_PHYSICAL;
     uint32_t vsan = 0; // 0 in physical scope
 
-    auto operator<=>(const place &) const = default;
+    auto operator<=>(const scope &) const = default;
 };
-inline constexpr uint32_t highest_vsan = 4093;
+inline constexpr uint32_t max_vsan = 4093;
 
 // "physical" or "vsan 10".
-std::string place_text(const place &where);
+std::string scope_text(const scope &where);
 
 enum feature_action : uint32_t {
     action_enable = 2,
@@ -56,30 +54,30 @@ enum action_result : uint32_t {
 inline constexpr named_value result_names[] = {
     {"none", 1}, {"success", 2}, {"failed", 3}, {"in-progress", 4}, {"partly", 5}};
 
-// What the last action in a scope was and what has become of it.
+// The last action in a scope and its result.
 struct scope_state {
     uint32_t action = 1;
     uint32_t result = result_none;
     uint32_t failure = 0; // a system error code
-    uint32_t seconds = 0; // of the wall clock, when the action began or, later, ended
+    uint32_t seconds = 0; // of the wall clock, when the action began or ended
     uint32_t microseconds = 0;
     uint32_t show_cfg_option = 1;
 };
 
-// Who holds the lock of a scope.
+// The holder of the lock of a scope.
 struct lock {
-    std::string user; // bytes, at most longest_user of them; with its mark, if it has one
+    std::string user; // at most max_user bytes, its mark included
     net_address address;
 
     bool operator==(const lock &) const = default;
 };
-inline constexpr size_t longest_user = 127;
-inline constexpr char merge_user[] = "$VYN$Merge"; // the service itself, while it merges
+inline constexpr size_t max_user = 127;
+inline constexpr char merge_user[] = "$VYN$Merge"; // the service itself, during a merge
 inline constexpr char user_mark = '\xF9';
 
-// A switch with which a feature is distributed in a place.
+// A switch to which a feature is distributed in a scope.
 struct feature_peer {
-    place where;
+    scope where;
     net_address peer;
 
     auto operator<=>(const feature_peer &) const = default;
@@ -89,28 +87,28 @@ enum merge_status : uint32_t { merge_success = 1, merge_in_progress, merge_faile
 inline constexpr named_value merge_status_names[] = {
     {"success", merge_success}, {"in-progress", merge_in_progress}, {"failed", merge_failed}};
 
-// What has become of the last merge of a feature's configuration in a place.
+// The result of the last merge of a feature's configuration in a scope.
 struct merge_state {
     uint32_t status = merge_success;
-    uint32_t failure = 0; // the service's code, at most highest_merge_failure; 0: it has not failed
+    uint32_t failure = 0; // the service's code, at most max_merge_failure; 0: none
 
     bool failed() const { return status == merge_failed || failure != 0; }
 };
-inline constexpr uint32_t highest_merge_failure = 0xFFFF;
+inline constexpr uint32_t max_merge_failure = 0xFFFF;
 
-// What the service tells of a switch that takes part in a merge.
+// The attributes of a switch that takes part in a merge.
 struct member_state {
     uint8_t attr1 = 0;
     uint8_t attr2 = 0;
 };
 
-// The region, by its id, that a feature is assigned to in each place.
-using region_rows = std::map<place, uint32_t>;
+// The id of the region that a feature is assigned to in each scope.
+using region_rows = std::map<scope, uint32_t>;
 
-// The assignment there, or at scope 0 the first one of all; the end where there is none.
-region_rows::const_iterator find_assignment(const region_rows &regions, const place &where);
+// Returns the assignment in that scope, with type 0 the first one; the end if there is none.
+region_rows::const_iterator find_assignment(const region_rows &regions, const scope &where);
 
-// How actions of a feature end; `after` counts from their start.
+// How an action of a feature ends; `after` counts from its start.
 struct action_end {
     std::chrono::milliseconds after{1000};
     uint32_t result = result_success;
@@ -128,34 +126,30 @@ struct feature {
     uint32_t flags = 0;
     uint32_t flags2 = 0;
     action_end next_action{};
-    std::map<place, scope_state> states{};
-    std::optional<place> last{}; // the state of the last action of all; none without states
-    std::map<place, lock> locks{};
+    std::map<scope, scope_state> states{};
+    std::optional<scope> last{}; // the scope of the last action; none without states
+    std::map<scope, lock> locks{};
     std::set<feature_peer> peers{};
-    std::map<place, merge_state> merges{};
-    std::map<feature_peer, member_state> members{}; // each of a merge
-    region_rows regions{};                          // that it is assigned to
+    std::map<scope, merge_state> merges{};
+    std::map<feature_peer, member_state> members{}; // each belongs to a merge
+    region_rows regions{};                          // to which it is assigned
 };
-inline constexpr size_t longest_feature_name = 82;
-inline constexpr size_t longest_record_name = 80; // of one with locks, peers, merges or regions
+inline constexpr size_t max_feature_name = 82;
+inline constexpr size_t max_record_name = 80; // of a feature with locks, peers, merges or regions
 inline constexpr named_value feature_scopes[] = {{"physical", 0x2}, {"logical", 0x4}}; // in flags
 
-// The order of the registry: strcmp of the names with their length in front.
-bool registry_order(std::string_view a, std::string_view b);
-
-void sort_features(std::vector<feature> &features);
-
-// The feature of that name, or null. They are in registry order.
+// Returns the feature of that name, or null. `features` are in registry order.
 const feature *find_feature(const std::vector<feature> &features, std::string_view name);
 feature *find_feature(std::vector<feature> &features, std::string_view name);
 
-// The first feature whose name is that one or comes behind it.
+// Returns the first feature with that name or a later one. Registry order is strcmp of the names,
+// each with its length as the first byte.
 std::vector<feature>::const_iterator first_from(const std::vector<feature> &features,
                                                 std::string_view name);
 
-// A row of one of the tables whose parts the features hold, such as that of locks.
+// A row of a table whose rows the features hold, such as that of locks.
 template <typename Rows> struct feature_row {
-    const feature *owner = nullptr; // null: there is no such row
+    const feature *owner = nullptr; // null: no row
     typename Rows::const_iterator row{};
 };
 
@@ -164,12 +158,12 @@ feature_row<Rows> find_row(const std::vector<feature> &features, Rows feature::*
                            std::string_view name, const typename Rows::key_type &key)
 {
     const feature *owner = find_feature(features, name);
-    if (!owner || !(owner->*rows).contains(key))
+    if (owner == nullptr || !(owner->*rows).contains(key))
         return {};
     return {owner, (owner->*rows).find(key)};
 }
 
-// The first row behind that key in the order of the OID index. An empty name comes before all.
+// Returns the first row after that key in the order of the OID index. An empty name is first.
 template <typename Rows>
 feature_row<Rows> next_row(const std::vector<feature> &features, Rows feature::*rows,
                            std::string_view name, const typename Rows::key_type &key)
@@ -179,7 +173,7 @@ feature_row<Rows> next_row(const std::vector<feature> &features, Rows feature::*
         const auto next = ((*owner).*rows).upper_bound(key);
         if (next != ((*owner).*rows).end())
             return {&*owner, next};
-        ++owner;
+        owner++;
     }
     owner = std::find_if(owner, features.end(),
                          [&](const feature &entry) { return !(entry.*rows).empty(); });

@@ -1,18 +1,18 @@
 // The queries of locks: who holds the configuration of a feature in a scope.
 #pragma once
 
-#include "queries.h"
+#include "query.h"
 #include "vyn_wire.h"
 
 namespace vynd {
 
-// The lock of exactly that place; without one, a reply that says that nobody holds it.
-outcome get_lock(fabric &model, const query &asked);
+// Replies with the lock of that scope, or with one that is not taken.
+outcome get_lock(fabric &model, const query &received);
 
-// The first lock behind the key.
-outcome get_next_lock(fabric &model, const query &asked);
+// Replies with the first lock after the key.
+outcome get_next_lock(fabric &model, const query &received);
 
-// The key of these queries, for the log.
+// Returns the key of these queries for the log.
 std::string lock_key(const vyn_snmp_req &record);
 
 } // namespace vynd

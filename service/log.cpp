@@ -1,8 +1,8 @@
-// Writing lines without ever waiting for whoever reads them.
+// Writes lines without waiting for their reader.
 //
-// A descriptor that poll() calls writable takes 4,096 bytes at once when it is a pipe, so lines
-// are kept shorter than that. Making standard output non-blocking instead would change it for
-// the shell that shares it. A file on a disk always takes a line and is not asked.
+// A pipe that poll() reports as writable takes 4,096 bytes at once, so longer lines are cut.
+// Making standard output non-blocking instead would change it for the shell that shares it. A file
+// on a disk always takes a line, without a poll.
 #include "log.h"
 
 #include <fcntl.h>
@@ -29,12 +29,12 @@ static bool is_file(int fd)
     return fstat(fd, &target) == 0 && S_ISREG(target.st_mode);
 }
 
-event_log::event_log() : may_wait_(!is_file(target_))
+event_log::event_log() : may_block_(!is_file(target_))
 {
 }
 
 event_log::event_log(const std::string &file)
-    : file_(open_to_append(file)), target_(file_.get()), may_wait_(!is_file(target_))
+    : file_(open_to_append(file)), target_(file_.get()), may_block_(!is_file(target_))
 {
 }
 
@@ -43,17 +43,17 @@ void event_log::line(const std::string &text)
     if (missing_ != 0 && put(std::to_string(missing_) + " lines are missing here"))
         missing_ = 0;
     if (!put(text))
-        ++missing_;
+        missing_++;
 }
 
 bool event_log::put(std::string text)
 {
-    constexpr size_t longest = 4095;
-    if (text.size() > longest)
-        text.resize(longest);
+    constexpr size_t max_line = 4095;
+    if (text.size() > max_line)
+        text.resize(max_line);
     text += '\n';
     pollfd ready{target_, POLLOUT, 0};
-    if (may_wait_ && (poll(&ready, 1, 0) != 1 || !(ready.revents & POLLOUT)))
+    if (may_block_ && (poll(&ready, 1, 0) != 1 || !(ready.revents & POLLOUT)))
         return false;
     return write(target_, text.data(), text.size()) >= 0;
 }

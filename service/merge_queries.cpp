@@ -1,9 +1,8 @@
 // Merges as records of the wire.
 //
-// The scopes of these records count the other way around than those of the fabric. A client walks
-// a feature from its physical row, which it gets for a logical scope without a VSAN, to the logical
-// ones; that there are no further ones it learns from the physical row coming again, or for a
-// feature without one from a reply that holds no entry.
+// A client walks a feature from the physical row to the logical rows. It asks for the physical row
+// with a logical scope without a VSAN. At the end it gets the physical row again or, if there is
+// none, a reply with 0 entries.
 #include "merge_queries.h"
 
 #include "keys.h"
@@ -13,16 +12,16 @@ namespace vynd {
 
 namespace {
 
-using merge_rows = std::map<place, merge_state>;
+using merge_rows = std::map<scope, merge_state>;
 
-static_assert(sizeof(vyn_merge_key::app_name) == longest_record_name + 1 &&
-              sizeof(vyn_resp_merge::app_name) == longest_record_name + 1);
+static_assert(sizeof(vyn_merge_key::app_name) == max_record_name + 1 &&
+              sizeof(vyn_resp_merge::app_name) == max_record_name + 1);
 
-merge_rows::const_iterator next_merge(const merge_rows &rows, uint32_t scope, uint32_t vsan)
+merge_rows::const_iterator next_merge(const merge_rows &rows, uint32_t scope_type, uint32_t vsan)
 {
-    if (scope == VYN_SERVICE_NO_SCOPE)
+    if (scope_type == VYN_SERVICE_NO_SCOPE)
         return rows.begin();
-    if (scope == VYN_SERVICE_PHYSICAL)
+    if (scope_type == VYN_SERVICE_PHYSICAL)
         return rows.lower_bound({VYN_SCOPE_LOGICAL, 0});
     const auto physical = rows.find({VYN_SCOPE_PHYSICAL, 0});
     if (vsan == 0 && physical != rows.end())
@@ -31,7 +30,7 @@ merge_rows::const_iterator next_merge(const merge_rows &rows, uint32_t scope, ui
     return next != rows.end() ? next : physical;
 }
 
-vyn_resp_merge record_of(std::string_view name, const place &where, const merge_state &merge)
+vyn_resp_merge record_of(std::string_view name, const scope &where, const merge_state &merge)
 {
     vyn_resp_merge record{};
     record.failure_code[0] = static_cast<uint8_t>(merge.failure >> 8);
@@ -39,48 +38,49 @@ vyn_resp_merge record_of(std::string_view name, const place &where, const merge_
     std::memcpy(record.app_name, name.data(), name.size());
     record.entries = 1;
     record.status = merge.status;
-    record.scope = service_scope(where);
+    record.scope = service_scope_type(where);
     record.vsan = where.vsan;
     record.failed = merge.failure != 0;
     return record;
 }
 
-// Whether the key can be one at all: getnext asks without a scope too.
-bool makes_sense(const vyn_merge_key &key, uint32_t mark, uint32_t least_scope)
+// A getnext may have no scope.
+bool is_valid(const vyn_merge_key &key, uint32_t mark, uint32_t min_scope)
 {
-    return name_in(key.app_name).size() <= longest_record_name && key.query_mark == mark &&
-           key.scope >= least_scope && key.scope <= VYN_SERVICE_PHYSICAL;
+    return name_in(key.app_name).size() <= max_record_name && key.query_mark == mark &&
+           key.scope >= min_scope && key.scope <= VYN_SERVICE_PHYSICAL;
 }
 
 } // namespace
 
-outcome read_merge(fabric &model, const query &asked)
+outcome read_merge(fabric &model, const query &received)
 {
-    const vyn_merge_key &key = asked.record.request.req_merge;
-    if (!makes_sense(key, VYN_MERGE_QUERY_MARK,
-                     asked.next() ? VYN_SERVICE_NO_SCOPE : VYN_SERVICE_LOGICAL))
-        return refused(VYN_ERR_BAD_REQUEST, "expected a name with an end, the mark and a scope");
+    const vyn_merge_key &key = received.record.request.req_merge;
+    if (!is_valid(key, VYN_MERGE_QUERY_MARK,
+                  received.next() ? VYN_SERVICE_NO_SCOPE : VYN_SERVICE_LOGICAL))
+        return refused(VYN_ERR_BAD_REQUEST, "name is not NUL-terminated, no mark, or wrong scope");
     const feature *owner = find_feature(model.state().features, name_in(key.app_name));
-    if (!owner)
-        return asked.next() ? refused(VYN_ERR_NO_MORE_ENTRIES, "no such feature")
-                            : refused(VYN_ERR_NO_SUCH_FEATURE, "no such feature");
+    if (owner == nullptr)
+        return received.next() ? refused(VYN_ERR_NO_MORE_ENTRIES, "no such feature")
+                               : refused(VYN_ERR_NO_SUCH_FEATURE, "no such feature");
     const merge_rows &rows = owner->merges;
-    const auto row = asked.next() ? next_merge(rows, key.scope, key.vsan)
-                                  : rows.find(service_place(key.scope, key.vsan));
+    const auto row = received.next() ? next_merge(rows, key.scope, key.vsan)
+                                     : rows.find(scope_from_service(key.scope, key.vsan));
     const vyn_resp_merge reply =
         row == rows.end() ? vyn_resp_merge{} : record_of(owner->name, row->first, row->second);
-    return found(asked.record.query_type, reply);
+    return read_reply(received, reply);
 }
 
-outcome resolve_merge(fabric &model, const query &asked)
+outcome resolve_merge(fabric &model, const query &received)
 {
-    const vyn_merge_key &key = asked.record.request.req_merge;
-    if (!makes_sense(key, 0, VYN_SERVICE_LOGICAL))
-        return refused(VYN_ERR_BAD_REQUEST, "expected a name with an end, no mark and a scope");
+    const vyn_merge_key &key = received.record.request.req_merge;
+    if (!is_valid(key, 0, VYN_SERVICE_LOGICAL))
+        return refused(VYN_ERR_BAD_REQUEST, "name is not NUL-terminated, a mark, or wrong scope");
     const uint32_t status =
-        model.resolve_merge(name_in(key.app_name), service_place(key.scope, key.vsan));
-    return changed(asked.record.query_type, status,
-                   status == VYN_ERR_NO_SUCH_FEATURE ? "no such feature" : "no failed merge there");
+        model.resolve_merge(name_in(key.app_name), scope_from_service(key.scope, key.vsan));
+    return change_reply(received, status,
+                        status == VYN_ERR_NO_SUCH_FEATURE ? "no such feature"
+                                                          : "no failed merge in this scope");
 }
 
 std::string merge_key(const vyn_snmp_req &record)

@@ -1,130 +1,116 @@
-// JSON to fabric and back. Each part of the document has one function that reads it and one that
-// writes it, side by side; those of features, peers and regions have files of their own.
-//
-// A missing field keeps the default that the fabric's own types give it; only what identifies
-// something in a list has none.
+// The table of the scenario's fields, and those of discovery and distribution.
 #include "scenario.h"
 
+#include <algorithm>
 #include <fstream>
-#include <set>
 
-#include "document.h"
+#include "fields.h"
 #include "scenario_features.h"
-#include "scenario_peers.h"
-#include "scenario_regions.h"
+#include "scenario_values.h"
 
 namespace vynd {
 
 namespace {
 
-discovery_end read_discovery_end(const node &value)
+constexpr named_value discovery_end_names[] = {{"completed", 3}, {"failed", 4}};
+
+const fields<discovery_end> discovery_end_fields = {
+    duration("after_ms", &discovery_end::after),
+    one_of("status", &discovery_end::status, discovery_end_names),
+    code("failure_reason", &discovery_end::failure_reason),
+};
+
+const fields<discovery_state> discovery_fields = {
+    named("status", &discovery_state::status, disc_status_names),
+    code("failure_reason", &discovery_state::failure_reason),
+    object("next", &discovery_state::next, discovery_end_fields),
+};
+
+const fields<ip_distribution> ip_family_fields = {
+    flag("enabled", &ip_distribution::enabled),
+    single(
+        "address", &ip_distribution::multicast,
+        [](const node &given) { return address_of(given.byte_text(max_address)); }, text_of),
+};
+
+field<fabric_state> ip_family(const char *key, uint32_t type)
 {
-    discovery_end end;
-    value.expect_keys({"after_ms", "status", "failure_reason"});
-    value.with("after_ms", [&](const node &member) {
-        end.after = std::chrono::milliseconds(member.number(longest_wait_ms));
-    });
-    value.with("status", [&](const node &member) {
-        static constexpr named_value ends[] = {{"completed", 3}, {"failed", 4}};
-        end.status = static_cast<uint8_t>(member.one_of(ends));
-    });
-    value.with("failure_reason", [&](const node &member) { end.failure_reason = member.number(); });
-    return end;
+    return {{key},
+            [=](const node &value, fabric_state &state) {
+                value.with(key, [&](const node &given) {
+                    ip_distribution &family = state.ip_families.at(type);
+                    read_fields(given, ip_family_fields, family);
+                    if (family.multicast.type != type || !is_multicast(family.multicast))
+                        given.at("address").refuse("expected a multicast address of this family");
+                });
+            },
+            [=](const fabric_state &state, json &value) {
+                value[key] = write_fields(state.ip_families.at(type), ip_family_fields);
+            }};
 }
 
-discovery_state read_discovery(const node &value)
-{
-    discovery_state state;
-    value.expect_keys({"status", "failure_reason", "next"});
-    value.with("status", [&](const node &member) {
-        state.status = static_cast<uint8_t>(member.named_number(disc_status_names, UINT8_MAX));
-    });
-    value.with("failure_reason",
-               [&](const node &member) { state.failure_reason = member.number(); });
-    value.with("next", [&](const node &member) { state.next = read_discovery_end(member); });
-    return state;
-}
-
-json discovery_to_json(const discovery_state &state)
-{
-    return {{"status", named_to_json(disc_status_names, state.status)},
-            {"failure_reason", code_to_json(state.failure_reason)},
-            {"next",
-             {{"after_ms", state.next.after.count()},
-              {"status", named_text(disc_status_names, state.next.status)},
-              {"failure_reason", code_to_json(state.next.failure_reason)}}}};
-}
-
-void read_ip_family(const node &value, uint32_t type, ip_distribution &family)
-{
-    value.expect_keys({"enabled", "address"});
-    value.with("enabled", [&](const node &member) { family.enabled = member.flag(); });
-    value.with("address", [&](const node &member) {
-        family.multicast = address_of(member.byte_text(longest_address));
-        if (family.multicast.type != type || !is_multicast(family.multicast))
-            member.refuse("expected a multicast address of this family");
-    });
-}
+const fields<fabric_state> distribution_fields = {
+    flag("enabled", &fabric_state::distribution_enabled),
+    ip_family("ipv4", VYN_ADDR_IPV4),
+    ip_family("ipv6", VYN_ADDR_IPV6),
+};
 
 void read_distribution(const node &value, fabric_state &state)
 {
-    value.expect_keys({"enabled", "ipv4", "ipv6"});
-    value.with("enabled", [&](const node &member) { state.distribution_enabled = member.flag(); });
-    uint32_t enabled = 0;
-    for (const auto &[name, type] : ip_family_names) {
-        ip_distribution &family = state.ip_families.at(type);
-        value.with(name,
-                   [&, type = type](const node &member) { read_ip_family(member, type, family); });
-        enabled += family.enabled;
-    }
-    if (enabled > 1)
-        value.refuse("distribution runs over one IP family at a time");
+    value.with("distribution", [&](const node &given) {
+        read_fields(given, distribution_fields, state);
+        const auto is_enabled = [](const auto &family) { return family.second.enabled; };
+        if (std::count_if(state.ip_families.begin(), state.ip_families.end(), is_enabled) > 1)
+            given.refuse("distribution runs over one IP family at a time");
+    });
 }
 
-json distribution_to_json(const fabric_state &state)
+void write_distribution(const fabric_state &state, json &value)
 {
-    json result = {{"enabled", state.distribution_enabled}};
-    for (const auto &[name, type] : ip_family_names) {
-        const ip_distribution &family = state.ip_families.at(type);
-        result[name] = {{"enabled", family.enabled}, {"address", text_of(family.multicast)}};
-    }
-    return result;
+    value["distribution"] = write_fields(state, distribution_fields);
+}
+
+using static_peer_row = std::pair<net_address, static_peer>;
+
+const fields<static_peer> static_peer_fields = {number("status", &static_peer::status)};
+
+const fields<static_peer_row> static_peer_row_fields = {
+    address_keys(&static_peer_row::first),
+    inlined(&static_peer_row::second, static_peer_fields),
+};
+
+using region_row = std::pair<uint32_t, scope>;
+
+const fields<region_row> region_row_fields = {
+    region_id("id", &region_row::first),
+    scope_keys(&region_row::second),
+};
+
+const fields<fabric_state> &scenario_fields()
+{
+    static const fields<fabric_state> table = {
+        object("discovery", &fabric_state::discovery, discovery_fields),
+        {{"distribution"}, read_distribution, write_distribution},
+        single("peers", &fabric_state::peers, read_addresses, addresses_to_json),
+        keyed_list("static_peers", &fabric_state::static_peers, "address", static_peer_row_fields),
+        keyed_list("regions", &fabric_state::regions, "id", region_row_fields),
+        features_field(),
+    };
+    return table;
 }
 
 } // namespace
 
 fabric_state state_from_json(const json &document)
 {
-    const node root(document, "");
     fabric_state state;
-    root.expect_keys({"discovery", "distribution", "peers", "static_peers", "regions", "features"});
-    root.with("discovery", [&](const node &value) { state.discovery = read_discovery(value); });
-    root.with("distribution", [&](const node &value) { read_distribution(value, state); });
-    root.with("peers", [&](const node &value) { state.peers = read_peers(value); });
-    root.with("static_peers",
-              [&](const node &value) { state.static_peers = read_static_peers(value); });
-    root.with("regions", [&](const node &value) { state.regions = read_regions(value); });
-    root.with("features", [&](const node &value) {
-        std::set<std::string> names;
-        value.each([&](const node &entry) {
-            state.features.push_back(read_feature(entry, state.regions, names));
-        });
-    });
-    sort_features(state.features);
+    read_fields(node(document, ""), scenario_fields(), state);
     return state;
 }
 
 json state_to_json(const fabric_state &state)
 {
-    json features = json::array();
-    for (const feature &entry : state.features)
-        features.push_back(feature_to_json(entry));
-    return {{"discovery", discovery_to_json(state.discovery)},
-            {"distribution", distribution_to_json(state)},
-            {"peers", peers_to_json(state.peers)},
-            {"static_peers", static_peers_to_json(state.static_peers)},
-            {"regions", regions_to_json(state.regions)},
-            {"features", features}};
+    return write_fields(state, scenario_fields());
 }
 
 std::string json_reason(const std::exception &error)

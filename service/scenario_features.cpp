@@ -1,205 +1,280 @@
-// Features in a scenario, and back.
+// The table of a feature's fields, and those of the objects in it.
 //
-// The marks that the service puts on a user's name are fields of their own here, so that nobody has
-// to know how they look on the wire. Peers and merges are read in scenario_peers.cpp, regions in
-// scenario_regions.cpp.
+// A scenario groups the peers of a feature by their scopes, and puts the members of a merge into
+// the merge. The fabric keeps both flat, in the order of their tables.
 #include "scenario_features.h"
 
-#include "scenario_peers.h"
-#include "scenario_places.h"
-#include "scenario_regions.h"
+#include <algorithm>
+
+#include "scenario_values.h"
 
 namespace vynd {
 
 namespace {
 
-// The fields of a feature that are plain numbers, and 0 where the scenario does not say.
-constexpr struct {
-    const char *key;
-    uint32_t feature::*member;
-} feature_numbers[] = {
-    {"show_cfg_option", &feature::show_cfg_option},
-    {"entry_attr", &feature::entry_attr},
-    {"action", &feature::action},
-    {"scope_type", &feature::scope_type},
-    {"scope_value", &feature::scope_value},
-    {"flags", &feature::flags},
-    {"flags2", &feature::flags2},
+constexpr named_value action_end_names[] = {
+    {"success", result_success}, {"failed", result_failed}, {"partly", result_partly}};
+
+const fields<action_end> action_end_fields = {
+    duration("after_ms", &action_end::after),
+    one_of("result", &action_end::result, action_end_names),
+    code("failure", &action_end::failure),
 };
 
-constexpr struct {
-    const char *key;
-    uint32_t scope_state::*member;
-} state_numbers[] = {
-    {"seconds", &scope_state::seconds},
-    {"microseconds", &scope_state::microseconds},
-    {"show_cfg_option", &scope_state::show_cfg_option},
+const fields<scope_state> state_fields = {
+    named("action", &scope_state::action, action_names),
+    named("result", &scope_state::result, result_names),
+    unless_default(code("failure", &scope_state::failure)),
+    unless_default(number("seconds", &scope_state::seconds)),
+    unless_default(number("microseconds", &scope_state::microseconds)),
+    unless_default(number("show_cfg_option", &scope_state::show_cfg_option)),
 };
 
-action_end read_action_end(const node &value)
-{
-    action_end end;
-    value.expect_keys({"after_ms", "result", "failure"});
-    value.with("after_ms", [&](const node &member) {
-        end.after = std::chrono::milliseconds(member.number(longest_wait_ms));
-    });
-    value.with("result", [&](const node &member) {
-        static constexpr named_value ends[] = {
-            {"success", result_success}, {"failed", result_failed}, {"partly", result_partly}};
-        end.result = member.one_of(ends);
-    });
-    value.with("failure", [&](const node &member) { end.failure = member.number(); });
-    return end;
-}
-
-json action_end_to_json(const action_end &end)
-{
-    return {{"after_ms", end.after.count()},
-            {"result", named_text(result_names, end.result)},
-            {"failure", code_to_json(end.failure)}};
-}
-
-void read_state(const node &value, feature &owner)
-{
+// A state, and whether its action is the last one of the feature.
+struct state_row {
+    scope where;
     scope_state state;
-    value.expect_keys({"scope", "vsan", "action", "result", "failure", "seconds", "microseconds",
-                       "show_cfg_option", "last"});
-    const place where = read_free_place(value, owner.states);
-    value.with("action",
-               [&](const node &member) { state.action = member.named_number(action_names); });
-    value.with("result",
-               [&](const node &member) { state.result = member.named_number(result_names); });
-    value.with("failure", [&](const node &member) { state.failure = member.number(); });
-    for (const auto &[key, member] : state_numbers)
-        value.with(key,
-                   [&, member = member](const node &number) { state.*member = number.number(); });
-    value.with("last", [&](const node &member) {
-        if (member.flag() && owner.last)
-            member.refuse("another state is the last one");
-        if (member.flag())
-            owner.last = where;
-    });
-    owner.states.emplace(where, state);
+    bool last = false;
+};
+
+const fields<state_row> state_row_fields = {
+    scope_keys(&state_row::where),
+    inlined(&state_row::state, state_fields),
+    unless_default(flag("last", &state_row::last)),
+};
+
+void add_state(const node &value, state_row row, feature &owner)
+{
+    if (!owner.states.emplace(row.where, row.state).second)
+        value.refuse("another one has this scope");
+    if (row.last && owner.last)
+        value.at("last").refuse("another state is the last one");
+    if (row.last)
+        owner.last = row.where;
 }
 
-json states_to_json(const feature &owner)
+std::vector<state_row> states_of(const feature &owner)
 {
-    json result = json::array();
-    for (const auto &[where, state] : owner.states) {
-        json &entry = result.emplace_back(place_to_json(where));
-        entry["action"] = named_to_json(action_names, state.action);
-        entry["result"] = named_to_json(result_names, state.result);
-        if (state.failure != 0)
-            entry["failure"] = code_to_json(state.failure);
-        for (const auto &[key, member] : state_numbers)
-            if (state.*member != scope_state().*member)
-                entry[key] = state.*member;
-        if (owner.last == where)
-            entry["last"] = true;
-    }
-    return result;
+    std::vector<state_row> rows;
+    for (const auto &[where, state] : owner.states)
+        rows.push_back({where, state, owner.last == where});
+    return rows;
 }
 
-void read_lock(const node &value, feature &owner)
+// The user of a lock, without the mark that the service puts before a name on the wire.
+void read_holder(const node &value, lock &held)
 {
-    lock holder;
-    value.expect_keys({"scope", "vsan", "user", "kind", "marked", "address"});
-    const place where = read_free_place(value, owner.locks);
     if (value.has("kind") && (value.has("user") || value.has("marked")))
-        value.refuse("a lock of a kind has no user");
-    expect_short_name(value, owner, "locks");
+        value.refuse("kind excludes user and marked");
     value.with("kind", [&](const node &member) {
         static constexpr named_value kinds[] = {{"merge", 0}};
         member.one_of(kinds);
-        holder.user = merge_user;
+        held.user = merge_user;
     });
     value.with("marked", [&](const node &member) {
         if (member.flag())
-            holder.user = user_mark;
+            held.user = user_mark;
     });
     value.with("user", [&](const node &member) {
-        holder.user += member.byte_text(longest_user - holder.user.size());
+        held.user += member.byte_text(max_user - held.user.size());
     });
-    value.with("address", [&](const node &member) { holder.address = read_address(member); });
-    owner.locks.emplace(where, std::move(holder));
 }
 
-json locks_to_json(const feature &owner)
+void write_holder(const lock &held, json &value)
 {
-    json result = json::array();
-    for (const auto &[where, holder] : owner.locks) {
-        json &entry = result.emplace_back(place_to_json(where));
-        const bool marked = holder.user.starts_with(user_mark);
-        if (holder.user == merge_user)
-            entry["kind"] = "merge";
-        else
-            entry["user"] = utf8_of(std::string_view(holder.user).substr(marked ? 1 : 0));
-        if (marked)
-            entry["marked"] = true;
-        if (holder.address != net_address())
-            entry["address"] = address_to_json(holder.address);
+    const bool marked = held.user.starts_with(user_mark);
+    if (held.user == merge_user)
+        value["kind"] = "merge";
+    else
+        value["user"] = utf8_of(std::string_view(held.user).substr(marked ? 1 : 0));
+    if (marked)
+        value["marked"] = true;
+}
+
+using lock_row = std::pair<scope, lock>;
+
+const fields<lock> lock_fields = {
+    {{"user", "marked", "kind"}, read_holder, write_holder},
+    unless_default(single("address", &lock::address, read_address, address_to_json)),
+};
+
+const fields<lock_row> lock_row_fields = {
+    scope_keys(&lock_row::first),
+    inlined(&lock_row::second, lock_fields),
+};
+
+struct peer_group {
+    scope where;
+    std::set<net_address> peers;
+};
+
+const fields<peer_group> peer_group_fields = {
+    scope_keys(&peer_group::where),
+    single("peers", &peer_group::peers, read_addresses, addresses_to_json),
+};
+
+void add_peers(const node &value, peer_group group, feature &owner)
+{
+    if (std::any_of(owner.peers.begin(), owner.peers.end(),
+                    [&](const feature_peer &row) { return row.where == group.where; }))
+        value.refuse("another one has this scope");
+    for (const net_address &peer : group.peers)
+        owner.peers.insert({group.where, peer});
+}
+
+std::vector<peer_group> peers_of(const feature &owner)
+{
+    std::vector<peer_group> groups;
+    for (const auto &[where, peer] : owner.peers) {
+        if (groups.empty() || groups.back().where != where)
+            groups.push_back({where, {}});
+        groups.back().peers.insert(peer);
     }
-    return result;
+    return groups;
+}
+
+using member_row = std::pair<net_address, member_state>;
+
+const fields<member_state> member_fields = {
+    number("attr1", &member_state::attr1),
+    number("attr2", &member_state::attr2),
+};
+
+const fields<member_row> member_row_fields = {
+    address_keys(&member_row::first),
+    inlined(&member_row::second, member_fields),
+};
+
+struct merge_row {
+    scope where;
+    merge_state merge;
+    std::map<net_address, member_state> members;
+};
+
+const fields<merge_state> merge_fields = {
+    named("status", &merge_state::status, merge_status_names),
+    number("failure", &merge_state::failure, max_merge_failure),
+};
+
+const fields<merge_row> merge_row_fields = {
+    scope_keys(&merge_row::where),
+    inlined(&merge_row::merge, merge_fields),
+    keyed_list("members", &merge_row::members, "address", member_row_fields),
+};
+
+void add_merge(const node &value, merge_row row, feature &owner)
+{
+    if (!owner.merges.emplace(row.where, row.merge).second)
+        value.refuse("another one has this scope");
+    for (const auto &[address, member] : row.members)
+        owner.members.emplace(feature_peer{row.where, address}, member);
+}
+
+std::vector<merge_row> merges_of(const feature &owner)
+{
+    std::vector<merge_row> rows;
+    auto member = owner.members.begin(); // sorted like the merges; each member belongs to one
+    for (const auto &[where, merge] : owner.merges) {
+        merge_row &row = rows.emplace_back(merge_row{where, merge, {}});
+        for (; member != owner.members.end() && member->first.where == where; member++)
+            row.members.emplace(member->first.peer, member->second);
+    }
+    return rows;
+}
+
+using assignment_row = std::pair<scope, uint32_t>;
+
+const fields<assignment_row> assignment_row_fields = {
+    scope_keys(&assignment_row::first),
+    region_id("region", &assignment_row::second),
+};
+
+// `scopes` and the flags that are not scopes are one word in the registry.
+void read_flags(const node &value, feature &entry)
+{
+    value.with("flags", [&](const node &flags) { entry.flags = flags.number(); });
+    value.with("scopes", [&](const node &scopes) {
+        scopes.each([&](const node &scope) { entry.flags |= scope.one_of(feature_scopes); });
+    });
+}
+
+void write_flags(const feature &entry, json &value)
+{
+    json &scopes = value["scopes"] = json::array();
+    uint32_t flags = entry.flags;
+    for (const auto &[name, flag] : feature_scopes) {
+        if ((entry.flags & flag) != 0)
+            scopes.push_back(name);
+        flags &= ~flag;
+    }
+    if (flags != 0)
+        value["flags"] = flags;
+}
+
+// Refuses rows that a feature with a long name cannot have: their records hold shorter names.
+field<feature> with_short_name(field<feature> rows)
+{
+    rows.read = [read = rows.read, key = rows.keys[0]](const node &value, feature &owner) {
+        if (owner.name.size() > max_record_name)
+            value.with(key, [&](const node &array) {
+                array.each([&](const node &row) {
+                    row.refuse(std::string("a feature with ") + key + " has a name of at most " +
+                               std::to_string(max_record_name) + " characters");
+                });
+            });
+        read(value, owner);
+    };
+    return rows;
+}
+
+const fields<feature> feature_fields = {
+    byte_text("name", &feature::name, max_feature_name), // the lists of rows need it
+    {{"scopes", "flags"}, read_flags, write_flags},
+    number("show_cfg_option", &feature::show_cfg_option),
+    unless_default(number("entry_attr", &feature::entry_attr)),
+    unless_default(number("action", &feature::action)),
+    number("scope_type", &feature::scope_type),
+    unless_default(number("scope_value", &feature::scope_value)),
+    unless_default(number("flags2", &feature::flags2)),
+    object("next_action", &feature::next_action, action_end_fields),
+    list<feature>("states", state_row_fields, add_state, states_of),
+    with_short_name(keyed_list("locks", &feature::locks, "scope", lock_row_fields)),
+    with_short_name(list<feature>("peers", peer_group_fields, add_peers, peers_of)),
+    with_short_name(list<feature>("merges", merge_row_fields, add_merge, merges_of)),
+    with_short_name(keyed_list("regions", &feature::regions, "scope", assignment_row_fields)),
+};
+
+void expect_regions(const node &value, const std::map<uint32_t, scope> &regions)
+{
+    value.with("regions", [&](const node &array) {
+        array.each([&](const node &row) {
+            const uint32_t id = row.at("region").number();
+            if (!regions.contains(id))
+                row.refuse("no such region: " + std::to_string(id));
+        });
+    });
+}
+
+void add_feature(const node &value, feature row, fabric_state &state)
+{
+    if (row.name.empty())
+        value.refuse("a feature needs a name");
+    const auto position = first_from(state.features, row.name);
+    if (position != state.features.end() && position->name == row.name)
+        value.at("name").refuse("another feature has this name");
+    expect_regions(value, state.regions);
+    if (!row.last && !row.states.empty())
+        row.last = row.states.begin()->first;
+    state.features.insert(position, std::move(row));
 }
 
 } // namespace
 
-feature read_feature(const node &value, const std::map<uint32_t, place> &regions,
-                     std::set<std::string> &names)
+field<fabric_state> features_field()
 {
-    feature result;
-    value.expect_keys({"name", "scopes", "show_cfg_option", "entry_attr", "action", "scope_type",
-                       "scope_value", "flags", "flags2", "next_action", "states", "locks", "peers",
-                       "merges", "regions"});
-    for (const auto &[key, member] : feature_numbers)
-        value.with(key,
-                   [&, member = member](const node &number) { result.*member = number.number(); });
-    value.with("scopes", [&](const node &scopes) {
-        scopes.each([&](const node &scope) { result.flags |= scope.one_of(feature_scopes); });
-    });
-    value.with("name", [&](const node &name) {
-        result.name = name.byte_text(longest_feature_name);
-        if (!names.insert(result.name).second)
-            name.refuse("another feature has this name");
-    });
-    if (result.name.empty())
-        value.refuse("a feature needs a name");
-    value.with("next_action",
-               [&](const node &member) { result.next_action = read_action_end(member); });
-    value.with("states", [&](const node &states) {
-        states.each([&](const node &state) { read_state(state, result); });
-    });
-    if (!result.last && !result.states.empty())
-        result.last = result.states.begin()->first;
-    value.with("locks", [&](const node &locks) {
-        locks.each([&](const node &holder) { read_lock(holder, result); });
-    });
-    value.with("peers", [&](const node &peers) { read_feature_peers(peers, result); });
-    value.with("merges", [&](const node &merges) { read_merges(merges, result); });
-    value.with("regions", [&](const node &list) { read_feature_regions(list, regions, result); });
-    return result;
-}
-
-json feature_to_json(const feature &entry)
-{
-    json scopes = json::array();
-    uint32_t further_flags = entry.flags;
-    for (const named_value &scope : feature_scopes) {
-        if (entry.flags & scope.value)
-            scopes.push_back(scope.name);
-        further_flags &= ~scope.value;
-    }
-    json result = {{"name", utf8_of(entry.name)}, {"scopes", scopes}};
-    for (const auto &[key, member] : feature_numbers)
-        if (const uint32_t value = member == &feature::flags ? further_flags : entry.*member)
-            result[key] = value;
-    result["next_action"] = action_end_to_json(entry.next_action);
-    result["states"] = states_to_json(entry);
-    result["locks"] = locks_to_json(entry);
-    result["peers"] = feature_peers_to_json(entry);
-    result["merges"] = merges_to_json(entry);
-    result["regions"] = feature_regions_to_json(entry);
-    return result;
+    return list<fabric_state>(
+        "features", feature_fields, add_feature,
+        [](const fabric_state &state) -> const auto & { return state.features; });
 }
 
 } // namespace vynd

@@ -1,15 +1,12 @@
-// The poll loop, what comes in, and what goes out.
+// The poll loop, and the frames of clients.
 //
-// Nothing that a client sends is an error of the server's: a frame that makes no sense costs its
-// sender the connection and a line in the log. Under a stall, and only then, a frame is looked at
-// before it is taken from the socket, because the operator's must be taken and others left.
+// A malformed frame ends its sender's connection and is logged. During a stall a frame is peeked at
+// before it is received, because commands must be received and other frames left.
 #include "server.h"
 
 #include <malloc.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,7 +15,7 @@
 #include <system_error>
 
 #include "commands.h"
-#include "queries.h"
+#include "dispatcher.h"
 
 namespace vynd {
 
@@ -27,78 +24,40 @@ namespace {
 constexpr size_t max_answers = 64;       // queued for a client that does not read them
 constexpr size_t max_events = 10'000;    // queued for a subscriber that does not read them
 constexpr size_t max_subscriptions = 64; // of one connection
-constexpr size_t max_sent = 64;          // out of the queues of one connection, in one step
+constexpr size_t max_sent = 64;          // from the queues of one connection, in one step
 constexpr std::chrono::milliseconds accept_pause{100};
 
-// A client that asks one request after the other, as a walk does, is waited for in the receive
-// itself: that saves the poll, a tenth of what a read costs. Whoever comes meanwhile waits, so such
-// a row ends after this time, and at a pause of the client's, which the system measures in ticks of
-// its clock: two of them at most, 8 ms where there are 250 in a second.
-constexpr std::chrono::milliseconds longest_row{2};
-constexpr timeval longest_pause{0, 1000};
+// A client that sends one request after the other, as a walk does, is served in a run without
+// polls, which saves a tenth of a read's time. Others wait meanwhile, so a run ends after 2 ms, or
+// at a pause over 1 ms (at most two clock ticks: 8 ms at 250 Hz).
+constexpr std::chrono::milliseconds max_run{2};
+constexpr timeval max_pause{0, 1000};
 
-[[noreturn]] void fail(const std::string &what, int code = errno)
+[[noreturn]] void fail(const std::string &what)
 {
-    throw std::system_error(code, std::generic_category(), what);
+    throw std::system_error(errno, std::generic_category(), what);
 }
 
-// Takes the file of a dead server out of the way. Somebody may serve it: then it stays.
-void remove_stale(const std::string &path)
-{
-    struct stat file;
-    if (lstat(path.c_str(), &file) != 0)
-        return;
-    if (!S_ISSOCK(file.st_mode))
-        fail(path + ": not a socket", EEXIST);
-    unique_fd probe;
-    const int error = connect_to(path.c_str(), &probe);
-    if (error == 0 || error == EAGAIN)
-        fail(path + ": in use by a running service", EADDRINUSE);
-    if (error != ECONNREFUSED)
-        fail(path, error);
-    if (unlink(path.c_str()) != 0)
-        fail(path);
-}
-
-// What the faults make of the reply to a request that succeeded.
+// Applies the faults to the reply of a request that succeeded.
 void distort(bytes &reply, const active_faults &faults)
 {
-    const auto value = [&](fault which) { return faults[static_cast<size_t>(which)]; };
-    if (const auto query_type = value(fault::wrong_query); query_type && reply.size() >= 4) {
+    if (const auto query_type = faults.value(fault::wrong_query); query_type && reply.size() >= 4) {
         const be32 word = *query_type;
-        std::memcpy(reply.data(), &word, sizeof word);
+        std::memcpy(reply.data(), &word, sizeof(word));
     }
-    if (const auto size = value(fault::oversize))
+    if (const auto size = faults.value(fault::oversize))
         reply.resize(std::max<size_t>(reply.size(), *size));
-    if (const auto size = value(fault::shorten))
+    if (const auto size = faults.value(fault::shorten))
         reply.resize(std::min<size_t>(reply.size(), *size));
-    if (value(fault::empty))
+    if (faults.value(fault::empty))
         reply.clear();
 }
 
 } // namespace
 
 server::server(std::string path, fabric &model, event_log &log)
-    : path_(std::move(path)), model_(model), log_(log)
+    : model_(model), log_(log), listener_(std::move(path))
 {
-    remove_stale(path_);
-    const mode_t before = umask(0177);
-    const int error = bind_to(path_.c_str(), &listener_);
-    umask(before);
-    struct stat file;
-    if (error != 0)
-        fail(path_, error);
-    if (lstat(path_.c_str(), &file) != 0 || listen(listener_.get(), 64) != 0)
-        fail(path_);
-    device_ = file.st_dev;
-    inode_ = file.st_ino;
-}
-
-server::~server()
-{
-    struct stat file;
-    if (lstat(path_.c_str(), &file) == 0 && file.st_dev == device_ && file.st_ino == inode_)
-        unlink(path_.c_str());
 }
 
 // Returns the queue whose first frame may be sent now, or null.
@@ -113,14 +72,15 @@ server::queue *server::sendable(connection &client, time_point now) const
     return !client.replies.empty() && client.replies.front().due <= now ? &client.replies : nullptr;
 }
 
-short server::wanted(connection &client, time_point now) const
+short server::poll_events(connection &client, time_point now) const
 {
     const bool read = !client.parked && client.answers.size() + client.replies.size() < max_answers;
-    return static_cast<short>((read ? POLLIN : 0) | (sendable(client, now) ? POLLOUT : 0));
+    return static_cast<short>((read ? POLLIN : 0) |
+                              (sendable(client, now) != nullptr ? POLLOUT : 0));
 }
 
-// Milliseconds until something happens by itself, rounded up so that the loop never spins; -1 if
-// nothing does.
+// Returns the milliseconds until the next timed change, reply or retry to accept, or -1 if there is
+// none. Rounds up, so that the loop never spins.
 int server::timeout(time_point now) const
 {
     time_point next = time_point::max();
@@ -147,8 +107,8 @@ bool server::step(int stop, bool wait)
                                   {stop, POLLIN, 0}};
     for (connection &client : connections_) {
         client.parked = client.parked && faults_.stalled();
-        const short events = wanted(client, now);
-        // The hang-up of a parked client waits for the end of the stall, like what it has sent.
+        const short events = poll_events(client, now);
+        // The hang-up of a parked client waits for the end of the stall, like its frames.
         polled.push_back({events || !client.parked ? client.socket.get() : -1, events, 0});
     }
     const int ready = poll(polled.data(), polled.size(), wait ? timeout(now) : 0);
@@ -156,28 +116,28 @@ bool server::step(int stop, bool wait)
         fail("poll");
 
     now = advance();
-    uint32_t alone = 0;
-    auto place = polled.begin() + 2;
+    uint32_t sole_sender = 0;
+    auto it = polled.begin() + 2;
     for (connection &client : connections_) {
-        const auto &[fd, events, revents] = *place++;
+        const auto &[fd, events, revents] = *it++;
         if (revents & (POLLOUT | POLLHUP | POLLERR))
             flush(client, now);
         client.closed |= !(events & POLLIN) && (revents & (POLLHUP | POLLERR));
         if ((events & POLLIN) && (revents & (POLLIN | POLLHUP | POLLERR)) && !client.closed &&
             receive(client, MSG_DONTWAIT) && ready == 1) {
-            alone = client.number;
-            if (alone == was_alone_)
-                serve_in_a_row(client);
+            sole_sender = client.number;
+            if (sole_sender == last_sole_sender_)
+                serve_run(client);
         }
     }
-    was_alone_ = alone;
+    last_sole_sender_ = sole_sender;
     if (polled[0].revents)
         accept_one(now);
     remove_closed();
     return polled[1].revents == 0;
 }
 
-// The clock, and what has happened by then.
+// Ends all that is due in the fabric, and returns the time.
 time_point server::advance()
 {
     const time_point now = std::chrono::steady_clock::now();
@@ -186,17 +146,17 @@ time_point server::advance()
     return now;
 }
 
-// Reports whether nothing happens before a client sends or reads something.
+// Reports whether no stall, delayed reply, timed change or accept retry is pending.
 bool server::is_quiet(time_point now) const
 {
     return !faults_.stalled() && timeout(now) < 0;
 }
 
-void server::serve_in_a_row(connection &client)
+void server::serve_run(connection &client)
 {
     time_point now = std::chrono::steady_clock::now();
-    const time_point end = now + longest_row;
-    while (now < end && is_quiet(now) && wanted(client, now) == POLLIN && receive(client, 0))
+    const time_point end = now + max_run;
+    while (now < end && is_quiet(now) && poll_events(client, now) == POLLIN && receive(client, 0))
         now = std::chrono::steady_clock::now();
 }
 
@@ -207,7 +167,7 @@ void server::remove_closed()
         unsent += client.closed ? client.waiting() : 0;
         return client.closed;
     });
-    // By itself the allocator keeps what was freed below a block that is in use.
+    // Without this the allocator keeps freed memory below a block that is in use.
     if (unsent > 0)
         malloc_trim(0);
 }
@@ -218,30 +178,30 @@ void server::accept_one(time_point now)
     if (socket.get() < 0) {
         if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED)
             return;
-        // Out of descriptors or memory: the client stays in the backlog until there are some.
+        // Out of descriptors or memory: the client stays in the backlog until some are free.
         if (accept_again_ == time_point())
             log_.line(std::string("cannot accept: ") + std::strerror(errno));
         accept_again_ = now + accept_pause;
         return;
     }
-    if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &longest_pause, sizeof longest_pause) !=
-        0)
+    if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &max_pause, sizeof(max_pause)) != 0)
         fail("SO_RCVTIMEO");
     accept_again_ = {};
     connection &client = connections_.emplace_back();
     client.socket = std::move(socket);
-    client.number = ++last_number_;
+    last_number_++;
+    client.number = last_number_;
     frame_header greeting = header_of(frame_kind::greeting);
     greeting.status = protocol_version;
     enqueue(client, &connection::events, {make_frame(greeting, {})}, now);
 }
 
-// Whether the client has sent something that leaves its connection open.
+// Receives one frame. Reports whether there was one and the connection is still open.
 bool server::receive(connection &client, int flags)
 {
     be32 kind;
     if (faults_.stalled() &&
-        recv(client.socket.get(), &kind, sizeof kind, MSG_PEEK | MSG_DONTWAIT) == sizeof kind &&
+        recv(client.socket.get(), &kind, sizeof(kind), MSG_PEEK | MSG_DONTWAIT) == sizeof(kind) &&
         kind != static_cast<uint32_t>(frame_kind::command)) {
         client.parked = true;
         return false;
@@ -262,10 +222,10 @@ bool server::receive(connection &client, int flags)
 void server::take_frame(connection &client, std::span<const uint8_t> frame, time_point now)
 {
     frame_header header;
-    std::memcpy(&header, frame.data(), sizeof header);
-    if (!std::memchr(header.user, 0, sizeof header.user))
-        return abandon(client, "user without an end");
-    const std::span<const uint8_t> payload = frame.subspan(sizeof header);
+    std::memcpy(&header, frame.data(), sizeof(header));
+    if (std::memchr(header.user, 0, sizeof(header.user)) == nullptr)
+        return abandon(client, "user is not NUL-terminated");
+    const std::span<const uint8_t> payload = frame.subspan(sizeof(header));
 
     switch (static_cast<frame_kind>(uint32_t{header.kind})) {
     case frame_kind::request: return serve(client, header, payload, now);
@@ -281,26 +241,25 @@ void server::serve(connection &client, const frame_header &header, std::span<con
                    time_point now)
 {
     const std::string_view user = reinterpret_cast<const char *>(header.user);
-    const request asked{header.opcode, header.msg_type, record, user};
+    const request received{header.opcode, header.msg_type, record, user};
     const active_faults faults = faults_.meet_request();
-    const auto value = [&](fault which) { return faults[static_cast<size_t>(which)]; };
     const auto log_request = [&](const std::string &end) {
         if (log_.wants_requests())
-            log_.line("request " + describe(asked) + " user \"" + escaped(user) + "\" session " +
-                      std::to_string(header.session) + " -> " + end + fault_text(faults));
+            log_.line("request " + describe(received) + " user \"" + escaped(user) + "\" session " +
+                      std::to_string(header.session) + " -> " + end + faults.text());
     };
-    if (value(fault::disconnect)) {
+    if (faults.value(fault::disconnect)) {
         log_request("nothing");
         client.closed = true;
         return;
     }
     outcome result;
-    if (const auto code = value(fault::error))
+    if (const auto code = faults.value(fault::error))
         result.status = *code;
     else
-        result = answer(model_, asked, now);
+        result = answer(model_, received, now);
     log_request(code_text(result.status) + (result.note.empty() ? "" : " " + result.note));
-    if (value(fault::drop))
+    if (faults.value(fault::drop))
         return;
     if (result.status == 0)
         distort(result.reply, faults);
@@ -309,8 +268,8 @@ void server::serve(connection &client, const frame_header &header, std::span<con
     reply.sequence = header.sequence;
     reply.opcode = header.opcode;
     reply.status = result.status;
-    const auto late = std::chrono::milliseconds(value(fault::delay).value_or(0));
-    client.last_due = std::max(client.last_due, now + late);
+    const auto delay = std::chrono::milliseconds(faults.value(fault::delay).value_or(0));
+    client.last_due = std::max(client.last_due, now + delay);
     enqueue(client, &connection::replies, {make_frame(reply, result.reply), client.last_due}, now);
 }
 
@@ -348,7 +307,7 @@ size_t server::post(const event &posted, time_point now)
             abandon(client, std::to_string(max_events) + " events not read");
             continue;
         }
-        ++subscribers;
+        subscribers++;
         enqueue(client, &connection::events, {frame}, now);
     }
     log_.line("event " + std::to_string(posted.opcode) + " " + posted.text + " -> " +
@@ -356,32 +315,32 @@ size_t server::post(const event &posted, time_point now)
     return subscribers;
 }
 
-void server::enqueue(connection &client, queue connection::*where, outgoing frame, time_point now)
+void server::enqueue(connection &client, queue connection::*member, outgoing frame, time_point now)
 {
-    (client.*where).push_back(std::move(frame));
-    if ((client.*where).size() == 1)
+    (client.*member).push_back(std::move(frame));
+    if ((client.*member).size() == 1)
         flush(client, now);
 }
 
 void server::flush(connection &client, time_point now)
 {
-    for (size_t sent = 0; sent < max_sent && !client.closed; ++sent) {
+    for (size_t sent = 0; sent < max_sent && !client.closed; sent++) {
         queue *const next = sendable(client, now);
-        if (!next || !transmit(client, next->front().frame))
+        if (next == nullptr || !transmit(client, next->front().frame))
             return;
         next->pop_front();
     }
 }
 
-// False when the socket has no room yet; else the frame needs nothing more, or its client is gone.
+// Returns false if the socket has no room yet. Else the frame is done with, sent or not.
 bool server::transmit(connection &client, const bytes &frame)
 {
     const int error = send_frame(client.socket.get(), frame);
     if (error == EAGAIN)
         return false;
     if (error == EMSGSIZE)
-        log_.line("connection " + std::to_string(client.number) + ": the socket takes no " +
-                  std::to_string(frame.size()) + " bytes, not sent");
+        log_.line("connection " + std::to_string(client.number) + ": " +
+                  std::to_string(frame.size()) + " bytes are too large to send");
     else if (error != 0)
         abandon(client, std::strerror(error));
     return true;

@@ -1,11 +1,11 @@
 // The server: one thread, one poll() loop, all connections.
 //
-// No client can hold up another: a frame that the socket does not take waits in a queue of its
-// connection for POLLOUT. Queues are bounded: a client that sends requests without reading the
-// replies is no longer read from, and a subscriber that does not read its events is disconnected.
-// A client that is alone in sending, as during a walk, is served without a poll, but only for a
-// moment. A stalled server looks like a stopped process from outside: it leaves everything that is
-// not a command in the socket, in order, and finds it there when the stall ends.
+// No client can block another: a frame that does not fit the socket waits in a queue of its
+// connection for POLLOUT. Queues are bounded: the server stops reading from a client that does not
+// read its replies, and disconnects a subscriber that does not read its events. It serves the only
+// client that sends, as during a walk, without a poll, but only for a moment. A stalled server
+// looks like a stopped process: it leaves all frames but commands in the socket, in order, until
+// the stall ends.
 #pragma once
 
 #include <deque>
@@ -13,10 +13,9 @@
 #include <set>
 #include <string>
 
-#include <sys/types.h>
-
 #include "fabric.h"
 #include "faults.h"
+#include "listener.h"
 #include "log.h"
 #include "socket.h"
 
@@ -24,15 +23,11 @@ namespace vynd {
 
 class server {
   public:
-    // Listens at `path`, which only its owner can use. Replaces a socket that nobody serves any
-    // more; throws std::system_error when somebody does, or when something else is there.
+    // Listens at `path`. Throws like the listener.
     server(std::string path, fabric &model, event_log &log);
-    ~server();
-    server(const server &) = delete;
-    server &operator=(const server &) = delete;
 
-    // Serves what has happened, and waits for something to happen first unless told not to. False
-    // when `stop` is readable; -1 for none.
+    // Serves all that is ready, with `wait` after waiting for something. Returns false if the
+    // descriptor `stop` is readable; -1 is none.
     bool step(int stop, bool wait = true);
 
   private:
@@ -42,28 +37,28 @@ class server {
     };
     using queue = std::deque<outgoing>;
 
-    // The frames of one queue leave in its order, so only its first one matters.
+    // The frames of a queue are sent in order, so only the first one matters.
     struct connection {
         size_t waiting() const { return answers.size() + events.size() + replies.size(); }
 
         unique_fd socket;
         uint32_t number;
-        queue answers;         // to commands: sent during a stall too
+        queue answers;         // to commands: also sent during a stall
         queue events;          // and the greeting, which comes first
-        queue replies;         // in the order in which they are due
+        queue replies;         // in the order of their due times
         time_point last_due{}; // of a reply: no reply overtakes another
         std::set<uint32_t> subscriptions;
-        bool parked = false; // has something to say that waits for the end of a stall
+        bool parked = false; // has sent a frame that waits for the end of a stall
         bool closed = false;
     };
 
     int timeout(time_point now) const;
     queue *sendable(connection &client, time_point now) const;
-    short wanted(connection &client, time_point now) const;
+    short poll_events(connection &client, time_point now) const;
     void accept_one(time_point now);
     time_point advance();
     bool is_quiet(time_point now) const;
-    void serve_in_a_row(connection &client);
+    void serve_run(connection &client);
     void remove_closed();
     bool receive(connection &client, int flags);
     void take_frame(connection &client, std::span<const uint8_t> frame, time_point now);
@@ -73,22 +68,19 @@ class server {
     void command(connection &client, const frame_header &header, std::string_view line,
                  time_point now);
     size_t post(const event &posted, time_point now);
-    void enqueue(connection &client, queue connection::*where, outgoing frame, time_point now);
+    void enqueue(connection &client, queue connection::*member, outgoing frame, time_point now);
     void flush(connection &client, time_point now);
     bool transmit(connection &client, const bytes &frame);
     void abandon(connection &client, const std::string &reason);
 
-    std::string path_;
     fabric &model_;
     event_log &log_;
     fault_board faults_;
-    unique_fd listener_;
-    dev_t device_ = 0; // of the socket file, to remove no other
-    ino_t inode_ = 0;
+    listener listener_;
     std::list<connection> connections_;
     uint32_t last_number_ = 0;
-    time_point accept_again_{}; // set while descriptors are used up
-    uint32_t was_alone_ = 0;    // the connection that alone had sent something before the last step
+    time_point accept_again_{};     // set while no descriptors are free
+    uint32_t last_sole_sender_ = 0; // the only client that sent in the last step, or 0
 };
 
 } // namespace vynd

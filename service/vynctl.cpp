@@ -1,7 +1,8 @@
-// vynctl: commands to a running vynd, their answers, and an exit status that scripts can use.
+// vynctl: sends commands to a running vynd, prints the answers, and exits with a status for
+// scripts.
 //
-// It sends without waiting for the greeting, which a stalled service does not send, and passes
-// over it when it comes. What the words mean is the service's business.
+// It does not wait for the greeting, which a stalled service does not send, and ignores it. Only
+// the service knows the commands.
 #include <getopt.h>
 
 #include <algorithm>
@@ -9,24 +10,26 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <system_error>
-#include <vector>
 
-#include "commands.h"
+#include "command_help.h"
 #include "socket.h"
+#include "text.h"
 
 namespace {
 
 constexpr char usage[] =
     "usage: vynctl [--socket PATH] [--timeout MS] COMMAND...\n"
     "Controls a running vynd: changes its fabric, posts events, switches faults on and off.\n"
-    "With - for the command, reads commands from standard input, one a line, up to one refused.\n"
+    "With - as the command, reads commands from standard input: one per line, stops at the first\n"
+    "refused.\n"
     "  --socket PATH  where it listens: by default $VYN_SOCKET, or else /run/vynd/vynd.sock\n"
-    "  --timeout MS   how long to wait for it, 5000 by default\n"
+    "  --timeout MS   how long to wait for an answer, 5000 by default\n"
     "  --help         this text\n"
     "  --version      the version\n"
-    "Exit status: 0 done, 1 refused, 2 usage, 3 no service there, or no answer in time.\n";
+    "Exit status: 0 done, 1 refused, 2 usage, 3 no service or no answer in time.\n";
 
 enum exit_status { done, refused, wrong_usage, no_service };
 
@@ -35,7 +38,7 @@ enum exit_status { done, refused, wrong_usage, no_service };
     throw std::system_error(code, std::generic_category(), what);
 }
 
-// Returns the next frame. Throws if the service has gone, or none arrives in time.
+// Returns the next frame. Throws if the service closes the connection, or on a timeout.
 std::vector<uint8_t> next_frame(int socket, int64_t deadline)
 {
     for (;;) {
@@ -52,15 +55,15 @@ std::vector<uint8_t> next_frame(int socket, int64_t deadline)
     }
 }
 
-exit_status ask(int socket, const std::string &command, int64_t timeout_ms)
+exit_status execute(int socket, const std::string &command, int64_t timeout_ms)
 {
-    const std::vector<uint8_t> asked =
+    const std::vector<uint8_t> request =
         vynd::make_frame(vynd::header_of(vynd::frame_kind::command), vynd::as_bytes(command));
-    if (asked.size() > vynd::largest_frame) {
+    if (request.size() > vynd::largest_frame) {
         std::fputs("vynctl: the command is too long\n", stderr);
         return refused;
     }
-    if (const int error = vynd::send_frame(socket, asked))
+    if (const int error = vynd::send_frame(socket, request))
         fail(error, "not sent");
 
     const int64_t deadline = vynd::now_ms() + timeout_ms;
@@ -68,10 +71,10 @@ exit_status ask(int socket, const std::string &command, int64_t timeout_ms)
     std::vector<uint8_t> frame;
     do {
         frame = next_frame(socket, deadline);
-        std::memcpy(&header, frame.data(), sizeof header);
+        std::memcpy(&header, frame.data(), sizeof(header));
     } while (header.kind != static_cast<uint32_t>(vynd::frame_kind::answer));
 
-    const std::string text(frame.begin() + sizeof header, frame.end());
+    const std::string text(frame.begin() + sizeof(header), frame.end());
     if (header.status != 0) {
         std::fprintf(stderr, "vynctl: %s\n", text.c_str());
         return refused;
@@ -87,10 +90,10 @@ exit_status run(const std::string &path, const std::string &command, int64_t tim
     if (const int error = vynd::connect_to(path.c_str(), &socket))
         fail(error, path);
     if (command != "-")
-        return ask(socket.get(), command, timeout_ms);
+        return execute(socket.get(), command, timeout_ms);
     exit_status status = done;
     for (std::string line; status == done && std::getline(std::cin, line);)
-        status = ask(socket.get(), line, timeout_ms);
+        status = execute(socket.get(), line, timeout_ms);
     return status;
 }
 
@@ -126,8 +129,8 @@ int main(int argc, char **argv)
     if (optind == argc || path.empty() || !timeout)
         return show_usage(stderr, wrong_usage);
     std::string command = argv[optind];
-    for (int word = optind + 1; word < argc; ++word)
-        command += std::string(" ") + argv[word];
+    for (int i = optind + 1; i < argc; i++)
+        command += std::string(" ") + argv[i];
     try {
         return run(path, command, *timeout);
     } catch (const std::exception &error) {

@@ -1,8 +1,8 @@
-// vynd: the stand-in VYN service. Reads a scenario, listens, serves until it is told to stop.
+// vynd: the stand-in VYN service. Reads a scenario, listens, and serves until a signal ends it.
 //
-// SIGTERM and SIGINT arrive as a readable descriptor in the server's loop, so that they end it
-// between two rounds and the socket's file is removed. Writing to a reader that has gone must not
-// end it: SIGPIPE is ignored for the log's sake.
+// SIGTERM and SIGINT make a descriptor in the server's loop readable, so that the loop ends between
+// two steps and the socket's file is removed. SIGPIPE is ignored, so that a log without a reader
+// does not end vynd.
 #include <getopt.h>
 #include <signal.h>
 #include <sys/signalfd.h>
@@ -14,7 +14,7 @@
 
 #include "scenario.h"
 #include "server.h"
-#include "short_turns.h"
+#include "short_time_slice.h"
 
 namespace {
 
@@ -64,7 +64,7 @@ void serve(const options &chosen)
     if (chosen.quiet)
         log.leave_out_requests();
     const vynd::unique_fd stop = stop_signals();
-    vynd::ask_for_short_turns();
+    vynd::request_short_time_slice();
     vynd::server server(chosen.socket, model, log);
 
     const std::string ready = "vynd: ready at " + chosen.socket + ", scenario " + chosen.scenario +

@@ -1,15 +1,15 @@
-// The fabric without sockets: what its records carry of a scenario, what odd keys get and what is refused, and what
-// happens on a clock that the test turns. Walks, and changes as a manager makes them, are the end-to-end tests' part.
+// The fabric without sockets: the records of a scenario, invalid keys, refusals, and changes on a clock that the test
+// sets. The end-to-end tests cover walks and the changes of a manager.
 //
-// Records are written as text: words, of which an offset with a colon may be in front, and 'characters. Offsets are
-// spelled out here, so that a field that moves is seen. Refusals are their codes, without what is common to all.
+// Records are written as text: words, each after an optional offset and a colon, and 'characters. The offsets are
+// literals, so that a moved field fails. A refusal is "!" and its code without the common part.
 #include <gtest/gtest.h>
 
 #include <map>
 #include <sstream>
 
 #include "commands.h"
-#include "queries.h"
+#include "dispatcher.h"
 #include "scenario.h"
 #include "vynd_protocol.h"
 
@@ -19,9 +19,9 @@ namespace {
 using text = const std::string &;
 using pairs = std::vector<std::pair<std::string, std::string>>;
 
-const std::string bad = "!3", nobody = "!4", no_row = "!1c", endless(81, 'n');
+const std::string bad = "!3", no_feature = "!4", no_row = "!1c", endless(81, 'n');
 
-// The words that are not 0.
+// Returns the words that are not 0.
 std::string words_of(std::span<const uint8_t> record) {
     std::ostringstream words;
     size_t next = 0;
@@ -62,13 +62,13 @@ constexpr char document[] =
      "merges": [{"vsan": 20, "status": "failed"}, {"vsan": 5, "status": "in-progress"}]}]})";
 
 struct Queries : testing::Test {
-    // "8469 get 6 12:'zz 96:2": the opcode, the operation, and the record, of a size with #. The first argument of
-    // a query is 1 where nothing else is said.
-    outcome ask(text asked) {
+    // Sends "8469 get 6 12:'zz 96:2": the opcode, the operation, and the record; #N sets its size. The first argument
+    // of a query is 1 by default.
+    outcome send(text request) {
         static const std::map<uint32_t, size_t> sizes = {
             {100001, 4}, {100002, 128}, {100003, 112}, {100004, 112}, {100005, 100}};
         static const std::map<std::string, uint32_t> operations = {{"get", 1}, {"getnext", 2}, {"set", 3}};
-        std::istringstream parts(asked);
+        std::istringstream parts(request);
         uint32_t opcode;
         std::string part;
         parts >> opcode >> part;
@@ -91,19 +91,19 @@ struct Queries : testing::Test {
         return answer(model, {opcode, operation, record, "alice"}, now);
     }
 
-    // What is asked may have a common front.
-    void expect(text front, const pairs &exchanges) {
-        for (const auto &[asked, reply] : exchanges) {
-            const outcome result = ask(front + " " + asked);
+    // All requests begin with `prefix`.
+    void expect(text prefix, const pairs &exchanges) {
+        for (const auto &[request, reply] : exchanges) {
+            const outcome result = send(prefix + " " + request);
             std::ostringstream refusal;
             refusal << "!" << std::hex << (result.status ^ 0x40B30000);
-            EXPECT_EQ(result.status ? refusal.str() : words_of(result.reply), reply) << front << " " << asked;
+            EXPECT_EQ(result.status ? refusal.str() : words_of(result.reply), reply) << prefix << " " << request;
         }
     }
 
     std::string command(text words) { return run_command(words, {model, faults, now, {}}).text; }
 
-    // What has ended until then: the events.
+    // Returns the events until then.
     std::string events_until(int ms) {
         now = time_point() + std::chrono::milliseconds(ms);
         std::string events;
@@ -113,7 +113,7 @@ struct Queries : testing::Test {
         return events;
     }
 
-    // Read, written and read again: what is lost on the way is missed below.
+    // Read, written and read again, so that the tests also fail on a field that is lost in between.
     fabric model{state_from_json(state_to_json(state_from_json(json::parse(document)))),
                  [] { return std::chrono::microseconds(7'000'000'009); }};
     fault_board faults;
@@ -121,7 +121,7 @@ struct Queries : testing::Test {
 };
 
 // clang-format off
-TEST_F(Queries, CarryWhatTheScenarioSays) {
+TEST_F(Queries, ReplyWithTheScenario) {
     expect("", {
         {"100001 get 4", "0x47a6f6e 'e 84:1 3 4 1 104:20 7"}, {"100001 get 0xffffffff", ""},
         {"100002 get '\3ntp", "12:5 2 20 3 0x40b30051 5 6 2"}, {"100002 get '\3ntp 100:1 99", "12:77 1 24:1 32:8 40:1"},
@@ -140,7 +140,7 @@ TEST_F(Queries, CarryWhatTheScenarioSays) {
         {"8477 get 66 12:16 'ab", "66 8:'ab 272:1"}, {"8477 get 66 12:1 0x0a010002", "66 1 0xa010002 272:9"}});
 }
 
-TEST_F(Queries, GoOnBehindKeysThatNoRowHas) {
+TEST_F(Queries, ContinueAfterKeysWithoutARow) {
     expect("100002 getnext '\3ntp", {{"", no_row}, {"100:1", "12:77 1 24:1 32:8 40:1"}, {"100:2 20", no_row}});
     expect("8463 getnext", {{"60 16:3 28:'ntp", bad},
         {"60 20:99 28:'ntp", "60 2 2 16:'ntp"}});
@@ -152,21 +152,21 @@ TEST_F(Queries, GoOnBehindKeysThatNoRowHas) {
         {"12:'zone 96:9 4096", "14 8:'zone 92:1 2 1 5"}, {"12:'zone 96:20 4096 1", "14"}, {"12:'ntp 100:4096 3", bad}});
 }
 
-TEST_F(Queries, RefuseWhatMakesNoSense) {
+TEST_F(Queries, RefuseInvalidRequests) {
     expect("", {{"8477 get 31", bad}, {"8477 set #3", "!2"}, {"8463 set 31", "!2"}, {"8477 set 31 #363", bad},
         {"8477 set 31 4:0", bad}, {"8477 set 31 8:2", bad}, {"8469 get 26 12:'a 104:1 1", bad}, {"100001 get #8", bad},
-        {"100002 get 0xff616161 100:1", nobody}, {"100005 set '\3ntp 84:7 2 21 1", no_row},
-        {"8469 get 6 12:'zz", bad}, {"8469 get 6 96:2 12:'" + endless, bad}, {"8469 get 6 12:'zzz 96:2", nobody},
+        {"100002 get 0xff616161 100:1", no_feature}, {"100005 set '\3ntp 84:7 2 21 1", no_row},
+        {"8469 get 6 12:'zz", bad}, {"8469 get 6 96:2 12:'" + endless, bad}, {"8469 get 6 12:'zzz 96:2", no_feature},
         {"8474 get 14 12:'ntp 104:2", bad}, {"8474 get 14 100:4096 2 12:'" + endless, bad}});
     expect("8463 set", {{"35 8:2 2", bad}, {"35 8:0 3", bad}, {"37 8:1 0xdf010101", bad}, {"37 8:1 0xf0010101", bad},
         {"37 8:2 0xfe150000", bad}, {"37 8:3 0xef000000", bad}});
-    expect("8477 set", {{"59 12:256 2", bad}, {"59 12:9 1 4094", bad}, {"60 12:7 28:'no", nobody},
+    expect("8477 set", {{"59 12:256 2", bad}, {"59 12:9 1 4094", bad}, {"60 12:7 28:'no", no_feature},
         {"60 12:7 1 28:'ntp", bad}, {"60 8:1 16:2 28:'zz", "!61"}, {"60 12:7 28:'" + endless, bad},
         {"66 8:2 1 0x0a010002", bad}, {"66 12:2 0x01010101", "!70"}});
 }
 
 // A region's number is the last sub-identifier of an index, and its scope the second one.
-TEST_F(Queries, RegionsComeInTheOrderOfTheirOids) {
+TEST_F(Queries, RegionsAreInTheOrderOfTheirOids) {
     EXPECT_EQ(command(R"(set regions.- {"id": 1, "vsan": 300})") + command(R"(set regions.- {"id": 9, "vsan": 20})"), "");
     const struct { std::string index, key, next; } cases[] = {
         {"none", "", "59 2 2"}, {"1", "12:1", "59 2 2"}, {"1.1", "12:1 2", "59 2 2"}, {"1.2", "12:2 1", "59 7 2"},
@@ -181,12 +181,19 @@ TEST_F(Queries, RegionsComeInTheOrderOfTheirOids) {
     expect("8463 get 59", {{"12:300", "59 300 1 10"}, {"12:300 1 10 0x2c000000", "59 300 1 10"}, {"12:1 2", "59 1 1 300"}});
 }
 
-// Scopes of regions as an index makes them, and assignments without one: the first, or a physical one.
-TEST_F(Queries, ChangesTakeThePlaceThatIsMeant) {
+// Scopes of regions that come from an index, and assignments without one: the first, or a physical one.
+TEST_F(Queries, ChangesApplyToTheScopeOfTheIndex) {
     expect("8477 set 59", {{"12:255 1 4093", "59"}, {"12:3 1", "59"}, {"12:1 0 77", "59"}, {"8:1 2", "!63"}});
     expect("8463 get 59", {{"12:255", "59 255 1 4093"}, {"12:3", "59 3 2"}, {"12:1", "59 1 2"}});
     expect("", {{"8477 set 60 12:7 28:'zz", "60"}, {"8463 get 60 28:'zz", "60 7 1 2 'zz"},
         {"8477 set 60 8:1 28:'zz", "60"}, {"8477 set 60 12:2 28:'zz", "60"}, {"8463 get 60 28:'zz", "60 2 2 16:'zz"}});
+}
+
+// 0 is not the default of the option and the scope type.
+TEST_F(Queries, EditsKeepAnEntryOfZeros) {
+    expect("", {{"100004 set '\3ntp", ""}});
+    EXPECT_EQ(command("set discovery.status idle"), "");
+    expect("", {{"100001 get 3", "0x36e7470 104:6 112:0x47a6f6e 'e 196:1 3 4 1 216:20 7"}});
 }
 
 TEST_F(Queries, ActionsRunAndEndOnTheClock) {
@@ -195,8 +202,8 @@ TEST_F(Queries, ActionsRunAndEndOnTheClock) {
                       held = free + " 104:0x1000000 120:0x7f000001 1 0x7f000001 384:'alic 'e";
     expect("", {{"8469 set 24", "24"}, {act + "4 1", ""}, {act + "2 1", "!3a"},
         {last, "12:4 1" + since}, {act + "3 2 20", ""}, {last, "12:3 2 20 4 32:7000 9 2"}, {lock, held}});
-    EXPECT_EQ(command("set distribution.enabled true"), "") << "it ends nothing";
-    EXPECT_EQ(command("set discovery.status idle"), "") << "it has no event then";
+    EXPECT_EQ(command("set distribution.enabled true"), "") << "the actions continue";
+    EXPECT_EQ(command("set discovery.status idle"), "") << "the discovery ends without an event";
     EXPECT_EQ(events_until(99), "");
     EXPECT_EQ(events_until(100), "8470 ntp 4 1 12:5;8470 ntp 3 2 20 5;");
     expect("", {{lock, free}, {act + "5 1", ""}});
@@ -204,17 +211,17 @@ TEST_F(Queries, ActionsRunAndEndOnTheClock) {
     EXPECT_EQ(events_until(200), "8470 ntp 5 1 12:5;");
     expect("", {{lock, free + " 104:0x1000000 120:0x7f000001 16 384:'bob"}, {act + "5 1", ""},
         {act + "6 1", ""}, {lock, free}});
-    EXPECT_EQ(events_until(299), "8470 ntp 5 1 12:3;") << "a clear takes any lock, and ends what runs first";
+    EXPECT_EQ(events_until(299), "8470 ntp 5 1 12:3;") << "a clear removes any lock, and ends the action first";
     EXPECT_EQ(events_until(300), "8470 ntp 6 1 12:5;");
     expect("", {{last, "12:6 1 24:5 9 7000 9 1"}});
 }
 
-TEST_F(Queries, MergesRunAndHoldTheLockAndLeaveTheirResult) {
+TEST_F(Queries, MergesHoldTheLockAndKeepTheirResult) {
     const std::string lock = "8469 get 6 12:'ntp 96:1 30", in_30 = "8474 get 14 12:'ntp 96:30 4096 1";
     EXPECT_EQ(command("merge ntp 30 5 they differ") + command("merge zone 20 4"), "");
     expect("", {{in_30, "14 8:'ntp 92:1 2 1 30"}, {"8474 set 58 12:'ntp 96:30 0 1", "!45"},
         {lock, "6 'LOCK 12:'ntp 96:1 30 0x1000000 120:0x7f000001 1 0x7f000001 384:'$VYN '$Mer 'ge"}});
-    EXPECT_EQ(events_until(4), "") << "one has not failed, and one not ended";
+    EXPECT_EQ(events_until(4), "") << "one succeeds, the other runs";
     EXPECT_EQ(events_until(5), "8475  22 'ntp 88:1 30 'they ' dif 'fer;");
     expect("", {{in_30, "14 1 'ntp 92:1 3 1 30 136:0x1000000"}, {lock, "6 'LOCK 12:'ntp 96:1 30"},
         {"8474 get 14 12:'zone 96:20 4096 1", "14 8:'zone 92:1 1 1 20"}});
@@ -225,10 +232,10 @@ TEST_F(Queries, MergesRunAndHoldTheLockAndLeaveTheirResult) {
 }
 // clang-format on
 
-TEST_F(Queries, CommandsThatMeanNothingAreRefusedAndSayWhy) {
+TEST_F(Queries, RefusedCommandsSayWhy) {
     pairs commands = {
         {"merge none 30 5", "no such feature"},
-        {"merge ntp 10 5 0", "codes count from 1"},
+        {"merge ntp 10 5 0", "codes start at 1"},
         {"set discovery []", "/discovery: expected an object"},
         {"set feature []", "/feature: unknown key"},
         {"set distribution.enabled 1", "/distribution/enabled: expected true or false"},
@@ -240,22 +247,22 @@ TEST_F(Queries, CommandsThatMeanNothingAreRefusedAndSayWhy) {
         {"set features.0.name \"a\\u0000b\"", "/features/0/name: a NUL"},
         {"set features.0.name \"\\u0100\"", "/features/0/name: expected characters up to \\u00ff"},
         {"set features.3.states.0.vsan 1", "/features/3/states/0: expected either \"scope\": "},
-        {"set features.3.states.1.vsan 0", "/features/3/states/1/vsan: VSANs count from 1"},
-        {"set features.3.regions.1.vsan 300", "/features/3/regions/2: another one has this place: vsan 300"},
-        {"set features.2.locks.0.user b", "/features/2/locks/0: a lock of a kind has no user"},
+        {"set features.3.states.1.vsan 0", "/features/3/states/1/vsan: VSANs start at 1"},
+        {"set features.3.regions.1.vsan 300", "/features/3/regions/2: another one has this scope"},
+        {"set features.2.locks.0.user b", "/features/2/locks/0: kind excludes user and marked"},
         {"set features.2.locks.2.user " + endless + endless, "/features/2/locks/2/user: expected at most 126 "},
         {"set peers.- {\"address\": \"zz\", \"type\": 7}", "/peers/3: another one has this address"},
-        {"set peers.0 {\"address\": \"a\", \"type\": 2}", "/peers/0/type: the types 1 and 2 are not those of texts"},
+        {"set peers.0 {\"address\": \"a\", \"type\": 2}", "/peers/0/type: types 1 and 2 are IP addresses"},
         {"set static_peers.0 {\"status\": 1}", "/static_peers/0: expected an \"address\""},
         {"set regions.0 {\"vsan\": 1}", "/regions/0: expected the id of a region as \"id\", from 1"},
-        {"set features.4.regions.- {\"vsan\": 1, \"region\": 5}", "/features/4/regions/0: there is no region 5"},
+        {"set features.4.regions.- {\"vsan\": 1, \"region\": 5}", "/features/4/regions/0: no such region: 5"},
         {"set distribution.ipv4.enabled true", "/distribution: distribution runs over one"},
         {"set distribution.ipv4.address ff15::1", "/distribution/ipv4/address: expected a multicast"}};
     for (const std::string rows : {"locks", "peers", "merges", "regions"})
         commands.push_back({"set features.0 {\"name\": \"" + endless + "\", \"" + rows + "\": [{\"vsan\": 8}]}",
                             "/features/0/" + rows + "/0: a feature with " + rows + " has a name of at most 80"});
     for (const auto &[words, error] : commands) EXPECT_EQ(command(words).substr(0, error.size()), error) << words;
-    EXPECT_THROW(read_scenario("/dev/null"), scenario_error) << "it is no document";
+    EXPECT_THROW(read_scenario("/dev/null"), scenario_error) << "not a document";
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-// The server over a real socket, turned by hand: one thread plays the clients and the server, so that what a client
-// sees is certain and nothing waits. What clients get that say what they should is the end-to-end tests' part.
+// The server over a real socket, one step at a time: clients and server share a thread, so nothing waits and the order
+// is certain. The end-to-end tests cover the replies to valid frames.
 #include <gtest/gtest.h>
 
 #include <sys/socket.h>
@@ -31,21 +31,21 @@ struct Server : testing::Test {
         unique_fd client = greeted_client();
         frame_header header = header_of(frame_kind::subscribe);
         header.opcode = opcode;
-        say(client, make_frame(header, {}));
+        send_frame(client, make_frame(header, {}));
         served.step(-1, false);
         return client;
     }
     void request_late_replies(const unique_fd &client, int count) {
-        say(client, command("fault delay 600000"));
+        send_frame(client, command("fault delay 600000"));
         EXPECT_GT(received(client, 1), 0);
-        for (int i = 0; i < count; ++i) say(client, make_frame(header_of(frame_kind::request), {}));
-        for (int i = 0; i < count; ++i) served.step(-1, false);
+        for (int i = 0; i < count; i++) send_frame(client, make_frame(header_of(frame_kind::request), {}));
+        for (int i = 0; i < count; i++) served.step(-1, false);
     }
 
-    ssize_t received(const unique_fd &client, int steps) { // the size of a frame, 0: the connection is closed
+    ssize_t received(const unique_fd &client, int steps) { // returns the size of a frame, 0: closed
         static char frame[largest_frame];
         while (steps-- > 0) served.step(-1, false);
-        return recv(client.get(), frame, sizeof frame, MSG_DONTWAIT);
+        return recv(client.get(), frame, sizeof(frame), MSG_DONTWAIT);
     }
     unique_fd greeted_client() {
         unique_fd client;
@@ -53,19 +53,21 @@ struct Server : testing::Test {
         EXPECT_GT(received(client, 3), 0);
         return client;
     }
-    void say(const unique_fd &client, const bytes &frame) { EXPECT_EQ(send_frame(client.get(), frame), 0); }
+    void send_frame(const unique_fd &client, const bytes &frame) {
+        EXPECT_EQ(vynd::send_frame(client.get(), frame), 0);
+    }
 };
 
 TEST(Start, SaysWhyALogCannotBeOpened) {
     try {
         event_log log("/tmp/vynd-no-such-folder/log");
-        ADD_FAILURE() << "it is open";
+        ADD_FAILURE() << "no exception";
     } catch (const std::system_error &error) {
         EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory) << error.what();
     }
 }
 
-TEST(Start, AnEmptySocketPathIsNone) {
+TEST(Start, AnEmptySocketPathMeansTheDefault) {
     setenv("VYN_SOCKET", "/tmp/a", 1);
     EXPECT_STREQ(socket_path(), "/tmp/a");
     setenv("VYN_SOCKET", "", 1);
@@ -74,62 +76,62 @@ TEST(Start, AnEmptySocketPathIsNone) {
     EXPECT_STREQ(socket_path(), "/run/vynd/vynd.sock");
 }
 
-TEST_F(Server, MalformedFramesCostTheirSenderTheConnectionAndNobodyElse) {
-    frame_header endless_user = header_of(frame_kind::request), no_kind = header_of(frame_kind{9});
-    std::memset(endless_user.user, 'u', sizeof endless_user.user);
+TEST_F(Server, DisconnectsOnlyTheSenderOfAMalformedFrame) {
+    frame_header user_without_nul = header_of(frame_kind::request), no_kind = header_of(frame_kind{9});
+    std::memset(user_without_nul.user, 'u', sizeof(user_without_nul.user));
     const unique_fd bystander = greeted_client();
     for (const bytes &frame : {bytes(1), bytes{0, 0, 0, 2}, bytes(280), make_frame(header_of(frame_kind::reply), {}),
                                make_frame(header_of(frame_kind::request), bytes(largest_frame)),
-                               make_frame(endless_user, {}), make_frame(no_kind, {})}) {
+                               make_frame(user_without_nul, {}), make_frame(no_kind, {})}) {
         const unique_fd client = greeted_client();
-        say(client, frame);
-        say(bystander, ping);
+        send_frame(client, frame);
+        send_frame(bystander, ping);
         EXPECT_EQ(received(client, 3), 0) << frame.size() << " bytes";
         EXPECT_GT(received(bystander, 0), 0);
     }
 }
 
-// More than a frame in a step, but only of a client that was alone before, and while nobody waits for anything.
-TEST_F(Server, StaysWithAClientWhileNobodyElseIsThere) {
+// Only a sole sender gets more than a frame in a step, and only while no reply is pending.
+TEST_F(Server, ServesARunOfTheOnlySender) {
     const unique_fd client = greeted_client(), other = greeted_client(), subscriber = subscribed_client();
-    for (int i = 0; i < 20; ++i) { // more than its socket takes
-        say(other, command("event raw " + std::to_string(opcode) + " " + std::string(60'000, '0')));
+    for (int i = 0; i < 20; i++) { // more than its socket holds
+        send_frame(other, command("event raw " + std::to_string(opcode) + " " + std::string(60'000, '0')));
         EXPECT_GT(received(other, 1), 0);
     }
-    const auto answers = [&](int steps) { // in these, to a client that has sent so much
+    const auto answers = [&](int steps) { // in this number of steps
         constexpr int commands = 8;
-        for (int i = 0; i < commands; ++i) say(client, ping);
+        for (int i = 0; i < commands; i++) send_frame(client, ping);
         int count = 0;
         while (steps-- > 0) served.step(-1, false);
-        while (count < commands && received(client, 0) > 0) ++count;
-        for (int i = count; i < commands; ++i) EXPECT_GT(received(client, 2), 0);
+        while (count < commands && received(client, 0) > 0) count++;
+        for (int i = count; i < commands; i++) EXPECT_GT(received(client, 2), 0);
         return count;
     };
-    EXPECT_GT(answers(2), 2) << "a subscriber that does not read its events changes nothing";
-    say(other, ping);
-    EXPECT_EQ(answers(2), 2) << "it was not alone";
+    EXPECT_GT(answers(2), 2) << "unread events do not end a run";
+    send_frame(other, ping);
+    EXPECT_EQ(answers(2), 2) << "not the only sender";
     EXPECT_GT(received(other, 0), 0);
     request_late_replies(other, 1);
-    EXPECT_EQ(answers(4), 4) << "somebody waits for a reply";
+    EXPECT_EQ(answers(4), 4) << "a reply is pending";
 }
 
 TEST_F(Server, DisconnectsASubscriberThatLeavesTooManyEventsUnread) {
     const unique_fd poster = greeted_client(), subscriber = subscribed_client(), reader = subscribed_client(),
                     other = greeted_client();
-    constexpr int limit = 10'000, room = 10'000; // more than the subscriber's socket takes besides
-    request_late_replies(other, 1);              // or the server would wait for it after each event
+    constexpr int limit = 10'000, room = 10'000; // more than the subscriber's socket holds
+    request_late_replies(other, 1);              // a pending reply: no runs, which would wait after each event
     const bytes event = command("event raw " + std::to_string(opcode) + " 00");
-    for (int i = 0; i < limit + room; ++i) {
-        say(poster, event);
+    for (int i = 0; i < limit + room; i++) {
+        send_frame(poster, event);
         ASSERT_GT(received(poster, 1), 0);
         ASSERT_GT(received(reader, 0), 0);
     }
     int got = 0;
-    while (received(subscriber, 0) > 0) ++got;
-    EXPECT_EQ(received(subscriber, 0), 0) << "it is disconnected";
-    std::map<std::string, int> lines; // by what follows the arrow or the colon
+    while (received(subscriber, 0) > 0) got++;
+    EXPECT_EQ(received(subscriber, 0), 0) << "disconnected";
+    std::map<std::string, int> lines; // by the text after the arrow or the colon
     std::ifstream file(path + ".log");
-    for (std::string line; std::getline(file, line);) ++lines[line.substr(line.find_first_of(">:") + 2)];
+    for (std::string line; std::getline(file, line);) lines[line.substr(line.find_first_of(">:") + 2)]++;
     EXPECT_EQ(lines["10000 events not read"], 1);
     EXPECT_EQ(lines["2 subscribers"], limit + got);
 }

@@ -1,10 +1,7 @@
-// One function for each query, and the table that finds it.
+// The table of queries: one row for each query and operation in the service's own record.
 //
-// What the client library asks has opcodes of its own and other records, and is answered in
-// client_requests.cpp; all queries but those of the discovery have files of their own. The table
-// here is the map of all that comes in the service's own record, one row for each query and
-// operation.
-#include "queries.h"
+// Requests of the client library have other opcodes and records: client_requests.cpp handles them.
+#include "dispatcher.h"
 
 #include <algorithm>
 
@@ -20,17 +17,15 @@ namespace vynd {
 
 namespace {
 
-outcome start_discovery(fabric &model, const query &asked)
+outcome start_discovery(fabric &model, const query &received)
 {
-    return changed(asked.record.query_type, model.start_discovery(asked.now),
-                   "a discovery is running");
+    return change_reply(received, model.start_discovery(received.now), "a discovery is running");
 }
 
-outcome get_discovery(fabric &model, const query &asked)
+outcome get_discovery(fabric &model, const query &received)
 {
     const discovery_state &state = model.state().discovery;
-    return found(asked.record.query_type,
-                 vyn_resp_disc_status{state.status, {}, state.failure_reason});
+    return read_reply(received, vyn_resp_disc_status{state.status, {}, state.failure_reason});
 }
 
 constexpr struct query_row {
@@ -38,7 +33,7 @@ constexpr struct query_row {
     uint32_t query_type;
     uint32_t msg_type;
     outcome (*run)(fabric &, const query &);
-    std::string (*key)(const vyn_snmp_req &) = nullptr; // for the log; null: it has none
+    std::string (*key)(const vyn_snmp_req &) = nullptr; // for the log; null: no key
 } queries[] = {
     // clang-format off
     {MTS_OPC_VYN_SNMP_QUERY,  VYN_SNMP_APP_LOCK_STATE,     VYN_MSG_GET,     get_lock,           lock_key},
@@ -72,57 +67,63 @@ constexpr struct query_row {
     // clang-format on
 };
 
-// The row of a request, or null; `known` is whether there is one for another operation at least.
-const query_row *row_of(const request &asked, bool &known)
+bool has_query_type(const query_row &row, const request &received)
 {
-    const uint32_t query_type = first_word(asked.record);
-    known = false;
-    const auto row = std::find_if(std::begin(queries), std::end(queries), [&](const auto &entry) {
-        const bool same = entry.opcode == asked.opcode && entry.query_type == query_type;
-        known = known || same;
-        return same && entry.msg_type == asked.msg_type;
-    });
+    return row.opcode == received.opcode && row.query_type == first_word(received.record);
+}
+
+// Returns null if no row has this query and operation.
+const query_row *find_row(const request &received)
+{
+    const auto matches = [&](const query_row &row) {
+        return has_query_type(row, received) && row.msg_type == received.msg_type;
+    };
+    const auto row = std::find_if(std::begin(queries), std::end(queries), matches);
     return row == std::end(queries) ? nullptr : row;
+}
+
+// Reports whether some operation of this query has a row.
+bool is_known(const request &received)
+{
+    return std::any_of(std::begin(queries), std::end(queries),
+                       [&](const query_row &row) { return has_query_type(row, received); });
 }
 
 } // namespace
 
-outcome answer(fabric &model, const request &asked, time_point now)
+outcome answer(fabric &model, const request &received, time_point now)
 {
-    if (is_client_request(asked.opcode))
-        return answer_client(model, asked, now);
+    if (is_client_request(received.opcode))
+        return answer_client(model, received, now);
 
-    bool known;
-    const query_row *row = row_of(asked, known);
-    if (!known)
-        return refused(VYN_ERR_UNKNOWN_REQUEST, "unknown request");
-    if (!row)
-        return refused(VYN_ERR_BAD_REQUEST, "operation does not fit");
+    const query_row *row = find_row(received);
+    if (row == nullptr)
+        return is_known(received) ? refused(VYN_ERR_BAD_REQUEST, "wrong operation")
+                                  : refused(VYN_ERR_UNKNOWN_REQUEST, "unknown request");
 
     vyn_snmp_req record;
-    if (!take(asked.record, record))
-        return refused(VYN_ERR_BAD_REQUEST, std::to_string(asked.record.size()) + " bytes");
+    if (!take(received.record, record))
+        return refused(VYN_ERR_BAD_REQUEST, std::to_string(received.record.size()) + " bytes");
     if (record.argument != 1)
         return refused(VYN_ERR_BAD_REQUEST, "first argument is not 1");
-    return row->run(model, {record, asked.msg_type, now});
+    return row->run(model, {record, received.msg_type, now});
 }
 
-std::string describe(const request &asked)
+std::string describe(const request &received)
 {
     static constexpr named_value operations[] = {
         {"get", VYN_MSG_GET}, {"getnext", VYN_MSG_GETNEXT}, {"set", VYN_MSG_SET}};
-    const char *operation = name_of(operations, asked.msg_type);
+    const char *operation = name_of(operations, received.msg_type);
     const std::string head =
-        std::to_string(asked.opcode) + " " +
-        (operation ? operation : "operation-" + std::to_string(asked.msg_type));
-    if (is_client_request(asked.opcode))
-        return head + " " + describe_client(asked);
+        std::to_string(received.opcode) + " " +
+        (operation != nullptr ? operation : "operation-" + std::to_string(received.msg_type));
+    if (is_client_request(received.opcode))
+        return head + " " + describe_client(received);
 
-    const std::string text = head + " query " + std::to_string(first_word(asked.record));
-    bool known;
-    const query_row *row = row_of(asked, known);
+    const std::string text = head + " query " + std::to_string(first_word(received.record));
+    const query_row *row = find_row(received);
     vyn_snmp_req record;
-    if (row && row->key && take(asked.record, record))
+    if (row != nullptr && row->key != nullptr && take(received.record, record))
         return text + " " + row->key(record);
     return text;
 }
