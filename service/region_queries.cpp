@@ -8,7 +8,8 @@
 // others as none. All of them count as physical.
 #include "region_queries.h"
 
-#include <array>
+#include <optional>
+#include <utility>
 
 #include "keys.h"
 #include "replies.h"
