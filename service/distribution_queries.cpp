@@ -41,7 +41,7 @@ outcome read_ip_family(fabric &model, const query &received)
     vyn_dist_ctrl_entry reply{};
     fill_address(row->second.multicast, reply.addr_type,
                  reinterpret_cast<address_field &>(reply.addr));
-    reply.enabled = row->second.enabled;
+    reply.enabled = row->second.enabled ? 1 : 0;
     return read_reply(received, reply);
 }
 

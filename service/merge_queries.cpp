@@ -40,7 +40,7 @@ vyn_resp_merge record_of(std::string_view name, const scope &where, const merge_
     record.status = merge.status;
     record.scope = service_scope_type(where);
     record.vsan = where.vsan;
-    record.failed = merge.failure != 0;
+    record.failed = merge.failure != 0 ? 1 : 0;
     return record;
 }
 

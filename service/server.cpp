@@ -122,7 +122,7 @@ bool server::step(int stop, bool wait)
         const auto &[fd, events, revents] = *it++;
         if (revents & (POLLOUT | POLLHUP | POLLERR))
             flush(client, now);
-        client.closed |= !(events & POLLIN) && (revents & (POLLHUP | POLLERR));
+        client.closed |= (events & POLLIN) == 0 && (revents & (POLLHUP | POLLERR)) != 0;
         if ((events & POLLIN) && (revents & (POLLIN | POLLHUP | POLLERR)) && !client.closed &&
             receive(client, MSG_DONTWAIT) && ready == 1) {
             sole_sender = client.number;

@@ -37,7 +37,7 @@ std::optional<uint32_t> parse_named(std::span<const named_value> names, std::str
 std::string named_text(std::span<const named_value> names, uint32_t value)
 {
     const char *name = name_of(names, value);
-    return name ? name : std::to_string(value);
+    return name != nullptr ? name : std::to_string(value);
 }
 
 std::string list_of(std::span<const named_value> names)
