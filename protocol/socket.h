@@ -33,6 +33,7 @@ class unique_fd {
     ~unique_fd() { reset(); }
 
     int get() const { return fd_; } // -1: none
+    int release() { return std::exchange(fd_, -1); }
     void reset()
     {
         if (fd_ >= 0)

@@ -1,12 +1,12 @@
-// Whose request is being served, and what else the agent is told of it.
+// The user and session of the request that is served, the log of refused SETs, and variables.
 //
-// The agent does not tell the module who asks: in a read function it has no current session. The
-// handler before the module's own notes the identity for the time of the call, the only time at
-// which it is known.
+// The agent does not tell the module who sends a request: a read function has no current session.
+// The guard notes the identity for the time of the call, because it is known at no other time.
 //
-// Over AgentX nobody knows the manager: there the user is "agentx". Nor does a refusal in COMMIT
-// reach it there: the master takes what COMMIT means for a subagent as done.
+// Over AgentX the manager is not known, so the user is "agentx". A refusal in COMMIT is lost there:
+// the master treats the subagent's COMMIT as done.
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -23,33 +23,49 @@
 namespace vyn_host {
 namespace {
 
-char user_buffer[256];
-const char *user = ""; // or user_buffer, while a request is served
-u32 session;
-long transaction; // of the last request; it stays the same through the phases of a SET
-uint32_t begun;
+class request_context {
+  public:
+    void note(const netsnmp_agent_session *asp);
+    void forget()
+    {
+        user_ = "";
+        session_ = 0;
+    }
 
-void note_user(const void *name, size_t length)
+    const char *user() const { return user_; }
+    u32 session() const { return session_; }
+    uint32_t begun() const { return begun_; }
+
+    static constexpr size_t max_user = 255;
+
+  private:
+    void note_user(const void *name, size_t length);
+
+    char buffer_[max_user + 1];
+    const char *user_ = ""; // or buffer_, while a request is served
+    u32 session_ = 0;
+    long transaction_ = 0; // of the last request; it is the same in all phases of a SET
+    uint32_t begun_ = 0;
+} the_context;
+
+void request_context::note_user(const void *name, size_t length)
 {
-    const size_t most = sizeof(user_buffer) - 1;
-    length = name == nullptr ? 0 : length < most ? length : most;
-    memcpy(user_buffer, length == 0 ? "" : name, length);
-    user_buffer[length] = '\0';
-    user = user_buffer;
+    length = name != nullptr ? std::min(length, max_user) : 0;
+    memcpy(buffer_, length == 0 ? "" : name, length);
+    buffer_[length] = '\0';
+    user_ = buffer_;
 }
 
-} // namespace
-
-void note_identity(const netsnmp_agent_session *asp)
+void request_context::note(const netsnmp_agent_session *asp)
 {
-    constexpr long agentx = 0xC0; // what all versions of AgentX have in common
+    constexpr long agentx = 0xC0; // set in all versions of AgentX
     if (asp == nullptr || asp->pdu == nullptr)
         return;
     const netsnmp_pdu &pdu = *asp->pdu;
-    if (pdu.transid != transaction)
-        begun++;
-    transaction = pdu.transid;
-    session = asp->session != nullptr ? static_cast<u32>(asp->session->sessid) : 0;
+    if (pdu.transid != transaction_)
+        begun_++;
+    transaction_ = pdu.transid;
+    session_ = asp->session != nullptr ? static_cast<u32>(asp->session->sessid) : 0;
     if ((pdu.version & agentx) == agentx)
         note_user("agentx", strlen("agentx"));
     else if (pdu.version == SNMP_VERSION_3)
@@ -58,40 +74,49 @@ void note_identity(const netsnmp_agent_session *asp)
         note_user(pdu.community, pdu.community_len);
 }
 
+} // namespace
+
+void note_identity(const netsnmp_agent_session *asp)
+{
+    the_context.note(asp);
+}
+
 void forget_identity()
 {
-    user = "";
-    session = 0;
+    the_context.forget();
 }
 
 uint32_t requests_begun()
 {
-    return begun;
+    return the_context.begun();
 }
 
 } // namespace vyn_host
 
+using namespace vyn_host;
+
 VYN_EXPORT const char *get_snmp_username(int)
 {
-    return vyn_host::user;
+    return the_context.user();
 }
 
 VYN_EXPORT u32 get_snmp_sessionid(int)
 {
-    return vyn_host::session;
+    return the_context.session();
 }
 
 VYN_EXPORT int vacm_is_user_network_admin(void)
 {
     static const char separators[] = ", \t";
     const char *admins = getenv("VYN_NETWORK_ADMINS");
-    const size_t length = strlen(vyn_host::user);
+    const char *user = the_context.user();
+    const size_t length = strlen(user);
     if (admins == nullptr || length == 0)
         return 0;
     for (const char *at = admins; *at != '\0';) {
         at += strspn(at, separators);
         const size_t each = strcspn(at, separators);
-        if (each == length && memcmp(at, vyn_host::user, length) == 0)
+        if (each == length && memcmp(at, user, length) == 0)
             return 1;
         at += each;
     }
@@ -100,9 +125,9 @@ VYN_EXPORT int vacm_is_user_network_admin(void)
 
 VYN_EXPORT void log_set_error(u32 code, int)
 {
-    char who[vynd::max_escape * sizeof(vyn_host::user_buffer) + 1];
-    vynd::escape(who, sizeof(who), vyn_host::user);
-    const vyn_host::syserr_entry *error = vyn_host::syserr_find(code);
+    char who[vynd::max_escape * request_context::max_user + 1];
+    vynd::escape(who, sizeof(who), the_context.user());
+    const syserr_entry *error = syserr_find(code);
     snmp_log(LOG_WARNING, "vyn: SET by \"%s\" failed: 0x%08X %s: %s\n", who, code, error->name,
              error->text);
 }
@@ -111,6 +136,6 @@ VYN_EXPORT netsnmp_variable_list *build_varbind(netsnmp_variable_list *previous,
                                                 u_char type, size_t length, const oid *name,
                                                 size_t name_length)
 {
-    // The agent's function links behind the end of a list, and widens an int to its own integer.
+    // The agent's function appends to a list, and widens an int to its own integer.
     return snmp_varlist_add_variable(&previous, name, name_length, type, value, length);
 }
