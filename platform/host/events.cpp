@@ -1,15 +1,16 @@
-// Events: subscriptions to the service, and notifications out of what their handlers make of them.
+// Events: subscriptions to the service, and notifications from what their handlers return.
 //
-// A connection of its own, in the agent's event loop from the moment it is made: the greeting is
-// waited for there and never here. An alarm every second makes it when the service is not there,
-// gives it up when no greeting comes, and goes when the connection has outlived one of its ticks:
-// only then does it count as working, so that a service that ends it at once, every time, is one
-// outage. A connection to a process that hangs looks like one on which nothing happens; it is left
-// when the connection for requests has found another process at the socket. Subscriptions outlive
-// the service; what the service posts while there is no connection is lost.
+// The connection for events is in the agent's event loop, so nothing waits for its greeting. A
+// one-second alarm connects, drops a connection that is not greeted in time, and stops at the first
+// tick after a greeting. Only then does the connection count as working, so a service that always
+// closes it at once is one outage.
 //
-// There is no way to unsubscribe one opcode: its events are ignored, and the connection goes with
-// the last one. Bursts are taken a few at a time, so that managers are served in between.
+// A connection to a process that hangs looks like one without events. It is replaced when another
+// process has greeted the connection for requests. Subscriptions outlive the service; what it posts
+// while there is no connection is lost.
+//
+// The protocol cannot unsubscribe one opcode: its events are ignored, and the connection is closed
+// with the last one. A burst is read a few events at a time, so that managers are served meanwhile.
 
 #include <cstring>
 
@@ -19,35 +20,38 @@
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
+#include "alarm.h"
 #include "connection.h"
 #include "host.h"
 #include "mts.h"
+#include "outage.h"
+#include "settings.h"
 
 namespace vyn_host {
 namespace {
 
 struct subscription {
     u32 opcode;
-    mts_notification_handler handler; // null: unsubscribed, but the service still sends
+    mts_notification_handler handler; // null: unsubscribed, but the service still sends events
 };
 
 class subscriber {
   public:
+    subscriber();
     ~subscriber() { stop(); }
 
     bool add(u32 opcode, mts_notification_handler handler);
     bool remove(u32 opcode);
-    void renew(pid_t service);
 
   private:
-    static constexpr int most_opcodes = 8;
-    static constexpr int events_at_once = 16;
+    static constexpr int max_opcodes = 8;
+    static constexpr int max_events_at_once = 16;
     // More than the socket of a service that has ended can hold.
-    static constexpr int most_left_behind = 1024;
+    static constexpr int max_unread_events = 1024;
 
     void connect();
     void tick();
-    void settle();
+    void renew(pid_t service);
     void take_arrived();
     void greeted();
     void subscribe(u32 opcode);
@@ -56,32 +60,21 @@ class subscriber {
     void lost(const char *trouble);
     void disconnect();
     void stop();
-    void set_alarm(bool wanted);
 
     connection link_;
     bool greeted_ = false;
-    bool cut_reported_ = false;   // on this connection
-    bool settled_before_ = false; // this connection, or one before it
-    int64_t give_up_at_ = 0;      // not greeted: when the connection is to be replaced
-    unsigned alarm_ = 0;
+    bool cut_reported_ = false; // on this connection
+    int64_t give_up_at_ = 0;    // not greeted: when to replace the connection
+    agent_alarm alarm_{1, SA_REPEAT, [](void *owner) { static_cast<subscriber *>(owner)->tick(); },
+                       this};
     int count_ = 0;
-    subscription subscriptions_[most_opcodes];
+    subscription subscriptions_[max_opcodes];
     frame_buffer frame_;
-};
+} the_subscriber;
 
-subscriber the_subscriber;
-
-void subscriber::set_alarm(bool wanted)
+subscriber::subscriber()
 {
-    if (wanted == (alarm_ != 0))
-        return;
-    if (wanted) {
-        alarm_ = snmp_alarm_register(
-            1, SA_REPEAT, [](unsigned, void *) { the_subscriber.tick(); }, nullptr);
-        return;
-    }
-    snmp_alarm_unregister(alarm_);
-    alarm_ = 0;
+    the_outage.set_greeting_handler([](pid_t service) { the_subscriber.renew(service); });
 }
 
 void subscriber::disconnect()
@@ -96,16 +89,16 @@ void subscriber::disconnect()
 void subscriber::stop()
 {
     disconnect();
-    set_alarm(false);
-    forget_trouble(party::events);
+    alarm_.stop();
+    the_outage.clear_failure(channel::events);
     count_ = 0;
 }
 
 void subscriber::lost(const char *trouble)
 {
     disconnect();
-    note_trouble(party::events, trouble);
-    set_alarm(true);
+    the_outage.report_failure(channel::events, trouble);
+    alarm_.start();
 }
 
 void subscriber::connect()
@@ -114,43 +107,34 @@ void subscriber::connect()
         return;
     if (!link_.open())
         return lost(link_.trouble());
-    const auto arrived = [](int, void *) { the_subscriber.take_arrived(); };
-    if (register_readfd(link_.fd(), arrived, nullptr) != FD_REGISTERED_OK)
+    const auto arrived = [](int, void *owner) { static_cast<subscriber *>(owner)->take_arrived(); };
+    if (register_readfd(link_.fd(), arrived, this) != FD_REGISTERED_OK)
         return lost("the agent has no room for its descriptor");
     give_up_at_ = now_ms() + give_up_after_ms();
-    set_alarm(true);
+    alarm_.start();
 }
 
 void subscriber::tick()
 {
-    if (!link_.is_open())
+    if (!link_.is_open()) {
         connect();
-    else if (greeted_)
-        settle();
-    else if (now_ms() >= give_up_at_)
+    } else if (greeted_) {
+        alarm_.stop();
+        the_outage.report_events_settled();
+    } else if (now_ms() >= give_up_at_) {
         lost("it accepts connections but does not greet");
+    }
 }
 
-// If requests have only found nobody there, the outage is over. A request that was sent and failed
-// is another matter: that ends when one succeeds.
-void subscriber::settle()
-{
-    set_alarm(false);
-    note_working(party::events);
-    if (requests_found_nobody())
-        note_working(party::requests);
-    if (settled_before_)
-        service_has_returned();
-    settled_before_ = true;
-}
-
+// Replaces the connection unless it leads to the process that has just greeted the one for
+// requests. A working one is kept, because events may wait in it.
 void subscriber::renew(pid_t service)
 {
     if (greeted_ && link_.peer() == service)
         return;
-    // What the service before has posted comes first, here in the midst of a manager's request:
-    // handlers ask nothing of the service.
-    for (int i = 0; i < most_left_behind && greeted_; i++) {
+    // Events of the previous service come first. This is inside a manager's request, but handlers
+    // send no request.
+    for (int i = 0; i < max_unread_events && greeted_; i++) {
         const arrival got = link_.receive(frame_);
         if (got == arrival::nothing || got == arrival::lost || !frame_.is(vynd::frame_kind::event))
             break;
@@ -162,7 +146,7 @@ void subscriber::renew(pid_t service)
 
 void subscriber::take_arrived()
 {
-    for (int i = 0; i < events_at_once && link_.is_open(); i++) {
+    for (int i = 0; i < max_events_at_once && link_.is_open(); i++) {
         const arrival got = link_.receive(frame_);
         if (got == arrival::nothing)
             return;
@@ -174,7 +158,7 @@ void subscriber::take_arrived()
             greeted();
         else if (!frame_.is(vynd::frame_kind::event))
             return lost("the service has sent a frame that is no event");
-        else if (got == arrival::cut) // an event without its end is none
+        else if (got == arrival::cut) // an event without its end is not delivered
             report_cut();
         else
             deliver();
@@ -198,10 +182,9 @@ void subscriber::greeted()
 
 void subscriber::subscribe(u32 opcode)
 {
-    vynd::frame_header header{};
-    header.kind = static_cast<uint32_t>(vynd::frame_kind::subscribe);
+    vynd::frame_header header = vynd::header_of(vynd::frame_kind::subscribe);
     header.opcode = opcode;
-    if (!link_.send(header, nullptr, 0))
+    if (!link_.send({reinterpret_cast<const uint8_t *>(&header), sizeof(header)}))
         lost(link_.trouble());
 }
 
@@ -213,8 +196,8 @@ void subscriber::deliver()
             handler = subscriptions_[i].handler;
     if (handler == nullptr)
         return;
-    // A handler finds zeros behind a payload that is shorter than its record.
-    memset(frame_.payload + frame_.payload_length, 0, room_behind);
+    // A handler reads zeros after a payload that is shorter than its record.
+    memset(frame_.payload + frame_.payload_length, 0, payload_padding);
     oid notification[MAX_OID_LEN];
     size_t length = 0;
     int flag = 0;
@@ -230,7 +213,7 @@ void subscriber::deliver()
     if (head != nullptr) {
         head->next_variable = list;
         list = head;
-        send_v2trap(list); // copies; the agent puts its uptime in front
+        send_v2trap(list); // copies it, with sysUpTime before it
     }
     snmp_free_varbind(list);
 }
@@ -242,7 +225,7 @@ bool subscriber::add(u32 opcode, mts_notification_handler handler)
     int i = 0;
     while (i < count_ && subscriptions_[i].opcode != opcode)
         i++;
-    if (i == most_opcodes)
+    if (i == max_opcodes)
         return false;
     subscriptions_[i] = {opcode, handler};
     if (i == count_) {
@@ -271,12 +254,6 @@ bool subscriber::remove(u32 opcode)
 }
 
 } // namespace
-
-void renew_events(pid_t service)
-{
-    the_subscriber.renew(service);
-}
-
 } // namespace vyn_host
 
 VYN_EXPORT void *mts_payload_get(mts_msg *message)

@@ -30,7 +30,9 @@
 
 #include <net-snmp/agent/agent_callbacks.h>
 
+#include "budget.h"
 #include "host.h"
+#include "outage.h"
 #include "vyn_registration.h"
 
 namespace vyn_host {
@@ -40,15 +42,16 @@ constexpr oid module_root[] = {VYN_MODULE_ROOT};
 
 // --- Reads ---
 
-// Of each object of the module, by its identifier.
-struct {
+struct guarded_object {
     FindVarMethod *read;
     uint32_t reported; // the connection of the service on which a walk's end was logged, plus 1
-} objects[UCHAR_MAX + 1];
+};
 
-// The request whose object is read next, and the session that asks for it.
-netsnmp_request_info *next_request;
-const netsnmp_agent_session *asking;
+struct {
+    guarded_object objects[UCHAR_MAX + 1]; // of the module, by their identifiers
+    netsnmp_request_info *next_request;    // whose object is read next
+    const netsnmp_agent_session *asking;   // the session that asks for it
+} the_guard;
 
 // Reports whether an answer comes after the OID asked for. The comparison starts at the index: an
 // OID asked for that is not below the column precedes all of the column's rows.
@@ -73,7 +76,7 @@ bool may_answer(oid *row, size_t length, const netsnmp_variable_list &asked, siz
     if (length == asked.name_length && length > column_length &&
         std::equal(row + column_length, row + length, asked.name + column_length))
         return true;
-    netsnmp_pdu *pdu = asking->pdu;
+    netsnmp_pdu *pdu = the_guard.asking->pdu;
     return pdu->command != SNMP_MSG_GETNEXT && pdu->command != SNMP_MSG_GETBULK &&
            in_a_view(row, &length, pdu, type) == VACM_SUCCESS;
 }
@@ -82,8 +85,8 @@ bool may_answer(oid *row, size_t length, const netsnmp_variable_list &asked, siz
 // service.
 void report_end_of_walk(const struct variable &object, const char *reason)
 {
-    const uint32_t connection = service_generation() + 1;
-    if (std::exchange(objects[object.magic].reported, connection) == connection)
+    const uint32_t connection = the_outage.generation() + 1;
+    if (std::exchange(the_guard.objects[object.magic].reported, connection) == connection)
         return;
     char column[256];
     snprint_objid(column, sizeof(column), object.name, object.namelen);
@@ -112,9 +115,9 @@ u_char *read_object(struct variable *object, oid *name, size_t *length, int exac
                     size_t *value_length, WriteMethod **write_method)
 {
     const netsnmp_variable_list &asked =
-        *std::exchange(next_request, next_request->next)->requestvb;
-    u_char *value =
-        objects[object->magic].read(object, name, length, exact, value_length, write_method);
+        *std::exchange(the_guard.next_request, the_guard.next_request->next)->requestvb;
+    u_char *value = the_guard.objects[object->magic].read(object, name, length, exact, value_length,
+                                                          write_method);
     if (exact ? may_answer(name, *length, asked, object->namelen, static_cast<u_char>(object->type))
               : value != nullptr && comes_after(name, *length, asked, object->namelen))
         return value;
@@ -134,8 +137,8 @@ int serve(netsnmp_mib_handler *handler, netsnmp_handler_registration *registrati
 {
     note_identity(info->asp);
     the_budget.begin(requests_begun());
-    asking = info->asp;
-    next_request = requests;
+    the_guard.asking = info->asp;
+    the_guard.next_request = requests;
     const int result = netsnmp_old_api_helper(handler, registration, info, requests);
     if (the_budget.end())
         for (netsnmp_request_info *each = requests; each != nullptr; each = each->next)
@@ -180,7 +183,7 @@ void guard(const netsnmp_handler_registration &made)
         if (each->access_method != netsnmp_old_api_helper)
             continue;
         auto *object = static_cast<struct variable *>(each->myvoid);
-        objects[object->magic].read = std::exchange(object->findVar, read_object);
+        the_guard.objects[object->magic].read = std::exchange(object->findVar, read_object);
         each->access_method = serve;
         return;
     }

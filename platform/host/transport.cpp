@@ -1,108 +1,94 @@
 // Requests: cmi_req_resp over one connection, with at most one request under way.
 //
-// The agent serves nobody while a request waits, so waiting is what this file is careful with. A
-// request waits at most one timeout for a connection that is ready and one for its reply, and all
-// requests for one SNMP request wait at most one budget. A service that is not there fails a
-// request at once.
+// The agent serves nobody else while a request waits, so the wait is bounded: by one timeout for a
+// connection that is ready, one timeout for the reply, and one budget for all requests of an SNMP
+// request. If there is no service, a request fails at once.
 //
 // After a timeout the connection is only polled, and replaced once it has stayed silent for three
 // timeouts. The next greeting gets only a short wait, until a service has greeted again. So a
 // service that accepts and says nothing costs one timeout in all, and short waits after it. One
 // that greets and never replies blocks the agent for one timeout in three.
 //
-// The end of a budget is no timeout: the service is slow, and not gone. So it is no outage, and the
-// next SNMP request waits for what is left of the abandoned request's own timeout, and only then
-// sends its own. That keeps a slow service from having two requests at a time, and a manager that
-// asks for little from getting nothing because another one has asked for much.
+// The end of a budget is no timeout: the service is slow, but not gone. So it is no outage, and the
+// next SNMP request first waits for what is left of the abandoned request's own timeout. A slow
+// service never has two requests at a time, and a manager that asks for little still gets it while
+// another one asks for much.
 //
-// A request makes one connection at most: the first after a restart of the service finds that the
-// old connection has ended, and succeeds on the new one. A request that was sent is never sent
-// again: it may have been carried out. Sequences tell a late reply from the one that is waited for.
-// A connection that works is not looked at before a request, which costs a call of the system: that
-// it has ended shows in the send, and what else has come on it, in the wait for the reply.
+// A request makes one connection at most: the first one after a restart of the service finds that
+// the old connection has ended, and succeeds on the new one. A request that was sent is never sent
+// again, because the service may have carried it out. Sequences tell a late reply from the current
+// one. A connection that works is not polled before a request, which would be another system call:
+// its end shows in the send, and other frames show in the wait for the reply.
 //
-// An outage ends with a connection that has lived for a second, and not with its first answer: a
-// service that answers something and then drops each connection is one outage.
+// An outage ends when a connection has lived for a second, not with its first answer: a service
+// that answers something and then drops each connection is one outage.
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
 
-#include <net-snmp/net-snmp-config.h>
-
-#include <net-snmp/net-snmp-includes.h>
-
+#include "alarm.h"
+#include "budget.h"
 #include "connection.h"
 #include "host.h"
 #include "mts.h"
+#include "outage.h"
+#include "settings.h"
 #include "snmp_context.h"
 #include "vyn_wire.h"
 
 namespace vyn_host {
 namespace {
 
-struct request {
-    vynd::frame_header header;
-    const void *payload;
-    size_t length;
-};
-
 class requester {
   public:
-    ~requester() { set_alarm(false); }
-
-    // Carries out one exchange. On 0 the reply is in reply(), else it has failed.
-    u32 call(request &r);
-    const frame_buffer &reply() const { return frame_; }
-    bool found_nobody() const { return found_nobody_; }
+    // Sends the request in request(). Returns 0 and leaves the reply in reply(), or a system error.
+    uint32_t call();
+    frame_buffer &request() { return request_; }
+    const frame_buffer &reply() const { return reply_; }
 
   private:
     enum class state { closed, ungreeted, ready, overdue };
 
-    u32 send_and_wait(request &r, int64_t now, int64_t limit);
-    u32 make_ready(int64_t limit, bool *may_connect);
+    uint32_t send_and_wait(int64_t now, int64_t limit);
+    uint32_t make_ready(int64_t limit, bool *may_connect);
     bool connect();
     void await_greeting(int64_t limit);
     void drain(int64_t limit);
-    u32 await_reply(int64_t sent, int64_t limit);
+    uint32_t await_reply(int64_t sent, int64_t limit);
     arrival next_reply(int64_t now, int64_t deadline);
     void drop();
-    void note_failure(u32 error);
     void note_answer(int64_t now);
     void settle();
-    void set_alarm(bool wanted);
-
-    // Frames that nobody waits for are thrown away, so many at a time.
-    static constexpr int strays_at_once = 64;
-    // Enough for a service that is not busy to accept and to greet.
-    static constexpr int64_t short_wait_ms = 20;
-    static constexpr int64_t settled_after_ms = 1000;
 
     connection link_;
     state state_ = state::closed;
-    bool patient_ = true;       // no timeout since the last greeting
-    bool found_nobody_ = false; // in an outage: the last request found no service
+    bool unreliable_ = false; // since the last greeting, a request timed out or a greeting failed
     int64_t opened_at_ = 0;
-    int64_t due_by_ = 0;     // greeting or reply; the connection is only polled after that
-    int64_t give_up_at_ = 0; // ungreeted or overdue: when the connection is to be replaced
+    int64_t due_by_ = 0;     // greeting or reply; after that the connection is only polled
+    int64_t give_up_at_ = 0; // ungreeted or overdue: when to replace the connection
     uint32_t sequence_ = 0;  // of the last request
-    unsigned alarm_ = 0;     // calls settle() once
-    frame_buffer frame_;
+    frame_buffer request_;
+    frame_buffer reply_;
+
+    static constexpr unsigned settled_after_s = 1;
+    agent_alarm settle_alarm_{settled_after_s, 0,
+                              [](void *owner) { static_cast<requester *>(owner)->settle(); }, this};
 } the_requester;
 
 void requester::drop()
 {
     link_.close();
     state_ = state::closed;
-    set_alarm(false);
+    settle_alarm_.stop();
 }
 
-// A reply, whole or cut; anything else has no place on this connection.
+// Receives a reply, whole or cut. Any other frame is an error on this connection.
 arrival requester::next_reply(int64_t now, int64_t deadline)
 {
-    const arrival got = link_.await(frame_, now, deadline);
-    if ((got == arrival::frame || got == arrival::cut) && !frame_.is(vynd::frame_kind::reply)) {
+    const arrival got = link_.await(reply_, now, deadline);
+    if ((got == arrival::frame || got == arrival::cut) && !reply_.is(vynd::frame_kind::reply)) {
         link_.set_trouble("the service has sent a frame that is no reply");
         return arrival::lost;
     }
@@ -111,52 +97,54 @@ arrival requester::next_reply(int64_t now, int64_t deadline)
 
 bool requester::connect()
 {
+    // Enough for a service that is not busy to accept and to greet.
+    constexpr int64_t short_wait_ms = 20;
     if (!link_.open())
         return false;
     state_ = state::ungreeted;
     opened_at_ = now_ms();
-    due_by_ = opened_at_ + (patient_ ? timeout_ms() : std::min(timeout_ms(), short_wait_ms));
+    due_by_ = opened_at_ + (unreliable_ ? std::min(timeout_ms(), short_wait_ms) : timeout_ms());
     give_up_at_ = opened_at_ + give_up_after_ms();
     return true;
 }
 
-// The caller looks at the state afterwards.
+// The state tells the caller what has come of it.
 void requester::await_greeting(int64_t limit)
 {
-    const arrival got = link_.await(frame_, now_ms(), std::min(due_by_, limit));
-    if (got == arrival::frame && frame_.is_greeting()) {
+    const arrival got = link_.await(reply_, now_ms(), std::min(due_by_, limit));
+    if (got == arrival::frame && reply_.is_greeting()) {
         state_ = state::ready;
-        patient_ = true;
-        service_has_returned();
-        renew_events(link_.peer());
+        unreliable_ = false;
+        the_outage.report_requests_greeted(link_.peer());
         return;
     }
     if (got == arrival::nothing)
         return link_.set_trouble("it accepts connections but does not greet");
-    patient_ = false;
+    unreliable_ = true;
     if (got != arrival::lost)
         link_.set_trouble("it speaks another protocol, or another version");
     drop();
 }
 
-// Takes what has arrived, and so finds out whether the service is still there and whether the
-// overdue reply has come. Waits for that reply until it is due, or until the limit.
+// Takes what has arrived, which shows whether the service is still there and the overdue reply has
+// come. Waits for that reply until it is due, or until the limit.
 void requester::drain(int64_t limit)
 {
-    for (int i = 0; i < strays_at_once; i++) {
+    constexpr int max_frames = 64; // that nobody waits for
+    for (int i = 0; i < max_frames; i++) {
         const arrival got = next_reply(now_ms(), std::min(due_by_, limit));
         if (got == arrival::nothing)
             return;
         if (got == arrival::lost)
             return drop();
-        if (frame_.header.sequence == sequence_) {
+        if (reply_.header.sequence == sequence_) {
             state_ = state::ready;
             limit = 0;
         }
     }
 }
 
-u32 requester::make_ready(int64_t limit, bool *may_connect)
+uint32_t requester::make_ready(int64_t limit, bool *may_connect)
 {
     while (state_ != state::ready) {
         if (state_ == state::closed && (!std::exchange(*may_connect, false) || !connect()))
@@ -172,7 +160,7 @@ u32 requester::make_ready(int64_t limit, bool *may_connect)
         const int64_t now = now_ms();
         if (now < due_by_)
             return VYN_ERR_BUDGET_USED_UP;
-        patient_ = false;
+        unreliable_ = true;
         if (now < give_up_at_)
             return VYN_ERR_TIMED_OUT;
         drop();
@@ -180,7 +168,7 @@ u32 requester::make_ready(int64_t limit, bool *may_connect)
     return 0;
 }
 
-u32 requester::await_reply(int64_t sent, int64_t limit)
+uint32_t requester::await_reply(int64_t sent, int64_t limit)
 {
     due_by_ = sent + timeout_ms();
     const int64_t deadline = std::min(due_by_, limit);
@@ -193,8 +181,9 @@ u32 requester::await_reply(int64_t sent, int64_t limit)
         }
         if (got == arrival::nothing)
             break;
-        if (frame_.header.sequence == sequence_)
-            return got == arrival::cut ? u32{VYN_ERR_BAD_REPLY} : u32{frame_.header.status};
+        if (reply_.header.sequence == sequence_)
+            return got == arrival::cut ? uint32_t{VYN_ERR_BAD_REPLY}
+                                       : uint32_t{reply_.header.status};
         now = now_ms();
     } while (now < deadline);
     state_ = state::overdue;
@@ -202,115 +191,73 @@ u32 requester::await_reply(int64_t sent, int64_t limit)
     link_.set_trouble("no answer in time");
     if (deadline < due_by_)
         return VYN_ERR_CUT_SHORT;
-    patient_ = false;
+    unreliable_ = true;
     return VYN_ERR_TIMED_OUT;
 }
 
-u32 requester::send_and_wait(request &r, int64_t now, int64_t limit)
+uint32_t requester::send_and_wait(int64_t now, int64_t limit)
 {
     bool may_connect = true;
     for (;;) {
         if (state_ != state::ready) {
-            if (u32 error = make_ready(limit, &may_connect))
+            if (const uint32_t error = make_ready(limit, &may_connect))
                 return error;
             now = now_ms();
             if (now >= limit)
                 return VYN_ERR_BUDGET_USED_UP;
         }
-        r.header.sequence = ++sequence_;
-        if (link_.send(r.header, r.payload, r.length))
+        request_.header.sequence = ++sequence_;
+        if (link_.send(request_.bytes()))
             return await_reply(now, limit);
         drop();
     }
 }
 
-u32 requester::call(request &r)
+uint32_t requester::call()
 {
     const int64_t left = the_budget.left();
     const int64_t begin = now_ms();
-    const u32 error =
-        left > 0 ? send_and_wait(r, begin, begin + left) : u32{VYN_ERR_BUDGET_USED_UP};
+    const uint32_t error =
+        left > 0 ? send_and_wait(begin, begin + left) : uint32_t{VYN_ERR_BUDGET_USED_UP};
     const int64_t end = now_ms();
     the_budget.charge(end - begin);
     switch (error) {
     case VYN_ERR_CUT_SHORT:
-        if (r.header.msg_type == VYN_MSG_SET)
+        if (request_.header.msg_type == VYN_MSG_SET)
             break;
         [[fallthrough]];
     case VYN_ERR_BUDGET_USED_UP: the_budget.refuse(); break;
     case VYN_ERR_NO_CONNECTION:
     case VYN_ERR_TIMED_OUT:
-    case VYN_ERR_CONNECTION_LOST: note_failure(error); break;
+    case VYN_ERR_CONNECTION_LOST:
+        the_outage.report_request_failure(link_.trouble(), error == VYN_ERR_NO_CONNECTION);
+        break;
     default:
-        if (in_trouble(party::requests))
+        if (the_outage.is_failing(channel::requests))
             note_answer(end);
     }
     return error;
 }
 
-void requester::set_alarm(bool wanted)
-{
-    if (wanted == (alarm_ != 0))
-        return;
-    if (wanted) {
-        alarm_ = snmp_alarm_register(
-            settled_after_ms / 1000, 0, [](unsigned, void *) { the_requester.settle(); }, nullptr);
-        return;
-    }
-    snmp_alarm_unregister(alarm_);
-    alarm_ = 0;
-}
-
-void requester::note_failure(u32 error)
-{
-    found_nobody_ = error == VYN_ERR_NO_CONNECTION;
-    note_trouble(party::requests, link_.trouble());
-}
-
-// Called in an outage only. The alarm is for a service that nobody asks again.
+// Called in an outage only. The alarm is for a service to which nobody sends another request.
 void requester::note_answer(int64_t now)
 {
-    found_nobody_ = false;
-    if (now - opened_at_ >= settled_after_ms)
-        note_working(party::requests);
+    the_outage.report_answer();
+    if (now - opened_at_ >= settled_after_s * 1000)
+        the_outage.report_working(channel::requests);
     else
-        set_alarm(true);
+        settle_alarm_.start();
 }
 
-// The alarm unregisters itself.
 void requester::settle()
 {
-    alarm_ = 0;
     if (state_ != state::closed)
         drain(0);
     if (state_ == state::ready)
-        note_working(party::requests);
+        the_outage.report_working(channel::requests);
 }
-
-uint32_t generation;
 
 } // namespace
-
-waiting_budget the_budget;
-
-void waiting_budget::refuse()
-{
-    unanswered_ = true;
-    note_slow();
-}
-
-uint32_t service_generation()
-{
-    return generation;
-}
-void service_has_returned()
-{
-    generation++;
-}
-bool requests_found_nobody()
-{
-    return the_requester.found_nobody();
-}
 
 static bool had_payload;
 
@@ -321,7 +268,7 @@ bool last_reply_had_payload()
 
 } // namespace vyn_host
 
-// The one queue there is. Nobody looks into it.
+// The only queue. Nothing looks into it.
 struct mts_queue {};
 static mts_queue response_queue;
 VYN_EXPORT mts_queue *mts_response_q = &response_queue;
@@ -341,18 +288,21 @@ VYN_EXPORT u32 cmi_req_resp(u32 opcode, u32 msg_type, void *request, void **resp
         *response_out = nullptr;
     if (length_inout == nullptr)
         return VYN_ERR_BAD_CALL;
-    vyn_host::request r{{}, request, *length_inout};
+    frame_buffer &sent = the_requester.request();
+    sent.payload_length = *length_inout;
     *length_inout = 0;
-    if (r.length > vynd::largest_frame - sizeof(r.header) || (request == nullptr && r.length != 0))
+    if (sent.payload_length > sent.max_payload || (request == nullptr && sent.payload_length != 0))
         return VYN_ERR_BAD_CALL;
-    r.header.kind = static_cast<uint32_t>(vynd::frame_kind::request);
-    r.header.opcode = opcode;
-    r.header.msg_type = msg_type;
-    r.header.session = session;
+    sent.header = vynd::header_of(vynd::frame_kind::request);
+    sent.header.opcode = opcode;
+    sent.header.msg_type = msg_type;
+    sent.header.session = session;
     if (user != nullptr)
-        memcpy(r.header.user, user, strnlen(user, sizeof(r.header.user) - 1));
+        memcpy(sent.header.user, user, strnlen(user, sizeof(sent.header.user) - 1));
+    if (request != nullptr)
+        memcpy(sent.payload, request, sent.payload_length);
 
-    const u32 error = the_requester.call(r);
+    const u32 error = the_requester.call();
     const frame_buffer &reply = the_requester.reply();
     had_payload = error == 0 && reply.payload_length != 0;
     if (!had_payload || response_out == nullptr)
