@@ -37,7 +37,7 @@ const syserr_entry *syserr_find(uint32_t code);
 uint32_t ask_service(uint32_t opcode, uint32_t msg_type, void *request, void **response_out,
                      uint32_t *length_inout);
 
-// Whether the last request was answered with a payload.
+// Reports whether the last request was answered with a payload.
 bool last_reply_had_payload();
 
 // Notes who has sent the request that is served now, until forget_identity().

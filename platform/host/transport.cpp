@@ -47,6 +47,7 @@ class requester {
     uint32_t call();
     frame_buffer &request() { return request_; }
     const frame_buffer &reply() const { return reply_; }
+    bool had_payload() const { return had_payload_; } // the last request: its reply
 
   private:
     enum class state { closed, ungreeted, ready, overdue };
@@ -69,6 +70,7 @@ class requester {
     int64_t due_by_ = 0;     // greeting or reply; after that the connection is only polled
     int64_t give_up_at_ = 0; // ungreeted or overdue: when to replace the connection
     uint32_t sequence_ = 0;  // of the last request
+    bool had_payload_ = false;
     frame_buffer request_;
     frame_buffer reply_;
 
@@ -221,6 +223,7 @@ uint32_t requester::call()
         left > 0 ? send_and_wait(begin, begin + left) : uint32_t{VYN_ERR_BUDGET_USED_UP};
     const int64_t end = now_ms();
     the_budget.charge(end - begin);
+    had_payload_ = error == 0 && reply_.payload_length != 0;
     switch (error) {
     case VYN_ERR_CUT_SHORT:
         if (request_.header.msg_type == VYN_MSG_SET)
@@ -259,11 +262,9 @@ void requester::settle()
 
 } // namespace
 
-static bool had_payload;
-
 bool last_reply_had_payload()
 {
-    return had_payload;
+    return the_requester.had_payload();
 }
 
 } // namespace vyn_host
@@ -304,8 +305,7 @@ VYN_EXPORT u32 cmi_req_resp(u32 opcode, u32 msg_type, void *request, void **resp
 
     const u32 error = the_requester.call();
     const frame_buffer &reply = the_requester.reply();
-    had_payload = error == 0 && reply.payload_length != 0;
-    if (!had_payload || response_out == nullptr)
+    if (!the_requester.had_payload() || response_out == nullptr)
         return error;
     *response_out = malloc(reply.payload_length);
     if (*response_out == nullptr)
