@@ -64,10 +64,13 @@ inline frame_header header_of(frame_kind kind)
     return header;
 }
 
+// The name of a feature: a length byte, the characters, NUL.
+using name_field = uint8_t[VYN_MAX_FEATURE_NAME + 2];
+
 // The reply to opcode_registry: as many of these as fit, in strcmp order of their names. An empty
 // reply is the end.
 struct registry_entry {
-    uint8_t name[VYN_MAX_FEATURE_NAME + 2]; // a length byte, the characters, NUL
+    name_field name;
     be32 show_cfg_option;
     be32 entry_attr;
     be32 action;
@@ -84,13 +87,13 @@ static_assert(std::is_trivially_copyable_v<registry_entry>);
 // with scope 2 the row of the next VSAN after the key's, with scope 0 none.
 // VYN_ERR_NO_MORE_ENTRIES: there is no such row.
 struct state_request {
-    uint8_t name[VYN_MAX_FEATURE_NAME + 2]; // as in registry_entry
+    name_field name;
     vyn_feature_state record;
 };
 static_assert(sizeof(state_request) == 128 && std::is_trivially_copyable_v<state_request>);
 
 struct option_request {
-    uint8_t name[VYN_MAX_FEATURE_NAME + 2];
+    name_field name;
     be32 option; // VYN_OPTION_SHOW_CFG
     be32 scope;
     be32 vsan;

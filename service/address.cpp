@@ -40,7 +40,7 @@ net_address address_of(std::string_view text)
     for (const auto &known : families)
         if (inet_pton(known.family, ended.c_str(), octets) == 1)
             return {known.type, std::string(octets, known.size), known.type};
-    return {address_text, ended};
+    return {VYN_ADDR_TEXT, ended};
 }
 
 std::string text_of(const net_address &address)

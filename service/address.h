@@ -15,14 +15,13 @@
 
 namespace vynd {
 
-inline constexpr uint32_t address_text = 16; // the type of a text; the families have theirs
 inline constexpr size_t max_address = 255;
 using address_field = char[max_address + 1];
 
 struct net_address {
-    uint32_t type = address_text;        // in an index and in keys
-    std::string octets{};                // 4, 16, or the text
-    uint32_t record_type = address_text; // in records
+    uint32_t type = VYN_ADDR_TEXT;        // in an index and in keys
+    std::string octets{};                 // 4, 16, or the text
+    uint32_t record_type = VYN_ADDR_TEXT; // in records
 
     std::strong_ordering operator<=>(const net_address &other) const;
     bool operator==(const net_address &other) const { return (*this <=> other) == 0; }

@@ -15,15 +15,14 @@ namespace vynd {
 
 namespace {
 
-constexpr uint32_t option_show_cfg = 7;
-constexpr uint32_t max_show_cfg = 2; // the values are 1 and 2; 0 in an entry: never set
-
-using name_field = uint8_t[84];
+// The values are 1 and 2; 0 in an entry: never set. Not shared, as a check of the module's own
+// limit.
+constexpr uint32_t max_show_cfg = 2;
 
 // Returns the name without its length. It is empty, like no feature's, if the length is invalid.
 std::string_view plain(const name_field &name)
 {
-    const size_t length = name[0] <= max_feature_name ? name[0] : 0;
+    const size_t length = name[0] <= VYN_MAX_FEATURE_NAME ? name[0] : 0;
     return {reinterpret_cast<const char *>(name + 1), length};
 }
 
@@ -32,7 +31,7 @@ std::optional<scope> scope_of(uint32_t type, uint32_t value)
 {
     if (type <= VYN_SCOPE_PHYSICAL)
         return scope{};
-    if (type == VYN_SCOPE_LOGICAL && value >= 1 && value <= max_vsan)
+    if (type == VYN_SCOPE_LOGICAL && value >= VYN_MIN_VSAN && value <= VYN_MAX_VSAN)
         return scope{type, value};
     return std::nullopt;
 }
@@ -109,7 +108,7 @@ outcome run_action(fabric &model, const registry_entry &entry, const request &re
                    time_point now)
 {
     const auto where = scope_of(entry.scope_type, entry.scope_value);
-    if (!where || entry.action < action_enable || entry.action > action_clear)
+    if (!where || entry.action < VYN_ACTION_ENABLE || entry.action > VYN_ACTION_CLEAR)
         return refused(VYN_ERR_BAD_REQUEST, "no such action or scope");
     return outcome_of(
         model.start_action(plain(entry.name), *where, entry.action, received.user, now));
@@ -126,7 +125,7 @@ outcome store_entry(fabric &model, const registry_entry &entry, const request &,
 outcome store_option(fabric &model, const option_request &change, const request &, time_point)
 {
     const auto where = scope_of(change.scope, change.vsan);
-    if (change.option != option_show_cfg || !where || where->type != VYN_SCOPE_LOGICAL ||
+    if (change.option != VYN_OPTION_SHOW_CFG || !where || where->type != VYN_SCOPE_LOGICAL ||
         change.value == 0 || change.value > max_show_cfg)
         return refused(VYN_ERR_BAD_REQUEST, "expected the show option of a VSAN");
     return outcome_of(model.store_show_option(plain(change.name), *where, change.value));

@@ -185,7 +185,7 @@ std::string merge(words rest, const command_target &target)
         refuse("expected merge FEATURE SCOPE MS [CODE] [TEXT...]");
     const scope where = scope_of(rest[1], VYN_SCOPE_PHYSICAL, VYN_SCOPE_LOGICAL);
     if (where != scope{} &&
-        (where.type != VYN_SCOPE_LOGICAL || where.vsan == 0 || where.vsan > max_vsan))
+        (where.type != VYN_SCOPE_LOGICAL || where.vsan == 0 || where.vsan > VYN_MAX_VSAN))
         refuse("expected physical or a VSAN");
     if (!target.model.start_merge(rest[0], where, std::chrono::milliseconds(*duration),
                                   failure_of(rest.subspan(3)), target.now))

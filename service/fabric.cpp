@@ -17,14 +17,15 @@ namespace {
 // A feature can be enabled and disabled in any scope, other actions need its distribution there.
 bool supports(const feature &owner, const scope &where, uint32_t action)
 {
-    const uint32_t flag = where.type == VYN_SCOPE_PHYSICAL ? 0x2 : 0x4;
-    return action < action_commit || (owner.flags & flag) != 0;
+    const uint32_t flag =
+        where.type == VYN_SCOPE_PHYSICAL ? VYN_FEATURE_PHYSICAL : VYN_FEATURE_LOGICAL;
+    return action < VYN_ACTION_COMMIT || (owner.flags & flag) != 0;
 }
 
 bool runs_in(const feature &owner, const scope &where)
 {
     const auto state = owner.states.find(where);
-    return state != owner.states.end() && state->second.result == result_in_progress;
+    return state != owner.states.end() && state->second.result == VYN_RESULT_IN_PROGRESS;
 }
 
 } // namespace
@@ -87,23 +88,23 @@ uint32_t fabric::start_action(std::string_view name, const scope &where, uint32_
         return VYN_ERR_NO_SUCH_FEATURE;
     if (!supports(*owner, where, action))
         return VYN_ERR_ACTION_UNSUPPORTED;
-    if (action == action_clear) {
+    if (action == VYN_ACTION_CLEAR) {
         if (runs_in(*owner, where))
-            end_action(*owner, where, result_failed, 0);
+            end_action(*owner, where, VYN_RESULT_FAILED, 0);
         owner->locks.erase(where);
     }
     if (runs_in(*owner, where))
         return VYN_ERR_ACTION_IN_PROGRESS;
 
     running_action running{owner->name, where, now + owner->next_action.after, {}};
-    const bool needs_lock = action == action_commit || action == action_abort;
+    const bool needs_lock = action == VYN_ACTION_COMMIT || action == VYN_ACTION_ABORT;
     const lock taken{std::string(user.substr(0, max_user)), address_of("127.0.0.1")};
-    if (needs_lock && owner->name.size() <= max_record_name &&
+    if (needs_lock && owner->name.size() <= VYN_MAX_APP_NAME &&
         owner->locks.emplace(where, taken).second)
         running.held = taken;
     scope_state &state = owner->states[where];
     state.action = action;
-    state.result = result_in_progress;
+    state.result = VYN_RESULT_IN_PROGRESS;
     state.failure = 0;
     stamp(state);
     owner->last = where;
@@ -216,8 +217,8 @@ bool fabric::start_merge(std::string_view name, const scope &where,
     feature *owner = find_feature(state_.features, name);
     if (owner == nullptr)
         return false;
-    if (owner->name.size() <= max_record_name) {
-        owner->locks.emplace(where, lock{merge_user, address_of("127.0.0.1")});
+    if (owner->name.size() <= VYN_MAX_APP_NAME) {
+        owner->locks.emplace(where, lock{VYN_LOCK_MERGE_USER, address_of("127.0.0.1")});
         owner->merges[where] = {merge_in_progress, 0};
     }
     merges_.emplace(now + duration, running_merge{owner->name, where, failure});
@@ -265,7 +266,7 @@ void fabric::end_merge(const running_merge &merge)
     const bool failed = merge.failure.code != 0;
     if (feature *owner = find_feature(state_.features, merge.feature); owner != nullptr) {
         const auto held = owner->locks.find(merge.where);
-        if (held != owner->locks.end() && held->second.user == merge_user)
+        if (held != owner->locks.end() && held->second.user == VYN_LOCK_MERGE_USER)
             owner->locks.erase(held);
         const auto row = owner->merges.find(merge.where);
         if (row != owner->merges.end())

@@ -20,20 +20,6 @@ namespace vynd {
 
 using time_point = std::chrono::steady_clock::time_point;
 
-// System error codes of this service's refusals that the module does not know.
-enum service_syserr : uint32_t {
-    VYN_ERR_UNKNOWN_REQUEST = 0x40B30002,   // unknown opcode or query type
-    VYN_ERR_BAD_REQUEST = 0x40B30003,       // wrong operation, size or value
-    VYN_ERR_NO_SUCH_FEATURE = 0x40B30004,   // the feature is not registered
-    VYN_ERR_DISCOVERY_RUNNING = 0x40B30042, // only one discovery runs at a time
-    VYN_ERR_NO_SUCH_PEER = 0x40B30043,      // the static peer to remove does not exist
-    VYN_ERR_PEER_EXISTS = 0x40B30044,       // the static peer to add exists
-    VYN_ERR_NO_FAILED_MERGE = 0x40B30045,   // no failed merge to resolve in the scope
-    VYN_ERR_NO_SUCH_REGION = 0x40B30060,    // the region does not exist
-    VYN_ERR_REGION_EXISTS = 0x40B30062,     // the region to add exists
-    VYN_ERR_REGION_IN_USE = 0x40B30063,     // the region to remove has features
-};
-
 // How a merge will end; code 0 is success.
 struct merge_failure {
     uint32_t code = 0;
@@ -66,9 +52,9 @@ class fabric {
     uint32_t enable_ip_family(uint32_t family, bool enabled);
     uint32_t set_multicast(const net_address &address);
 
-    // Starts an action, one of feature_action, for a user. A commit or an abort holds the lock of
-    // its scope while it runs, unless the lock is taken. A clear first ends the action that runs in
-    // its scope as failed, and removes the lock of any holder.
+    // Starts an action, from VYN_ACTION_ENABLE to VYN_ACTION_CLEAR, for a user. A commit or an
+    // abort holds the lock of its scope while it runs, unless the lock is taken. A clear first ends
+    // the action that runs in its scope as failed, and removes the lock of any holder.
     uint32_t start_action(std::string_view name, const scope &where, uint32_t action,
                           std::string_view user, time_point now);
     uint32_t store_entry(std::string_view name, uint32_t show_cfg_option, uint32_t scope_type,

@@ -29,35 +29,24 @@ struct scope {
 
     auto operator<=>(const scope &) const = default;
 };
-inline constexpr uint32_t max_vsan = 4093;
 
 // "physical" or "vsan 10".
 std::string scope_text(const scope &where);
 
-enum feature_action : uint32_t {
-    action_enable = 2,
-    action_disable,
-    action_commit,
-    action_abort,
-    action_clear,
-};
-inline constexpr named_value action_names[] = {{"none", 1},   {"enable", 2}, {"disable", 3},
-                                               {"commit", 4}, {"abort", 5},  {"clear", 6}};
+inline constexpr named_value action_names[] = {
+    {"none", VYN_ACTION_NONE},     {"enable", VYN_ACTION_ENABLE}, {"disable", VYN_ACTION_DISABLE},
+    {"commit", VYN_ACTION_COMMIT}, {"abort", VYN_ACTION_ABORT},   {"clear", VYN_ACTION_CLEAR}};
 
-enum action_result : uint32_t {
-    result_none = 1,
-    result_success,
-    result_failed,
-    result_in_progress,
-    result_partly,
-};
-inline constexpr named_value result_names[] = {
-    {"none", 1}, {"success", 2}, {"failed", 3}, {"in-progress", 4}, {"partly", 5}};
+inline constexpr named_value result_names[] = {{"none", VYN_RESULT_NONE},
+                                               {"success", VYN_RESULT_SUCCESS},
+                                               {"failed", VYN_RESULT_FAILED},
+                                               {"in-progress", VYN_RESULT_IN_PROGRESS},
+                                               {"partly", VYN_RESULT_FAILED_PARTLY}};
 
 // The last action in a scope and its result.
 struct scope_state {
-    uint32_t action = 1;
-    uint32_t result = result_none;
+    uint32_t action = VYN_ACTION_NONE;
+    uint32_t result = VYN_RESULT_NONE;
     uint32_t failure = 0; // a system error code
     uint32_t seconds = 0; // of the wall clock, when the action began or ended
     uint32_t microseconds = 0;
@@ -72,8 +61,6 @@ struct lock {
     bool operator==(const lock &) const = default;
 };
 inline constexpr size_t max_user = 127;
-inline constexpr char merge_user[] = "$VYN$Merge"; // the service itself, during a merge
-inline constexpr char user_mark = '\xF9';
 
 // A switch to which a feature is distributed in a scope.
 struct feature_peer {
@@ -111,17 +98,18 @@ region_rows::const_iterator find_assignment(const region_rows &regions, const sc
 // How an action of a feature ends; `after` counts from its start.
 struct action_end {
     std::chrono::milliseconds after{1000};
-    uint32_t result = result_success;
+    uint32_t result = VYN_RESULT_SUCCESS;
     uint32_t failure = 0;
 };
 
-// The name is bytes, without length or NUL.
+// The name is bytes, without length or NUL. With locks, peers, merges or regions it has at most
+// VYN_MAX_APP_NAME characters.
 struct feature {
     std::string name;
     uint32_t show_cfg_option = 1;
     uint32_t entry_attr = 0;
     uint32_t action = 0;
-    uint32_t scope_type = 1;
+    uint32_t scope_type = VYN_SCOPE_PHYSICAL;
     uint32_t scope_value = 0;
     uint32_t flags = 0;
     uint32_t flags2 = 0;
@@ -134,9 +122,8 @@ struct feature {
     std::map<feature_peer, member_state> members{}; // each belongs to a merge
     region_rows regions{};                          // to which it is assigned
 };
-inline constexpr size_t max_feature_name = 82;
-inline constexpr size_t max_record_name = 80; // of a feature with locks, peers, merges or regions
-inline constexpr named_value feature_scopes[] = {{"physical", 0x2}, {"logical", 0x4}}; // in flags
+inline constexpr named_value feature_scopes[] = {{"physical", VYN_FEATURE_PHYSICAL},
+                                                 {"logical", VYN_FEATURE_LOGICAL}}; // in flags
 
 // Returns the feature of that name, or null. `features` are in registry order.
 const feature *find_feature(const std::vector<feature> &features, std::string_view name);

@@ -15,7 +15,7 @@
 
 namespace vynd {
 
-using name_in_key = char[max_record_name + 1];
+using name_in_key = char[VYN_MAX_APP_NAME + 1];
 
 inline std::string_view name_in(const name_in_key &field)
 {

@@ -15,8 +15,7 @@ namespace {
 constexpr uint32_t lock_header = 0x4C4F434B;
 constexpr uint32_t loopback = 0x7F000001;
 
-static_assert(sizeof(vyn_lock_info::user_name) == max_user + 1 &&
-              sizeof(vyn_app_descriptor::name) == max_record_name + 1);
+static_assert(sizeof(vyn_lock_info::user_name) == max_user + 1);
 
 outcome lock_reply(const query &received, std::string_view name, const scope &where,
                    const lock *holder)
@@ -45,7 +44,7 @@ outcome get_lock(fabric &model, const query &received)
     const vyn_lock_key &key = received.record.request.req_app_lock_state;
     const std::string_view name = name_in(key.local_app.name);
     const scope where = scope_from_service(key.scope, key.min_vsan);
-    if (name.size() > max_record_name || where.type == 0)
+    if (name.size() > VYN_MAX_APP_NAME || where.type == 0)
         return refused(VYN_ERR_BAD_REQUEST, "name is not NUL-terminated, or wrong scope");
     const feature *owner = find_feature(model.state().features, name);
     if (owner == nullptr)
@@ -59,7 +58,7 @@ outcome get_next_lock(fabric &model, const query &received)
 {
     const vyn_lock_key &key = received.record.request.req_app_lock_state;
     const std::string_view name = name_in(key.local_app.name);
-    if (name.size() > max_record_name || key.scope > VYN_SERVICE_PHYSICAL)
+    if (name.size() > VYN_MAX_APP_NAME || key.scope > VYN_SERVICE_PHYSICAL)
         return refused(VYN_ERR_BAD_REQUEST, "name is not NUL-terminated, or wrong scope");
     const auto [owner, next] = next_row(model.state().features, &feature::locks, name,
                                         scope_from_service(key.scope, key.min_vsan));

@@ -14,9 +14,6 @@ namespace {
 
 using merge_rows = std::map<scope, merge_state>;
 
-static_assert(sizeof(vyn_merge_key::app_name) == max_record_name + 1 &&
-              sizeof(vyn_resp_merge::app_name) == max_record_name + 1);
-
 merge_rows::const_iterator next_merge(const merge_rows &rows, uint32_t scope_type, uint32_t vsan)
 {
     if (scope_type == VYN_SERVICE_NO_SCOPE)
@@ -47,7 +44,7 @@ vyn_resp_merge record_of(std::string_view name, const scope &where, const merge_
 // A getnext may have no scope.
 bool is_valid(const vyn_merge_key &key, uint32_t mark, uint32_t min_scope)
 {
-    return name_in(key.app_name).size() <= max_record_name && key.query_mark == mark &&
+    return name_in(key.app_name).size() <= VYN_MAX_APP_NAME && key.query_mark == mark &&
            key.scope >= min_scope && key.scope <= VYN_SERVICE_PHYSICAL;
 }
 

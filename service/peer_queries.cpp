@@ -14,8 +14,7 @@ namespace {
 
 constexpr uint32_t peer_header = 0x50454552;
 
-static_assert(sizeof(vyn_app_descriptor::name) == max_record_name + 1 &&
-              sizeof(vyn_app_peer::addr) == max_address + 1 &&
+static_assert(sizeof(vyn_app_peer::addr) == max_address + 1 &&
               sizeof(vyn_static_peer::addr) == max_address + 1);
 
 vyn_app_peer record_of(std::string_view name, const feature_peer &row)
@@ -53,7 +52,7 @@ outcome read_row(const fabric &model, const query &received, Rows feature::*rows
 {
     const vyn_app_peer &peer = received.record.request.req_app_peer.peer;
     const std::string_view name = name_in(peer.local_app.name);
-    if (name.size() > max_record_name)
+    if (name.size() > VYN_MAX_APP_NAME)
         return refused(VYN_ERR_BAD_REQUEST, "name is not NUL-terminated");
     const feature_peer key{{peer.scope, peer.vsan}, address_in(peer)};
     const std::vector<feature> &features = model.state().features;

@@ -20,12 +20,9 @@ namespace {
 
 constexpr uint32_t max_added_region = 255;
 
-static_assert(sizeof(vyn_feature_region_rec::app_name) == max_record_name + 1 &&
-              sizeof(vyn_resp_feature_region::app_name) == max_record_name + 1);
-
 bool is_vsan(uint32_t number)
 {
-    return number >= 1 && number <= max_vsan;
+    return number >= VYN_MIN_VSAN && number <= VYN_MAX_VSAN;
 }
 
 // Regions are ordered as in the OID index: physical ones by number, then those in VSANs.
@@ -118,7 +115,7 @@ outcome read_assignment(fabric &model, const query &received)
 {
     const vyn_feature_region_rec &key = received.record.request.feature_region;
     const std::string_view name = name_in(key.app_name);
-    if (key.op != 0 || name.size() > max_record_name || key.scope > VYN_SERVICE_PHYSICAL)
+    if (key.op != 0 || name.size() > VYN_MAX_APP_NAME || key.scope > VYN_SERVICE_PHYSICAL)
         return refused(VYN_ERR_BAD_REQUEST,
                        "an operation, name is not NUL-terminated, or wrong scope");
     const std::vector<feature> &features = model.state().features;
@@ -144,7 +141,7 @@ outcome change_assignment(fabric &model, const query &received)
 {
     const vyn_feature_region_rec &change = received.record.request.feature_region;
     const std::string_view name = name_in(change.app_name);
-    if (change.op > VYN_OP_REMOVE || name.size() > max_record_name ||
+    if (change.op > VYN_OP_REMOVE || name.size() > VYN_MAX_APP_NAME ||
         change.scope > VYN_SERVICE_PHYSICAL ||
         (change.scope == VYN_SERVICE_LOGICAL && !is_vsan(change.vsan)))
         return refused(VYN_ERR_BAD_REQUEST,

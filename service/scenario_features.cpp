@@ -12,8 +12,9 @@ namespace vynd {
 
 namespace {
 
-constexpr named_value action_end_names[] = {
-    {"success", result_success}, {"failed", result_failed}, {"partly", result_partly}};
+constexpr named_value action_end_names[] = {{"success", VYN_RESULT_SUCCESS},
+                                            {"failed", VYN_RESULT_FAILED},
+                                            {"partly", VYN_RESULT_FAILED_PARTLY}};
 
 const fields<action_end> action_end_fields = {
     duration("after_ms", &action_end::after),
@@ -69,11 +70,11 @@ void read_holder(const node &value, lock &held)
     value.with("kind", [&](const node &member) {
         static constexpr named_value kinds[] = {{"merge", 0}};
         member.one_of(kinds);
-        held.user = merge_user;
+        held.user = VYN_LOCK_MERGE_USER;
     });
     value.with("marked", [&](const node &member) {
         if (member.flag())
-            held.user = user_mark;
+            held.user = VYN_LOCK_USER_MARK;
     });
     value.with("user", [&](const node &member) {
         held.user += member.byte_text(max_user - held.user.size());
@@ -82,8 +83,8 @@ void read_holder(const node &value, lock &held)
 
 void write_holder(const lock &held, json &value)
 {
-    const bool marked = held.user.starts_with(user_mark);
-    if (held.user == merge_user)
+    const bool marked = held.user.starts_with(VYN_LOCK_USER_MARK);
+    if (held.user == VYN_LOCK_MERGE_USER)
         value["kind"] = "merge";
     else
         value["user"] = utf8_of(std::string_view(held.user).substr(marked ? 1 : 0));
@@ -215,11 +216,11 @@ void write_flags(const feature &entry, json &value)
 field<feature> with_short_name(field<feature> rows)
 {
     rows.read = [read = rows.read, key = rows.keys[0]](const node &value, feature &owner) {
-        if (owner.name.size() > max_record_name)
+        if (owner.name.size() > VYN_MAX_APP_NAME)
             value.with(key, [&](const node &array) {
                 array.each([&](const node &row) {
                     row.refuse(std::string("a feature with ") + key + " has a name of at most " +
-                               std::to_string(max_record_name) + " characters");
+                               std::to_string(VYN_MAX_APP_NAME) + " characters");
                 });
             });
         read(value, owner);
@@ -228,7 +229,7 @@ field<feature> with_short_name(field<feature> rows)
 }
 
 const fields<feature> feature_fields = {
-    byte_text("name", &feature::name, max_feature_name), // the lists of rows need it
+    byte_text("name", &feature::name, VYN_MAX_FEATURE_NAME), // the lists of rows need it
     {{"scopes", "flags"}, read_flags, write_flags},
     number("show_cfg_option", &feature::show_cfg_option),
     unless_default(number("entry_attr", &feature::entry_attr)),

@@ -15,7 +15,7 @@ scope read_scope(const node &value)
         where.type = member.one_of(physical);
     });
     value.with("vsan", [&](const node &member) {
-        where = {VYN_SCOPE_LOGICAL, member.number(max_vsan)};
+        where = {VYN_SCOPE_LOGICAL, member.number(VYN_MAX_VSAN)};
         if (where.vsan == 0)
             member.refuse("VSANs start at 1");
     });
@@ -38,7 +38,7 @@ net_address read_address_keys(const node &value)
     if (!value.has("type"))
         return address_of(text);
     const node type = value.at("type");
-    const net_address address{address_text, text, type.number()};
+    const net_address address{VYN_ADDR_TEXT, text, type.number()};
     if (address.record_type == VYN_ADDR_IPV4 || address.record_type == VYN_ADDR_IPV6)
         type.refuse("types 1 and 2 are IP addresses");
     return address;

@@ -14,17 +14,19 @@
 
 namespace vynd {
 
-inline constexpr named_value disc_status_names[] = {
-    {"idle", 1}, {"running", 2}, {"completed", 3}, {"failed", 4}};
+inline constexpr named_value disc_status_names[] = {{"idle", VYN_DISC_IDLE},
+                                                    {"running", VYN_DISC_RUNNING},
+                                                    {"completed", VYN_DISC_COMPLETED},
+                                                    {"failed", VYN_DISC_FAILED}};
 
 struct discovery_end {
     std::chrono::milliseconds after{1000};
-    uint8_t status = 3;
+    uint8_t status = VYN_DISC_COMPLETED;
     uint32_t failure_reason = 0;
 };
 
 struct discovery_state {
-    uint8_t status = 1;
+    uint8_t status = VYN_DISC_IDLE;
     uint32_t failure_reason = 0;
     discovery_end next; // how discoveries end; `after` counts from their start
 };

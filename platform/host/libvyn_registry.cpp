@@ -43,9 +43,8 @@ namespace {
 
 constexpr size_t max_features = 10'000; // the rest is left out, so that a reading always ends
 
-using name_field = uint8_t[VYN_MAX_FEATURE_NAME + 2];
-static_assert(sizeof(vyn_feature_entry::name) == sizeof(name_field) &&
-              sizeof(vynd::registry_entry::name) == sizeof(name_field));
+using vynd::name_field;
+static_assert(sizeof(vyn_feature_entry::name) == sizeof(name_field));
 
 using page = std::vector<vynd::registry_entry>;
 
