@@ -1,8 +1,8 @@
 // The ordered container: pointers to the caller's rows in the order of the caller's compare.
 //
-// compare tells on which side of a row a key lies, and never compares two rows, so a search is all
-// that can be done with it: a sorted vector, searched by halves. A container holds the rows of one
-// SET and is small; moving pointers costs less than a tree would.
+// compare takes a row and a key, and cannot compare two rows, so it can only be used to search: a
+// sorted vector with a binary search. A container holds the rows of one SET and is small; moving
+// pointers costs less than a tree.
 
 #include "indxobj.h"
 
@@ -20,27 +20,25 @@
 struct indxobj {
     int (*compare)(const void *row, const void *key);
     std::vector<void *> rows;
-    bool full_reported; // since there was room last
+    bool full_reported; // since it was last not full
 };
 
 namespace {
 
 constexpr int failure = 1;
-// A refused SET can leave its row, and the manager chooses the key.
-constexpr size_t most_rows = 4096;
+// A refused SET can leave its row, and managers choose the keys.
+constexpr size_t max_rows = 4096;
 
-// Where the row of that key is, or would be.
-std::vector<void *>::iterator place_of(indxobj *cache, const void *key)
+// Returns the position of the row of that key, or the one at which to insert it.
+std::vector<void *>::iterator position_of(indxobj *cache, const void *key)
 {
-    const auto before = [cache](void *row, const void *wanted) {
-        return cache->compare(row, wanted) > 0;
-    };
+    const auto before = [cache](void *row, const void *of) { return cache->compare(row, of) > 0; };
     return std::lower_bound(cache->rows.begin(), cache->rows.end(), key, before);
 }
 
-bool holds(indxobj *cache, std::vector<void *>::iterator place, const void *key)
+bool holds(indxobj *cache, std::vector<void *>::iterator position, const void *key)
 {
-    return place != cache->rows.end() && cache->compare(*place, key) == 0;
+    return position != cache->rows.end() && cache->compare(*position, key) == 0;
 }
 
 } // namespace
@@ -58,18 +56,18 @@ VYN_EXPORT int indxobj_add(indxobj *cache, void *row, const void *key)
 {
     if (cache == nullptr || row == nullptr || key == nullptr)
         return failure;
-    const auto place = place_of(cache, key);
-    if (holds(cache, place, key))
+    const auto position = position_of(cache, key);
+    if (holds(cache, position, key))
         return failure;
-    if (cache->rows.size() == most_rows) {
+    if (cache->rows.size() == max_rows) {
         if (!cache->full_reported)
             snmp_log(LOG_WARNING, "vyn: %zu rows are under creation; further ones are refused\n",
-                     most_rows);
+                     max_rows);
         cache->full_reported = true;
         return failure;
     }
     try {
-        cache->rows.insert(place, row);
+        cache->rows.insert(position, row);
     } catch (const std::exception &) {
         return failure;
     }
@@ -80,19 +78,19 @@ VYN_EXPORT void *indxobj_find(indxobj *cache, const void *key)
 {
     if (cache == nullptr || key == nullptr)
         return nullptr;
-    const auto place = place_of(cache, key);
-    return holds(cache, place, key) ? *place : nullptr;
+    const auto position = position_of(cache, key);
+    return holds(cache, position, key) ? *position : nullptr;
 }
 
 VYN_EXPORT void *indxobj_remove(indxobj *cache, const void *key)
 {
     if (cache == nullptr || key == nullptr)
         return nullptr;
-    const auto place = place_of(cache, key);
-    if (!holds(cache, place, key))
+    const auto position = position_of(cache, key);
+    if (!holds(cache, position, key))
         return nullptr;
-    void *row = *place;
-    cache->rows.erase(place);
+    void *row = *position;
+    cache->rows.erase(position);
     cache->full_reported = false;
     return row;
 }

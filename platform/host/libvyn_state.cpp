@@ -1,8 +1,8 @@
 // The client library's requests about one feature: its state, its actions and its options.
 //
-// A feature is named to the service by name alone, so a request about one that the service has
-// forgotten is the service's to refuse. Nothing is kept here, and nothing is undone: an entry has
-// the values that its caller has given it, also when the service has refused them.
+// A request names the feature, so the service refuses one about a feature that it no longer has.
+// There is no state here, and nothing is undone: an entry keeps the values that its caller has set,
+// also if the service refuses them.
 
 #include "libvyn.h"
 
@@ -18,8 +18,8 @@
 namespace vyn_host {
 namespace {
 
-// A change, which is answered with a status alone: 0, or a system error. The module does not report
-// the error of these to log_set_error, so it is done here.
+// Sends a change. Its reply is only a status: 0 or a system error, which is logged here because the
+// module does not call log_set_error for these.
 template <typename Request> int change(vynd::client_opcode opcode, Request request)
 {
     u32 length = sizeof(request);
@@ -59,7 +59,7 @@ VYN_EXPORT int get_vyn_entry_from_module(vyn_feature_entry *entry, void *state, 
     const std::unique_ptr<void, decltype(&free)> owner(block, free);
     if (error == VYN_ERR_NO_MORE_ENTRIES)
         return none;
-    // A part of a record is no row: unlike a reply to a query, it cannot have been meant.
+    // Unlike a reply to a query, a part of a record is an error.
     if (error != 0 || block == nullptr || length != sizeof(request.record))
         return failed;
     memcpy(state, block, sizeof(request.record));

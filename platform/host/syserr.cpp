@@ -1,7 +1,7 @@
 // System errors: code, name and text in one table.
 //
-// 0x40B3.... are the VYN service's, 0x40B4.... its reasons for a failed merge, 0x4103.... those of
-// the transport here. The texts reach managers, as the reason of a failure.
+// 0x40B3.... are those of the VYN service, 0x40B4.... its reasons for a failed merge, 0x4103....
+// those of the transport. Managers read the texts as the reason of a failure.
 
 #include "syserr.h"
 

@@ -10,26 +10,26 @@ typedef struct indxobj indxobj; /* opaque */
 
 #define INDXOBJ_SUCCESS 2
 
-/* Makes an empty container in *cache. compare: below, equal to or above 0, the key against the
- * row. INDXOBJ_SUCCESS, or another value and *cache null. */
+/* Creates an empty container in *cache. compare returns > 0 if the key belongs after the row, 0 if
+ * equal, < 0 if before. Returns INDXOBJ_SUCCESS, or another value and a null *cache. */
 int indxobj_create(indxobj **cache, int, int, int (*compare)(const void *row, const void *key),
                    int);
 
-/* Adds a row under its key; it stays where it is. INDXOBJ_SUCCESS, or another value when the key
- * is taken, or memory or the container's room is out: then the row stays the caller's. */
+/* Adds a row under its key, without copying it. Returns INDXOBJ_SUCCESS, or another value if there
+ * is a row of that key, no memory, or the container is full: then the caller keeps the row. */
 int indxobj_add(indxobj *cache, void *row, const void *key);
 
-/* The row of that key, or null. */
+/* Returns the row of that key, or null. */
 void *indxobj_find(indxobj *cache, const void *key);
 
-/* Takes the row out and returns it, not freed; or null. */
+/* Removes the row of that key and returns it, not freed; or null. */
 void *indxobj_remove(indxobj *cache, const void *key);
 
-/* Calls visit once for each row, in order. visit may free the row when the container is destroyed
- * next. */
+/* Calls visit once for each row, in order. visit may free the row if the next call destroys the
+ * container. */
 void indxobj_walk(indxobj *cache, void (*visit)(void *row));
 
-/* Frees the container, not its rows. INDXOBJ_SUCCESS. */
+/* Frees the container, not its rows. Returns INDXOBJ_SUCCESS. */
 int indxobj_destroy(indxobj *cache);
 
 #ifdef __cplusplus

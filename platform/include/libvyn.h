@@ -1,5 +1,5 @@
-/* The VYN client library: the registered features and their state. All in host byte order but for
- * the state record. */
+/* The VYN client library: the registered features and their state. All words are in host byte
+ * order, except those of the state record. */
 #ifndef LIBVYN_H
 #define LIBVYN_H
 
@@ -30,32 +30,33 @@ typedef struct vyn_cfg_option {
     u32 value;
 } vyn_cfg_option;
 
-/* Reads the registry of features anew. 0, or non-zero when the service did not give it. */
+/* Reads the registry of features again. Returns 0, or non-zero if that failed. */
 int query_and_build_vyn_registrations(void);
 
-/* Starts a scan of the registry. Next: the following feature, or null behind the last. Entries
- * stay the library's, and stay where they are for as long as one SNMP request is served. */
+/* Start a scan of the registry, and return its next feature, or null after the last. Entries are
+ * the library's, and stay where they are while one SNMP request is served. */
 void vyn_scanFeatureInit(void);
 vyn_feature_entry *vyn_scanFeatureNext(void);
 
-/* The feature of that plain name (no length byte), or null. */
+/* Returns the feature of that name (without a length byte), or null. */
 vyn_feature_entry *vyn_getFeatureEntry(const char *name);
 
 /*
- * Reads the state of a feature: `state` is a record of 44 bytes, eleven big-endian words (counted
+ * Reads the state of a feature. `state` is a record of 44 bytes, eleven big-endian words (counted
  * from 1: 4 last action or status, 5 scope, 6 VSAN, 7 result, 8 error code, 9 and 10 seconds and
  * microseconds, 11 show-configuration option). On entry words 5 and 6 are the key.
- * op 1: exactly this scope and VSAN; op 2: the one that follows.
- * 0: found; negative: failed; positive: there is none.
+ * op 1: exactly this scope and VSAN; op 2: the next one.
+ * Returns 0 if found, a negative value on failure, a positive one if there is none.
  */
 int get_vyn_entry_from_module(vyn_feature_entry *entry, void *state, int op);
 
-/* Runs the entry's pending action; stores an option; makes the entry persistent. 0 on success. */
+/* Run the pending action of the entry, store an option, make the entry persistent. All return 0 on
+ * success. */
 int set_vyn_entry_to_module(vyn_feature_entry *entry);
 int set_vyn_cfg_option_to_module(vyn_feature_entry *entry, const vyn_cfg_option *option);
 int pss_update_vyn_feature_entry_rt(vyn_feature_entry *entry, int);
 
-/* The system error code of a merge failure, from the failure code and flag of a merge reply. */
+/* Returns the system error code of a merge failure, from the code and flag of a merge reply. */
 u32 vyn_mr_status2syserr(u32 code, u32 flag);
 
 #ifdef __cplusplus

@@ -17,28 +17,27 @@ typedef uint32_t u32;
 typedef struct mts_queue mts_queue; /* opaque */
 typedef struct mts_msg mts_msg;     /* opaque: a received event */
 
-/* The queue on which replies arrive; every request names it. */
+/* The queue of the replies, which every request names. */
 extern mts_queue *mts_response_q;
 
 /*
- * Sends one request and blocks until the service has answered or the transport gives up.
+ * Sends one request and blocks until the reply arrives or the transport gives up.
  *
- * opcode        which service entry is asked
+ * opcode        the entry of the service
  * msg_type      1 get, 2 get next, 3 set
  * request       the request record, big-endian
  * response_out  receives the reply, a malloc block that the caller frees, or null for a reply
  *               without content; null when no reply is wanted
  * length_inout  in: bytes of the request; out: bytes of the reply
- * user, session who asks
- * Returns 0 or a system error code: the service's own, or the transport's for no answer.
+ * user, session of the requester
+ * Returns 0 or a system error code: of the service, or of the transport if there is no reply.
  */
 u32 cmi_req_resp(u32 opcode, u32 msg_type, void *request, void **response_out, u32 *length_inout,
                  const char *user, u32 session, u32, mts_queue *queue, u32);
 
 /*
- * The payload of an event, or null. No length comes with it: at least 512 bytes are readable
- * there, and those behind the event are zero. It stays the transport's, and is gone when the
- * handler has returned.
+ * Returns the payload of an event, or null. It has no length: at least 512 bytes are readable, and
+ * those after the event are zero. It is the transport's, and valid until the handler returns.
  */
 void *mts_payload_get(mts_msg *);
 
@@ -51,7 +50,7 @@ typedef netsnmp_variable_list *(*mts_notification_handler)(mts_msg *, oid *notif
                                                            size_t *notification_oid_length,
                                                            int *flag);
 
-/* Both return 0, or non-zero when the opcode could not be (un)subscribed. */
+/* Subscribe and unsubscribe an opcode. Both return 0, or non-zero if that failed. */
 int register_for_notification(u32 opcode, mts_notification_handler handler);
 int unregister_for_notification(u32 opcode);
 

@@ -10,14 +10,14 @@ extern "C" {
 
 typedef uint32_t u32;
 
-/* 0: events of this type and level are recorded. */
+/* Returns 0 if events of this type and level are recorded, non-zero if not. */
 int sdwrap_hist_event_subtype_check(u32 type, u32 level);
 
-/* Records an event: the level as a 32-bit word of the host, then a text; length counts both and
- * the text's NUL. */
+/* Records an event: its level, a 32-bit word of the host, and a text with its NUL. length counts
+ * both. */
 void sdwrap_hist_event(u32 type, u32 length, const void *record);
 
-/* Non-zero: debug output of this level is on. */
+/* Returns non-zero if debug output of this level is on. */
 int sdwrap_chk_int(u32 level, int, int, int);
 
 /* Writes a line of debug output, as printf does. */

@@ -1,5 +1,5 @@
-/* Texts of system error codes. Both return a text that stays valid until the next call, for codes
- * that are not known too: syserr2str for traces, syserr_format for values of managed objects. */
+/* Texts of system error codes, also of unknown ones: syserr2str for traces, syserr_format for
+ * values of managed objects. A text is valid until the next call. */
 #ifndef SYSERR_H
 #define SYSERR_H
 
