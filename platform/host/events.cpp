@@ -122,7 +122,7 @@ void subscriber::tick()
         alarm_.stop();
         the_outage.report_events_settled();
     } else if (now_ms() >= give_up_at_) {
-        lost("it accepts connections but does not greet");
+        lost("no greeting from the service");
     }
 }
 
@@ -153,7 +153,7 @@ void subscriber::take_arrived()
         if (got == arrival::lost)
             return lost(link_.trouble());
         if (!greeted_ && (got == arrival::cut || !frame_.is_greeting()))
-            return lost("it speaks another protocol, or another version");
+            return lost("unknown protocol or version");
         if (!greeted_)
             greeted();
         else if (!frame_.is(vynd::frame_kind::event))
@@ -168,7 +168,7 @@ void subscriber::take_arrived()
 void subscriber::report_cut()
 {
     if (!cut_reported_)
-        snmp_log(LOG_WARNING, "vyn: an event %u of the service is too large and is passed over\n",
+        snmp_log(LOG_WARNING, "vyn: an event %u of the service is too large and is ignored\n",
                  static_cast<u32>(frame_.header.opcode));
     cut_reported_ = true;
 }

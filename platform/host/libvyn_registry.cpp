@@ -201,7 +201,7 @@ uint32_t feature_registry::read_pages(size_t *total)
                  *total);
     if (in_use != *total)
         snmp_log(LOG_WARNING,
-                 "vyn: passed over %zu of %zu features of the service: bad or double names\n",
+                 "vyn: ignored %zu of %zu features of the service: invalid or duplicate names\n",
                  *total - in_use, *total);
     ever_read_ = true;
     generation_ = generation;

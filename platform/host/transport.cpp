@@ -121,10 +121,10 @@ void requester::await_greeting(int64_t limit)
         return;
     }
     if (got == arrival::nothing)
-        return link_.set_trouble("it accepts connections but does not greet");
+        return link_.set_trouble("no greeting from the service");
     unreliable_ = true;
     if (got != arrival::lost)
-        link_.set_trouble("it speaks another protocol, or another version");
+        link_.set_trouble("unknown protocol or version");
     drop();
 }
 
