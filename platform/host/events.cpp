@@ -38,7 +38,7 @@ struct subscription {
 class subscriber {
   public:
     subscriber();
-    ~subscriber() { stop(); }
+    ~subscriber();
 
     bool add(u32 opcode, mts_notification_handler handler);
     bool remove(u32 opcode);
@@ -75,6 +75,12 @@ class subscriber {
 subscriber::subscriber()
 {
     the_outage.set_greeting_handler([](pid_t service) { the_subscriber.renew(service); });
+}
+
+subscriber::~subscriber()
+{
+    the_outage.set_greeting_handler(nullptr);
+    stop();
 }
 
 void subscriber::disconnect()

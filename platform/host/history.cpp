@@ -76,10 +76,10 @@ class event_history {
     bool on_ = true;
     bool printed_[256] = {}; // by level
     block blocks_[2];
-    int filling_ = 0; // the block that is filled; the other one is older
-    vynd::unique_fd wakeup_,
-        signaled_;              // the agent's loop reads from the one, the handler writes to
-    bool signal_taken_ = false; // the other
+    int filling_ = 0;          // the block that is filled; the other one is older
+    vynd::unique_fd wakeup_;   // read by the agent's loop
+    vynd::unique_fd signaled_; // written to by the signal handler
+    bool signal_taken_ = false;
 } the_history;
 
 void event_history::read_environment()

@@ -47,7 +47,7 @@ class requester {
     uint32_t call();
     frame_buffer &request() { return request_; }
     const frame_buffer &reply() const { return reply_; }
-    bool had_payload() const { return had_payload_; } // the last request: its reply
+    bool had_payload() const { return had_payload_; }
 
   private:
     enum class state { closed, ungreeted, ready, overdue };
@@ -67,10 +67,10 @@ class requester {
     state state_ = state::closed;
     bool unreliable_ = false; // since the last greeting, a request timed out or a greeting failed
     int64_t opened_at_ = 0;
-    int64_t due_by_ = 0;     // greeting or reply; after that the connection is only polled
-    int64_t give_up_at_ = 0; // ungreeted or overdue: when to replace the connection
-    uint32_t sequence_ = 0;  // of the last request
-    bool had_payload_ = false;
+    int64_t due_by_ = 0;       // greeting or reply; after that the connection is only polled
+    int64_t give_up_at_ = 0;   // ungreeted or overdue: when to replace the connection
+    uint32_t sequence_ = 0;    // of the last request
+    bool had_payload_ = false; // the last reply, if there was one
     frame_buffer request_;
     frame_buffer reply_;
 
@@ -110,7 +110,7 @@ bool requester::connect()
     return true;
 }
 
-// The state tells the caller what has come of it.
+// Sets the state to ready or closed, or leaves it if no greeting has arrived.
 void requester::await_greeting(int64_t limit)
 {
     const arrival got = link_.await(reply_, now_ms(), std::min(due_by_, limit));
@@ -128,11 +128,11 @@ void requester::await_greeting(int64_t limit)
     drop();
 }
 
-// Takes what has arrived, which shows whether the service is still there and the overdue reply has
-// come. Waits for that reply until it is due, or until the limit.
+// Receives what has arrived, to find out whether the service is still there and the overdue reply
+// has come. Waits for that reply until it is due, or until the limit.
 void requester::drain(int64_t limit)
 {
-    constexpr int max_frames = 64; // that nobody waits for
+    constexpr int max_frames = 64; // dropped at once
     for (int i = 0; i < max_frames; i++) {
         const arrival got = next_reply(now_ms(), std::min(due_by_, limit));
         if (got == arrival::nothing)
