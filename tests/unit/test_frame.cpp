@@ -6,9 +6,12 @@ namespace {
 
 class frame : public platform_test {};
 
-const lines start_lines = {"trace 101 init_vyn_mib : entrying", "register_mib vyn_mib 41 1.3.6.1.4.1.57193.12.7",
-                           "indxobj_create region 0 1 1",       "indxobj_create app_region 0 1 1",
-                           "query_and_build_vyn_registrations", "register_for_notification 8470",
+const lines start_lines = {"trace 101 init_vyn_mib : entrying",
+                           "register_mib vyn_mib " + std::to_string(VYN_MIB_OBJECTS) + " 1.3.6.1.4.1.57193.12.7",
+                           "indxobj_create region 0 1 1",
+                           "indxobj_create app_region 0 1 1",
+                           "query_and_build_vyn_registrations",
+                           "register_for_notification 8470",
                            "register_for_notification 8475"};
 
 TEST_F(frame, starts_and_stops_again_and_again) {
