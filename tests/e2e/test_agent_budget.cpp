@@ -90,7 +90,7 @@ TEST_F(agent_budget, slow_registry_costs_one_budget_and_then_a_pause) {
     control("fault off");
     EXPECT_TRUE(wait_until([&] { return get(row) == enabled; })) << agent_log();
 
-    // It comes back slow: one request reads in vain, the next ones use what the agent has.
+    // It returns and is slow: one request fails to read the registry, the next ones use the old one.
     stop_service(SIGTERM);
     start_service(folder + "/fabric.json");
     EXPECT_EQ(get("1.4.1.0"), enabled) << "on a new connection";
